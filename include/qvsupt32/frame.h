@@ -1,0 +1,97 @@
+/* Library frame: attach and detach, daemonizing forks, the global file lock, the export context, shared memory blocks.
+ *
+ * Loading the library attaches it, unloading detaches it; a program needs none of these calls for ordinary use. Loading
+ * prints nothing, starts no thread, leaves errno as it was, and succeeds even when the attach fails: the process then
+ * goes on, and every operation on a shared file answers that the lock was not obtained. */
+#ifndef QVSUPT32_FRAME_H
+#define QVSUPT32_FRAME_H
+
+#include "types.h"
+
+QVSUPT32_BEGIN_C
+
+/* Opaque context of one call. Always 0 on Linux. */
+typedef uint32_t SMExportContext;
+
+/* Attaches not yet matched by a detach. Initially 0; read-only for callers. */
+QVSUPT32_API extern int32_t modAttachCount;
+
+/* Handle of the global file lock, 0 while there is none. Read-only for callers. */
+QVSUPT32_API extern uint32_t hGFileLock;
+
+/* 1 from the start of the last detach to the start of the next first attach. */
+QVSUPT32_API extern SMBool modExitingFlag;
+
+/* 0 between SUPTBeforeForkForDaemon and the fork that follows it, else 1. */
+QVSUPT32_API extern SMBool modDetachFlag;
+
+/* 1 in the parent of a daemonizing fork (and in processes forked from it later): unloading does not detach. */
+QVSUPT32_API extern SMBool modDaemonParentFlag;
+
+/* The export context captured by the first attach. */
+QVSUPT32_API extern SMExportContext origECI;
+
+/* Attaches the library once more. The first attach creates the global file lock and holds it while it sets up the
+ * process's shared state; every later one only counts. Returns 1 when attached; 0 when a step failed: the steps already
+ * taken are undone, no lock is left held, and the count stays 0.
+ * Threads: calls of ModuleAttach and ModuleDetach are serialized by the caller. */
+QVSUPT32_API uint32_t ModuleAttach(void);
+
+/* Takes one attach back. The last detach tears the shared state down under the global file lock and closes the lock's
+ * file, which drops every record lock of this process. Returns 1 when it counted or detached, 0 when nothing was
+ * attached (and changes nothing).
+ * Threads: calls of ModuleAttach and ModuleDetach are serialized by the caller. */
+QVSUPT32_API uint32_t ModuleDetach(void);
+
+/* Announces that the next fork turns this process into a daemon's parent: sets modDetachFlag to 0. */
+QVSUPT32_API void ModuleDoNotDetach(void);
+
+/* The same under its public name. A program calls it immediately before the fork by which it becomes a daemon, so that
+ * the exit of the parent does not tear down state that the child goes on using. */
+QVSUPT32_API void SUPTBeforeForkForDaemon(void);
+
+/* Fork handler of the parent, registered at load: marks the parent of an announced fork and ends the announcement. */
+QVSUPT32_API void ModuleParentAfterFork(void);
+
+/* Fork handler of the child, registered at load: ends the announcement. */
+QVSUPT32_API void ModuleChildAfterFork(void);
+
+/* Takes the global file lock, the record lock that every operation on a shared file holds. Mode 1 waits up to 60000
+ * polling steps of 1 ms, any other mode tries once. Returns 1 when the lock is held, 0 when it was not obtained.
+ *
+ * The lock belongs to the process. It neither counts nor excludes threads: a second call in the process that holds it
+ * succeeds, and one release frees it. The library's own operations on shared files exclude each other among the threads
+ * of a process as well, but not against a caller that holds the lock through this function.
+ * A crash, an exec of another program by the last user of the file, and the end of the process release it; a forked
+ * child does not inherit it. Not for signal handlers. */
+QVSUPT32_API uint32_t FileLock(uint16_t mode);
+
+/* Releases the global file lock. Returns 0 when it was released (also when it was not held), -1 when there is no lock
+ * handle or the release failed. */
+QVSUPT32_API int32_t FileUnlock(void);
+
+/* Stores the current export context, which is 0 on Linux, through context. A null pointer is ignored. */
+QVSUPT32_API void OSGetExportContext(SMExportContext *context);
+QVSUPT32_API void SMGetExportContext(SMExportContext *context);
+
+/* Enters the library's context and keeps the caller's in slot. Does nothing on Linux. */
+QVSUPT32_API void OSSetExportContext(SMExportContext *slot, SMExportContext *libraryContext);
+QVSUPT32_API void SMSetExportContext(SMExportContext *slot, SMExportContext *libraryContext);
+
+/* Returns to the context kept in slot. Does nothing on Linux. */
+QVSUPT32_API void OSResetExportContext(SMExportContext *slot);
+QVSUPT32_API void SMResetExportContext(SMExportContext *slot);
+
+/* Allocates size bytes from the process heap, as malloc(3) does; null when the heap is exhausted. Memory that the
+ * library hands to a caller comes from the same heap. */
+QVSUPT32_API void *SMAllocMem(uint32_t size);
+
+/* Resizes a block of SMAllocMem, as realloc(3) does. */
+QVSUPT32_API void *SMReAllocMem(void *block, uint32_t size);
+
+/* Frees a block that SMAllocMem or SMReAllocMem gave, or that the library handed over. Null does nothing. */
+QVSUPT32_API void SMFreeMem(void *block);
+
+QVSUPT32_END_C
+
+#endif

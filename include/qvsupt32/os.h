@@ -1,0 +1,131 @@
+/* Operating-system services: IPC names, record locks, global and local mutexes, System V semaphores.
+ *
+ * Timeouts are unsigned. 0xFFFFFFFF waits without limit in one blocking call. Any other value N makes one try and then
+ * up to N more, each after a sleep of one millisecond: it counts polling steps, not the time on a clock.
+ *
+ * Results are 0 (success), 3 (SM_STATUS_TIMEOUT) and -1 (SM_STATUS_UNSUCCESSFUL), unless a declaration says otherwise.
+ * None of these functions may be called from a signal handler. */
+#ifndef QVSUPT32_OS_H
+#define QVSUPT32_OS_H
+
+#include "types.h"
+
+QVSUPT32_BEGIN_C
+
+/* IPC names and the IPC file ---------------------------------------------------------------------------------------
+ *
+ * An IPC name is a number that processes agree on: an offset plus a base that the site sets in /etc/vela.conf with a
+ * line "ipcnamebase=<number>" (100000 without one). The IPC file, /etc/tallowmere/shared/.sharedipc where
+ * /etc/tallowmere/shared exists and /etc/tallowmere/vela/.velaipc elsewhere, holds no data: byte N of it is the lock
+ * record of number N. It is created with mode 0600 and opened once, close-on-exec.
+ *
+ * Records are POSIX record locks (fcntl(2)). They belong to the process: they exclude other processes, not threads; one
+ * unlock frees the record for the whole process; a forked child does not inherit them; they vanish with the process.
+ * The kernel drops all of them when the process closes any descriptor of the IPC file, so a program must not open that
+ * file itself. */
+
+/* The IPC name base, 0xFFFFFFFF before the first CreateIPCName of the process. */
+QVSUPT32_API extern uint32_t l_ipc_name_base;
+
+/* Descriptor of the open IPC file, -1 while it is closed. */
+QVSUPT32_API extern int32_t l_ipc_fd;
+
+/* Path of the IPC file, null before the first open. Chosen once in a process; static storage. */
+QVSUPT32_API extern const char *l_ipc_filename;
+
+/* Returns offset plus the IPC name base, modulo 2^32. The first call reads the base; it then holds for the life of the
+ * process. The first line of the file that matches counts: optional white space, "ipcnamebase=" with nothing before the
+ * equals sign, optional white space, a decimal number with an optional sign; the rest of the line is ignored. A number
+ * beyond 32 signed bits is taken as the nearest one inside. A line of more than 255 characters is tested in pieces of
+ * 255. A missing or unreadable file, or one without such a line, gives 100000. */
+QVSUPT32_API uint32_t CreateIPCName(uint32_t offset);
+
+/* Opens the IPC file unless it is open, and creates it when it is missing; never its directory. Returns 0 when it is
+ * open, -1 when it cannot be opened. */
+QVSUPT32_API int32_t OpenIPCFile(void);
+
+/* Closes the IPC file if it is open, which drops every record lock of the process. Returns 0. */
+QVSUPT32_API int32_t CloseIPCFile(void);
+
+/* Locks a record for this process. Opens the IPC file when it is closed or its descriptor has gone bad. Returns 0 when
+ * the record is locked, 3 when another process held it to the last try, -1 when the file cannot be opened or the lock
+ * call failed. Interruptions by signals are not counted as tries. */
+QVSUPT32_API int32_t LockIPCFileRecord(uint32_t record, uint32_t timeout);
+
+/* Unlocks a record for the whole process; one that is not locked counts as unlocked. Opens the IPC file when it is
+ * closed. Returns 0, or -1 when the file cannot be opened or the lock call failed. */
+QVSUPT32_API int32_t UnlockIPCFileRecord(uint32_t record);
+
+/* Global mutexes ----------------------------------------------------------------------------------------------------
+ *
+ * A global mutex is the IPC file record of its own name: the handle is the name, and 0 is no mutex. It excludes
+ * processes only; see the record locks above for threads, fork, exec and crashes of the holder. */
+
+/* Opens the IPC file and returns the name as handle; 0 when the name is 0 (without touching the file) or the file
+ * cannot be opened. */
+QVSUPT32_API uint32_t CreateGlobalMutex(uint32_t name);
+
+/* The same as CreateGlobalMutex. */
+QVSUPT32_API uint32_t OpenGlobalMutex(uint32_t name);
+
+/* Does nothing: a global mutex leaves nothing behind but the open IPC file. */
+QVSUPT32_API void DestroyGlobalMutex(uint32_t handle);
+
+/* Returns -1 for handle 0, else the result of LockIPCFileRecord(handle, timeout). */
+QVSUPT32_API int32_t WaitForGlobalMutex(uint32_t handle, uint32_t timeout);
+
+/* Returns -1 for handle 0, else the result of UnlockIPCFileRecord(handle). */
+QVSUPT32_API int32_t ReleaseGlobalMutex(uint32_t handle);
+
+/* Local mutexes -----------------------------------------------------------------------------------------------------
+ *
+ * A thread mutex of this process: not recursive, released by the thread that holds it. After a fork the child's copy is
+ * in the state that it had in the parent, also when another thread held it. */
+
+typedef struct SMLocalMutex SMLocalMutex;
+
+/* Returns a new mutex, owned by the caller until DestroyLocalMutex; null when memory is short. */
+QVSUPT32_API SMLocalMutex *CreateLocalMutex(void);
+
+/* Destroys and frees a mutex that nobody holds. Null is ignored. */
+QVSUPT32_API void DestroyLocalMutex(SMLocalMutex *mutex);
+
+/* Returns -1 for null, 0 when the mutex is locked, 3 when every try failed, -1 when the wait without limit failed. */
+QVSUPT32_API int32_t WaitForLocalMutex(SMLocalMutex *mutex, uint32_t timeout);
+
+/* Returns -1 for null, 0 when the mutex is unlocked, -1 when that failed. */
+QVSUPT32_API int32_t ReleaseLocalMutex(SMLocalMutex *mutex);
+
+/* System V semaphores -----------------------------------------------------------------------------------------------
+ *
+ * A semaphore is a set of one, named by its identifier; 0 is no semaphore. Sets have mode 0666 and outlive the
+ * processes that use them until DestroySemaphore removes them. A fork shares them; a crash of the holder leaves the
+ * count as it is, except for what WaitForSemaphoreUndo took. See semop(2). */
+
+/* Creates the set of a key with an initial count and returns its identifier. A set that exists already is used as it
+ * is, its count included. Key 0 makes a private set. Returns 0 on failure, with nothing left behind. Another process
+ * can meet a new set before its initial count is stored. */
+QVSUPT32_API int32_t CreateSemaphore(int32_t key, int32_t initial);
+
+/* Returns the identifier of the existing set of a key, 0 when there is none or access is refused. */
+QVSUPT32_API int32_t OpenSemaphore(int32_t key);
+
+/* Removes the set, under whoever else uses it: their waits end. 0 is ignored, a failure is not reported. */
+QVSUPT32_API void DestroySemaphore(int32_t id);
+
+/* Takes 1 from the count. Returns -1 for identifier 0, 0 when taken, 3 when every try failed for whatever reason, -1
+ * when the wait without limit failed (the set is gone, for example). */
+QVSUPT32_API int32_t WaitForSemaphore(int32_t id, uint32_t timeout);
+
+/* The same; the kernel gives the 1 back when the process ends. */
+QVSUPT32_API int32_t WaitForSemaphoreUndo(int32_t id, uint32_t timeout);
+
+/* Adds 1 to the count. Returns -1 for identifier 0, 0 when added, -1 when the kernel refused (its maximum is 32767). */
+QVSUPT32_API int32_t ReleaseSemaphore(int32_t id);
+
+/* Sets the count to 0. Returns -1 for identifier 0, else 0, whatever became of it. Not atomic against waits. */
+QVSUPT32_API int32_t ResetSemaphore(int32_t id);
+
+QVSUPT32_END_C
+
+#endif

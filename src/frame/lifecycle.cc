@@ -1,0 +1,146 @@
+// Attach and detach, the loader's hooks and the fork handlers: the only file that knows in which order the rooms of the
+// library are opened and closed.
+//
+// Promises: loading succeeds whatever the attach does, prints nothing, starts nothing and leaves errno alone; the first
+// attach and the last detach hold the global file lock from their first step to their last.
+// Leaves to the caller: serializing explicit attaches and detaches.
+
+#include <pthread.h>
+
+#include <cerrno>
+#include <iterator>
+#include <span>
+
+#include "frame/alias.h"
+#include "frame/status.h"
+#include "os/polling.h"
+#include "qvsupt32/frame.h"
+#include "qvsupt32/os.h"
+
+int32_t modAttachCount = 0;
+SMBool modExitingFlag = 0;
+SMBool modDetachFlag = 1;
+SMBool modDaemonParentFlag = 0;
+
+namespace {
+
+/// The IPC name of the global file lock, before the base of the site is added.
+constexpr uint32_t kFileLockOffset = 20000;
+
+/// What is set up and torn down while the global file lock is held.
+struct Step {
+  bool (*attach)();
+  void (*detach)();
+  bool keptByFailedAttach;  // stays when a later step fails, for the next attach to find
+};
+
+/// In the order of attaching. Detaching runs it backwards.
+constexpr std::span<const Step> kSteps = {};
+
+/// Runs the steps in order. On a failure those before it are undone, the last one first.
+bool attachSteps()
+{
+  for (auto step = kSteps.begin(); step != kSteps.end(); ++step) {
+    if (step->attach()) {
+      continue;
+    }
+    while (step != kSteps.begin()) {
+      --step;
+      if (!step->keptByFailedAttach) {
+        step->detach();
+      }
+    }
+    return false;
+  }
+  return true;
+}
+
+void detachSteps()
+{
+  for (auto step = kSteps.rbegin(); step != kSteps.rend(); ++step) {
+    step->detach();
+  }
+}
+
+void giveUpFileLock()
+{
+  (void)ReleaseGlobalMutex(hGFileLock);  // where it fails, the lock goes with the file or the process
+  DestroyGlobalMutex(hGFileLock);
+  hGFileLock = 0;
+}
+
+[[gnu::constructor]] void load()
+{
+  const int kept = errno;
+  // Without the handlers, for want of memory, a daemon's parent detaches at its exit; everything else works.
+  (void)pthread_atfork(nullptr, ModuleParentAfterFork, ModuleChildAfterFork);
+  (void)ModuleAttach();  // a library that could not attach stays loaded and answers every file operation
+  errno = kept;
+}
+
+[[gnu::destructor]] void unload()
+{
+  if (modDaemonParentFlag == 0) {
+    (void)ModuleDetach();  // there may be nothing attached
+  }
+}
+
+}  // namespace
+
+uint32_t ModuleAttach(void)
+{
+  if (modAttachCount >= 1) {
+    ++modAttachCount;
+    return 1;
+  }
+  OSGetExportContext(&origECI);
+  modExitingFlag = 0;
+  hGFileLock = CreateGlobalMutex(CreateIPCName(kFileLockOffset));
+  if (hGFileLock == 0) {
+    return 0;
+  }
+  (void)WaitForGlobalMutex(hGFileLock, SM_WAIT_FOREVER);  // an attach goes on without the lock rather than not at all
+  if (!attachSteps()) {
+    giveUpFileLock();
+    return 0;
+  }
+  ++modAttachCount;
+  (void)ReleaseGlobalMutex(hGFileLock);  // where it fails, the lock goes with the process
+  return 1;
+}
+
+uint32_t ModuleDetach(void)
+{
+  if (modAttachCount < 1) {
+    return 0;
+  }
+  if (--modAttachCount != 0) {
+    return 1;
+  }
+  modExitingFlag = 1;
+  (void)WaitForGlobalMutex(hGFileLock, SM_WAIT_FOREVER);  // a detach goes on without the lock rather than not at all
+  detachSteps();
+  giveUpFileLock();
+  (void)CloseIPCFile();  // it always succeeds
+  return 1;
+}
+
+void ModuleDoNotDetach(void)
+{
+  modDetachFlag = 0;
+}
+
+QV_ALIAS(SUPTBeforeForkForDaemon, ModuleDoNotDetach)
+
+void ModuleParentAfterFork(void)
+{
+  if (modDetachFlag == 0) {
+    modDaemonParentFlag = 1;
+  }
+  modDetachFlag = 1;
+}
+
+void ModuleChildAfterFork(void)
+{
+  modDetachFlag = 1;
+}

@@ -1,0 +1,37 @@
+// The statuses as a type of their own: inside the library a status cannot be dropped, and only an exported function
+// turns it into a number.
+#pragma once
+
+#include <cstdint>
+
+#include "qvsupt32/types.h"
+
+namespace qv {
+
+enum class [[nodiscard]] Status : uint32_t{
+    success = SM_STATUS_SUCCESS,
+    unsuccessful = SM_STATUS_UNSUCCESSFUL,
+    timeout = SM_STATUS_TIMEOUT,
+    lockFailed = SM_STATUS_LOCK_FAILED,
+    indexOutOfRange = SM_STATUS_INDEX_OUT_OF_RANGE,
+    bufferTooSmall = SM_STATUS_BUFFER_TOO_SMALL,
+    limitExceeded = SM_STATUS_LIMIT_EXCEEDED,
+    notFound = SM_STATUS_NOT_FOUND,
+    badType = SM_STATUS_BAD_TYPE,
+    alreadyExists = SM_STATUS_ALREADY_EXISTS,
+    invalidParameter = SM_STATUS_INVALID_PARAMETER,
+    noMemory = SM_STATUS_NO_MEMORY,
+};
+
+constexpr uint32_t result(Status status)
+{
+  return static_cast<uint32_t>(status);
+}
+
+/// For the functions whose results are signed: failure is -1 there.
+constexpr int32_t signedResult(Status status)
+{
+  return static_cast<int32_t>(status);
+}
+
+}  // namespace qv
