@@ -1,0 +1,203 @@
+#include "support/faults.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/sem.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdarg>
+
+namespace {
+
+struct State {
+  bool armed;
+  unsigned nth;
+  int error;
+  bool forGood;
+  unsigned calls;
+  bool struck;
+};
+
+thread_local State states[static_cast<size_t>(support::Call::count)];
+std::atomic<long> blocks{0};
+
+/// Counts a call, and says whether it has to fail.
+bool strikes(support::Call call)
+{
+  State &state = states[static_cast<size_t>(call)];
+  if (!state.armed) {
+    return false;
+  }
+  ++state.calls;
+  if (state.nth == 0 || (state.forGood ? state.calls < state.nth : state.calls != state.nth)) {
+    return false;
+  }
+  state.struck = true;
+  errno = state.error;
+  return true;
+}
+
+template <class Function>
+Function *real(const char *name)
+{
+  return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+namespace support {
+
+Fault::Fault(Call call, unsigned nth, int error, bool forGood) : call_(call)
+{
+  states[static_cast<size_t>(call)] = {true, nth, error, forGood, 0, false};
+}
+
+Fault::~Fault()
+{
+  states[static_cast<size_t>(call_)].armed = false;
+}
+
+unsigned Fault::calls() const
+{
+  return states[static_cast<size_t>(call_)].calls;
+}
+
+bool Fault::struck() const
+{
+  return states[static_cast<size_t>(call_)].struck;
+}
+
+long liveBlocks()
+{
+  return blocks.load();
+}
+
+}  // namespace support
+
+using support::Call;
+
+extern "C" {
+
+// The heap. Under a sanitizer the real functions are the sanitizer's.
+#ifdef QVSUPT32_SANITIZED
+#define QV_REAL(name) __interceptor_##name
+#else
+#define QV_REAL(name) __libc_##name
+#endif
+void *QV_REAL(malloc)(size_t);
+void *QV_REAL(calloc)(size_t, size_t);
+void *QV_REAL(realloc)(void *, size_t);
+void QV_REAL(free)(void *);
+
+static void *counted(void *block)
+{
+  if (block != nullptr) {
+    ++blocks;
+  }
+  return block;
+}
+
+void *malloc(size_t size)
+{
+  return strikes(Call::allocation) ? nullptr : counted(QV_REAL(malloc)(size));
+}
+
+void *calloc(size_t count, size_t size)
+{
+  return strikes(Call::allocation) ? nullptr : counted(QV_REAL(calloc)(count, size));
+}
+
+void *realloc(void *block, size_t size)
+{
+  if (strikes(Call::allocation)) {
+    return nullptr;
+  }
+  void *moved = QV_REAL(realloc)(block, size);
+  return block == nullptr ? counted(moved) : moved;
+}
+
+void free(void *block)
+{
+  if (block != nullptr) {
+    --blocks;
+  }
+  QV_REAL(free)(block);
+}
+
+// The system. The names are those that the library's calls have after the redirections for 64-bit files and times.
+#ifdef __i386__
+#define QV_FCNTL __fcntl_time64
+#define QV_SEMCTL __semctl64
+#else
+#define QV_FCNTL fcntl64
+#define QV_SEMCTL semctl
+#endif
+#define QV_TEXT(name) QV_TEXT_OF(name)
+#define QV_TEXT_OF(name) #name
+
+int testOpen(const char *path, int flags, ...) asm("open64");
+int testFcntl(int descriptor, int command, ...) asm(QV_TEXT(QV_FCNTL));
+int testSemctl(int id, int number, int command, ...) asm(QV_TEXT(QV_SEMCTL));
+
+int testOpen(const char *path, int flags, ...)
+{
+  va_list arguments;
+  va_start(arguments, flags);
+  const auto mode = va_arg(arguments, mode_t);
+  va_end(arguments);
+  return strikes(Call::open) ? -1 : real<int(const char *, int, ...)>("open64")(path, flags, mode);
+}
+
+int testFcntl(int descriptor, int command, ...)
+{
+  va_list arguments;
+  va_start(arguments, command);
+  void *argument = va_arg(arguments, void *);
+  va_end(arguments);
+  return strikes(Call::fcntl) ? -1 : real<int(int, int, ...)>(QV_TEXT(QV_FCNTL))(descriptor, command, argument);
+}
+
+int testSemctl(int id, int number, int command, ...)
+{
+  va_list arguments;
+  va_start(arguments, command);
+  void *argument = va_arg(arguments, void *);
+  va_end(arguments);
+  return strikes(Call::semctl) ? -1 : real<int(int, int, int, ...)>(QV_TEXT(QV_SEMCTL))(id, number, command, argument);
+}
+
+ssize_t read(int descriptor, void *buffer, size_t size)
+{
+  return strikes(Call::read) ? -1 : real<ssize_t(int, void *, size_t)>("read")(descriptor, buffer, size);
+}
+
+int access(const char *path, int mode) noexcept
+{
+  return strikes(Call::access) ? -1 : real<int(const char *, int)>("access")(path, mode);
+}
+
+int close(int descriptor)
+{
+  return strikes(Call::close) ? -1 : real<int(int)>("close")(descriptor);
+}
+
+int semget(key_t key, int count, int flags) noexcept
+{
+  return strikes(Call::semget) ? -1 : real<int(key_t, int, int)>("semget")(key, count, flags);
+}
+
+int semop(int id, sembuf *operations, size_t count) noexcept
+{
+  return strikes(Call::semop) ? -1 : real<int(int, sembuf *, size_t)>("semop")(id, operations, count);
+}
+
+int usleep(useconds_t microseconds)
+{
+  if (states[static_cast<size_t>(Call::usleep)].armed) {
+    ++states[static_cast<size_t>(Call::usleep)].calls;
+    return 0;
+  }
+  return real<int(useconds_t)>("usleep")(microseconds);
+}
+}

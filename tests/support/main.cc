@@ -1,0 +1,26 @@
+// The main program of every test program: a time limit on each case, and the residue check after each.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "support/residue.h"
+
+namespace {
+
+/// Ends a case that hangs: a lock that is never released must not hold up the whole run.
+class TimeLimit : public testing::EmptyTestEventListener {
+  static constexpr unsigned kSeconds = 120;
+  void OnTestStart(const testing::TestInfo &) override { alarm(kSeconds); }
+  void OnTestEnd(const testing::TestInfo &) override { alarm(0); }
+};
+
+}  // namespace
+
+int main(int argc, char **argv)
+{
+  testing::InitGoogleTest(&argc, argv);
+  testing::TestEventListeners &listeners = testing::UnitTest::GetInstance()->listeners();
+  listeners.Append(new TimeLimit);
+  listeners.Append(new support::ResidueCheck);
+  return RUN_ALL_TESTS();
+}
