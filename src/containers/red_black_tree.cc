@@ -345,22 +345,30 @@ Node *SMRedBlackTreeNodeFind(Node *root, void *key, Callback compare)
 
 void RedBlackTreeRotateLeft(Node **tree, Node *node)
 {
-  rotate(tree, node, kLeft);
+  if (tree != nullptr && node != nullptr) {
+    rotate(tree, node, kLeft);
+  }
 }
 
 void RedBlackTreeRotateRight(Node **tree, Node *node)
 {
-  rotate(tree, node, kRight);
+  if (tree != nullptr && node != nullptr) {
+    rotate(tree, node, kRight);
+  }
 }
 
 void RedBlackTreeInsertFixup(Node **tree, Node *node)
 {
-  insertFixup(tree, node);
+  if (tree != nullptr && *tree != nullptr && node != nullptr) {
+    insertFixup(tree, node);
+  }
 }
 
 void RedBlackTreeDeleteFixup(Node **tree, Node *node, Node *parent)
 {
-  deleteFixup(tree, node, parent);
+  if (tree != nullptr) {
+    deleteFixup(tree, node, parent);
+  }
 }
 
 QV_ALIAS(SMRedBlackTreeAttach, RedBlackTreeAttach)
