@@ -47,9 +47,10 @@ void replaceChild(Node **tree, Node *node, Node *replacement)
 }
 
 /// Moves node down to a side; its child of the other side rises into its place.
-void rotate(Node **tree, Node *node, Side side)
+template <Side side>
+void rotate(Node **tree, Node *node)
 {
-  const Side other = otherSide(side);
+  constexpr Side other = otherSide(side);
   Node *risen = node->*other;
   if (risen == nullptr) {
     return;
@@ -64,65 +65,78 @@ void rotate(Node **tree, Node *node, Side side)
   node->parent = risen;
 }
 
+/// One step of the fix-up below a red parent on a side of the grandparent. The node from which to go on, null at the
+/// end.
+template <Side side>
+Node *insertFixupStep(Node **tree, Node *node, Node *parent, Node *grandparent)
+{
+  constexpr Side other = otherSide(side);
+  Node *uncle = grandparent->*other;
+  if (!isBlack(uncle)) {
+    parent->color = SM_TREE_BLACK;
+    uncle->color = SM_TREE_BLACK;
+    grandparent->color = SM_TREE_RED;
+    return grandparent;
+  }
+  if (parent->*other == node) {
+    rotate<side>(tree, parent);
+    parent = node;
+  }
+  parent->color = SM_TREE_BLACK;
+  grandparent->color = SM_TREE_RED;
+  rotate<other>(tree, grandparent);
+  return nullptr;
+}
+
 void insertFixup(Node **tree, Node *node)
 {
-  while (node->parent != nullptr && node->parent->color == SM_TREE_RED) {
+  while (node != nullptr && node->parent != nullptr && node->parent->color == SM_TREE_RED) {
     Node *parent = node->parent;
     Node *grandparent = parent->parent;
     if (grandparent == nullptr) {
       break;  // a red root: it becomes black below
     }
-    const Side side = grandparent->left == parent ? kLeft : kRight;
-    Node *uncle = grandparent->*otherSide(side);
-    if (!isBlack(uncle)) {
-      parent->color = SM_TREE_BLACK;
-      uncle->color = SM_TREE_BLACK;
-      grandparent->color = SM_TREE_RED;
-      node = grandparent;
-      continue;
-    }
-    if (parent->*otherSide(side) == node) {
-      rotate(tree, parent, side);
-      node = parent;
-      parent = node->parent;
-    }
-    parent->color = SM_TREE_BLACK;
-    grandparent->color = SM_TREE_RED;
-    rotate(tree, grandparent, otherSide(side));
+    node = grandparent->left == parent ? insertFixupStep<kLeft>(tree, node, parent, grandparent)
+                                       : insertFixupStep<kRight>(tree, node, parent, grandparent);
   }
   (*tree)->color = SM_TREE_BLACK;
+}
+
+/// One step of the fix-up below parent, on whose side a black node is missing. The node from which to go on.
+template <Side side>
+Node *deleteFixupStep(Node **tree, Node *parent)
+{
+  constexpr Side other = otherSide(side);
+  Node *sibling = parent->*other;
+  if (!isBlack(sibling)) {
+    sibling->color = SM_TREE_BLACK;
+    parent->color = SM_TREE_RED;
+    rotate<side>(tree, parent);
+    sibling = parent->*other;
+  }
+  if (isBlack(sibling->left) && isBlack(sibling->right)) {
+    sibling->color = SM_TREE_RED;
+    return parent;
+  }
+  if (isBlack(sibling->*other)) {
+    (sibling->*side)->color = SM_TREE_BLACK;
+    sibling->color = SM_TREE_RED;
+    rotate<other>(tree, sibling);
+    sibling = parent->*other;
+  }
+  sibling->color = parent->color;
+  parent->color = SM_TREE_BLACK;
+  (sibling->*other)->color = SM_TREE_BLACK;
+  rotate<side>(tree, parent);
+  return *tree;
 }
 
 void deleteFixup(Node **tree, Node *node, Node *parent)
 {
   while (node != *tree && isBlack(node)) {
     // A null node below a parent without children counts as the left one.
-    const Side side = parent->left == node ? kLeft : kRight;
-    const Side other = otherSide(side);
-    Node *sibling = parent->*other;
-    if (!isBlack(sibling)) {
-      sibling->color = SM_TREE_BLACK;
-      parent->color = SM_TREE_RED;
-      rotate(tree, parent, side);
-      sibling = parent->*other;
-    }
-    if (isBlack(sibling->left) && isBlack(sibling->right)) {
-      sibling->color = SM_TREE_RED;
-      node = parent;
-      parent = node->parent;
-      continue;
-    }
-    if (isBlack(sibling->*other)) {
-      (sibling->*side)->color = SM_TREE_BLACK;
-      sibling->color = SM_TREE_RED;
-      rotate(tree, sibling, other);
-      sibling = parent->*other;
-    }
-    sibling->color = parent->color;
-    parent->color = SM_TREE_BLACK;
-    (sibling->*other)->color = SM_TREE_BLACK;
-    rotate(tree, parent, side);
-    node = *tree;
+    node = parent->left == node ? deleteFixupStep<kLeft>(tree, parent) : deleteFixupStep<kRight>(tree, parent);
+    parent = node->parent;
   }
   if (node != nullptr) {
     node->color = SM_TREE_BLACK;
@@ -346,14 +360,14 @@ Node *SMRedBlackTreeNodeFind(Node *root, void *key, Callback compare)
 void RedBlackTreeRotateLeft(Node **tree, Node *node)
 {
   if (tree != nullptr && node != nullptr) {
-    rotate(tree, node, kLeft);
+    rotate<kLeft>(tree, node);
   }
 }
 
 void RedBlackTreeRotateRight(Node **tree, Node *node)
 {
   if (tree != nullptr && node != nullptr) {
-    rotate(tree, node, kRight);
+    rotate<kRight>(tree, node);
   }
 }
 

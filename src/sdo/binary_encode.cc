@@ -18,7 +18,6 @@ namespace {
 using qv::Status;
 namespace sdo = qv::sdo;
 namespace tree = qv::tree;
-using sdo::BinaryEntry;
 using sdo::BlockHeader;
 
 /// Stands at the start of a reserved space until it is filled.
@@ -26,6 +25,19 @@ struct Reservation {
   const SDOConfig *object;
   uint8_t *next;  // the reservation made before this one
 };
+
+/// The 1 to 4 bytes of an inline value, zeros behind them. Most are numbers of exactly 4, which need no loop.
+inline uint32_t loadInline(const uint8_t *value, uint32_t size)
+{
+  if (size == sizeof(uint32_t)) {
+    return sdo::load<uint32_t>(value);
+  }
+  uint32_t bytes = 0;
+  for (uint32_t i = size; i > 0; --i) {
+    bytes = bytes << 8 | value[i - 1];
+  }
+  return bytes;
+}
 
 class Encoder {
  public:
@@ -41,32 +53,28 @@ class Encoder {
   [[nodiscard]] bool writeEntry(SDOBinaryGenerator &at, size_t room, const SDOConfigEntry *entry)
   {
     const uint8_t *value = sdo::valueOf(entry);
-    const uint32_t size = CalcDataBinSizeByType(entry->type, value, entry->dataSize, nullptr);
-    BinaryEntry written = {entry->fieldID, entry->type, 0, 0, 0};
-    if (size <= sdo::kInlineValueMax && !sdo::holdsObjects(entry->type)) {
-      written.flags = static_cast<uint8_t>((size - 1) & sdo::kInlineSizeMask);
-      sdo::store(at.nextEntry, written);
-      std::copy_n(value, size, at.nextEntry + sdo::kInlineOffset);
-      at.nextEntry += sdo::kEntrySize;
+    const bool nested = sdo::holdsObjects(entry->type);
+    if (!nested && entry->dataSize <= sdo::kInlineValueMax) {
+      const uint32_t flags = (entry->dataSize - 1) & sdo::kInlineSizeMask;
+      storeEntry(at, entry->fieldID, entry->type, flags, loadInline(value, entry->dataSize));
       return true;
     }
+    const uint32_t size =
+        nested ? CalcDataBinSizeByType(entry->type, value, entry->dataSize, nullptr) : entry->dataSize;
     const auto position = static_cast<size_t>(at.nextValue - at.nextEntry);
     if (size > room || size > UINT16_MAX || position > UINT16_MAX) {
       return false;
     }
-    if (sdo::holdsObjects(entry->type)) {
-      written.type = sdo::withLowBits(entry->type, SDO_TYPE_BINARY);
+    uint8_t type = entry->type;
+    if (nested) {
+      type = sdo::withLowBits(type, SDO_TYPE_BINARY);
       if (!reserveNested(at.nextValue, size, entry)) {
         return false;
       }
     } else {
       memcpy(at.nextValue, value, size);
     }
-    written.flags = sdo::kOutOfLine;
-    written.valueSize = static_cast<uint16_t>(size);
-    written.valuePosition = static_cast<uint16_t>(position);
-    sdo::store(at.nextEntry, written);
-    at.nextEntry += sdo::kEntrySize;
+    storeEntry(at, entry->fieldID, type, sdo::kOutOfLine, static_cast<uint32_t>(position << 16 | size));
     at.nextValue += size;
     at.runningTotal += size;
     return true;
@@ -87,6 +95,13 @@ class Encoder {
   }
 
  private:
+  static void storeEntry(SDOBinaryGenerator &at, uint32_t fieldID, uint32_t type, uint32_t flags, uint32_t rest)
+  {
+    sdo::store(at.nextEntry, fieldID | type << 16 | flags << 24);
+    sdo::store(at.nextEntry + sdo::kInlineOffset, rest);
+    at.nextEntry += sdo::kEntrySize;
+  }
+
   [[nodiscard]] bool writeObject(const SDOConfig &object, uint8_t *start)
   {
     const uint32_t tableEnd = sdo::kHeaderSize + object.count * sdo::kEntrySize;
