@@ -32,14 +32,10 @@ void markForRemoval(SharedMemory &memory)
   memory.segment = kNoSegment;
 }
 
-/// Whether a guard's creator is gone. The guard is left as it was.
+/// Whether a guard can be taken without waiting, and given back: its creator is gone then.
 bool isStale(int32_t guard)
 {
-  if (WaitForSemaphore(guard, 0) != 0) {
-    return false;
-  }
-  (void)ReleaseSemaphore(guard);  // the count was just lowered, so it can be raised
-  return true;
+  return WaitForSemaphore(guard, 0) == 0 && ReleaseSemaphore(guard) == 0;
 }
 
 /// Attaches the segment; one that cannot be attached is marked for removal.
@@ -104,10 +100,13 @@ OSSyncInfo *OSSharedMemCreate(const char *name, uint32_t size)
     }
   }
   if (WaitForSemaphoreUndo(memory->guard, SM_WAIT_FOREVER) != 0) {
-    // The guard was removed while this call waited for it: somebody else has freed what it guards.
+    // Somebody else has removed the guard meanwhile, or the system keeps no more promises to give it back.
     detach(*memory);
     if (memory->owner == 1) {
       markForRemoval(*memory);
+    }
+    if (!guarded) {
+      DestroySemaphore(memory->guard);
     }
     return nullptr;
   }
@@ -125,7 +124,8 @@ OSSyncInfo *OSSharedMemOpen(const char *name)
   }
   const int32_t key = GetUniqueKeyFromStr(name);
   memory->guard = OpenSemaphore(key);
-  if (memory->guard != 0 && isStale(memory->guard)) {
+  if (memory->guard != 0 && WaitForSemaphore(memory->guard, 0) == 0) {
+    (void)ReleaseSemaphore(memory->guard);  // it was just taken, so it can be given back
     return nullptr;
   }
   memory->segment = shmget(key, 0, kMode);
