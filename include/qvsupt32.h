@@ -10,8 +10,10 @@
 #define QVSUPT32_H
 
 #include "qvsupt32/containers.h"
+#include "qvsupt32/digest.h"
 #include "qvsupt32/frame.h"
 #include "qvsupt32/os.h"
+#include "qvsupt32/os_objects.h"
 #include "qvsupt32/sdo.h"
 #include "qvsupt32/types.h"
 

@@ -1,4 +1,4 @@
-/* Containers: the red-black tree.
+/* Containers: the red-black tree, linked lists, the hash identifier table.
  *
  * A container holds the caller's data pointers. It never copies, inspects or frees what they point to, has no state but
  * the caller's slot and the nodes, and takes no lock: its owner serializes all operations on it. */
@@ -112,6 +112,191 @@ QVSUPT32_API void RedBlackTreeInsertFixup(SMRedBlackTreeNode **tree, SMRedBlackT
 /* Restores the colours after a black node was unlinked: node took its place (it may be null) below parent. */
 QVSUPT32_API void RedBlackTreeDeleteFixup(SMRedBlackTreeNode **tree, SMRedBlackTreeNode *node,
                                           SMRedBlackTreeNode *parent);
+
+/* Linked lists ------------------------------------------------------------------------------------------------------
+ *
+ * Intrusive lists, singly (SLList) and doubly linked (DLList), with a head and a tail. A list never frees an entry: every
+ * removal hands it back, its links as they were. An entry is in at most one list at a time. The data pointer is set when
+ * an entry is allocated and cleared when it is freed; the lists never read it, and callbacks are given entries.
+ *
+ * Functions without a result do nothing, and those that return an entry return null, when the list or an entry that they
+ * need is null. Inserting at head or tail, removing at the head, and every removal from a doubly linked list take constant
+ * time. */
+
+typedef struct SLListEntry {
+  struct SLListEntry *next; /* null at the tail */
+  void *data;               /* the entry's own data area right behind, or null */
+} SLListEntry;
+
+typedef struct SLList {
+  SLListEntry *head; /* null when empty */
+  SLListEntry *tail; /* null when empty */
+} SLList;
+
+typedef struct DLListEntry {
+  struct DLListEntry *next;     /* null at the tail */
+  struct DLListEntry *previous; /* null at the head */
+  void *data;                   /* the entry's own data area right behind, or null */
+} DLListEntry;
+
+typedef struct DLList {
+  DLListEntry *head; /* null when empty */
+  DLListEntry *tail; /* null when empty */
+} DLList;
+
+/* A callback, called with the caller's key or context and an entry: 0 selects the entry. For the ordered insert a
+ * negative value means that the new entry goes before this one, a positive value that it goes behind it. It must not
+ * change the list. */
+typedef int32_t (*SMListCallback)(void *key, void *entry);
+
+/* Returns a new empty list, freed by the caller with SLListFree or DLListFree; null when the heap is exhausted. */
+QVSUPT32_API SLList *SLListAlloc(void);
+QVSUPT32_API SLList *SMSLListAlloc(void);
+QVSUPT32_API DLList *DLListAlloc(void);
+QVSUPT32_API DLList *SMDLListAlloc(void);
+
+/* Frees the list itself; entries that it still holds stay the caller's. Null does nothing. */
+QVSUPT32_API void SLListFree(SLList *list);
+QVSUPT32_API void SMSLListFree(SLList *list);
+QVSUPT32_API void DLListFree(DLList *list);
+QVSUPT32_API void SMDLListFree(DLList *list);
+
+/* Makes a list in the caller's memory empty. */
+QVSUPT32_API void SLListInitNoAlloc(SLList *list);
+QVSUPT32_API void SMSLListInitNoAlloc(SLList *list);
+QVSUPT32_API void DLListInitNoAlloc(DLList *list);
+QVSUPT32_API void SMDLListInitNoAlloc(DLList *list);
+
+/* Returns a new unlinked entry with a data area of that many bytes right behind it, to which its data pointer points (null
+ * for 0 bytes); freed by the caller with SLListEntryFree or DLListEntryFree. Null when the heap is exhausted or the sum
+ * of both sizes passes 32 bits. */
+QVSUPT32_API SLListEntry *SLListEntryAlloc(uint32_t dataSize);
+QVSUPT32_API SLListEntry *SMSLListEntryAlloc(uint32_t dataSize);
+QVSUPT32_API DLListEntry *DLListEntryAlloc(uint32_t dataSize);
+QVSUPT32_API DLListEntry *SMDLListEntryAlloc(uint32_t dataSize);
+
+/* Clears the data pointer and frees the entry with its data area. */
+QVSUPT32_API void SLListEntryFree(SLListEntry *entry);
+QVSUPT32_API void SMSLListEntryFree(SLListEntry *entry);
+QVSUPT32_API void DLListEntryFree(DLListEntry *entry);
+QVSUPT32_API void SMDLListEntryFree(DLListEntry *entry);
+
+/* Clears the links of an entry in the caller's memory; its data pointer is left. */
+QVSUPT32_API void SLListEntryInitNoAlloc(SLListEntry *entry);
+QVSUPT32_API void SMSLListEntryInitNoAlloc(SLListEntry *entry);
+QVSUPT32_API void DLListEntryInitNoAlloc(DLListEntry *entry);
+QVSUPT32_API void SMDLListEntryInitNoAlloc(DLListEntry *entry);
+
+/* Puts the entry before all others. */
+QVSUPT32_API void SLListInsertEntryAtHead(SLList *list, SLListEntry *entry);
+QVSUPT32_API void SMSLListInsertEntryAtHead(SLList *list, SLListEntry *entry);
+QVSUPT32_API void DLListInsertEntryAtHead(DLList *list, DLListEntry *entry);
+QVSUPT32_API void SMDLListInsertEntryAtHead(DLList *list, DLListEntry *entry);
+
+/* Puts the entry behind all others. */
+QVSUPT32_API void SLListInsertEntryAtTail(SLList *list, SLListEntry *entry);
+QVSUPT32_API void SMSLListInsertEntryAtTail(SLList *list, SLListEntry *entry);
+QVSUPT32_API void DLListInsertEntryAtTail(DLList *list, DLListEntry *entry);
+QVSUPT32_API void SMDLListInsertEntryAtTail(DLList *list, DLListEntry *entry);
+
+/* Puts the entry before the first one for which compare(key, listed entry) is negative, or behind all of them.
+ *   271  list, entry, key or compare is null
+ *   258  compare gave 0 for a listed entry; the list is unchanged
+ *   0    inserted */
+QVSUPT32_API uint32_t SLListInsertEntry(SLList *list, SLListEntry *entry, void *key, SMListCallback compare);
+QVSUPT32_API uint32_t SMSLListInsertEntry(SLList *list, SLListEntry *entry, void *key, SMListCallback compare);
+QVSUPT32_API uint32_t DLListInsertEntry(DLList *list, DLListEntry *entry, void *key, SMListCallback compare);
+QVSUPT32_API uint32_t SMDLListInsertEntry(DLList *list, DLListEntry *entry, void *key, SMListCallback compare);
+
+/* Returns the first entry from the head for which callback(context, entry) is 0; null when there is none, or when list,
+ * context or callback is null. */
+QVSUPT32_API SLListEntry *SLListWalkAtHead(SLList *list, void *context, SMListCallback callback);
+QVSUPT32_API SLListEntry *SMSLListWalkAtHead(SLList *list, void *context, SMListCallback callback);
+QVSUPT32_API DLListEntry *DLListWalkAtHead(DLList *list, void *context, SMListCallback callback);
+QVSUPT32_API DLListEntry *SMDLListWalkAtHead(DLList *list, void *context, SMListCallback callback);
+
+/* The same from the tail backwards. */
+QVSUPT32_API DLListEntry *DLListWalkAtTail(DLList *list, void *context, SMListCallback callback);
+QVSUPT32_API DLListEntry *SMDLListWalkAtTail(DLList *list, void *context, SMListCallback callback);
+
+/* Puts newEntry in the place of the first entry from the head for which callback(key, entry) is 0, and returns that one;
+ * null when there is none or an argument is null. */
+QVSUPT32_API SLListEntry *SLListReplaceEntry(SLList *list, SLListEntry *newEntry, void *key, SMListCallback callback);
+QVSUPT32_API SLListEntry *SMSLListReplaceEntry(SLList *list, SLListEntry *newEntry, void *key, SMListCallback callback);
+QVSUPT32_API DLListEntry *DLListReplaceEntry(DLList *list, DLListEntry *newEntry, void *key, SMListCallback callback);
+QVSUPT32_API DLListEntry *SMDLListReplaceEntry(DLList *list, DLListEntry *newEntry, void *key, SMListCallback callback);
+
+/* Unlinks an entry of the list. previous is the entry before it, null when it is the head. */
+QVSUPT32_API void SLListDeleteEntry(SLList *list, SLListEntry *previous, SLListEntry *entry);
+QVSUPT32_API void SMSLListDeleteEntry(SLList *list, SLListEntry *previous, SLListEntry *entry);
+
+/* Unlinks an entry of the list. */
+QVSUPT32_API void DLListDeleteEntry(DLList *list, DLListEntry *entry);
+QVSUPT32_API void SMDLListDeleteEntry(DLList *list, DLListEntry *entry);
+
+/* Unlinks the first entry and returns it; null for an empty list. */
+QVSUPT32_API SLListEntry *SLListRemoveEntryAtHead(SLList *list);
+QVSUPT32_API SLListEntry *SMSLListRemoveEntryAtHead(SLList *list);
+QVSUPT32_API DLListEntry *DLListRemoveEntryAtHead(DLList *list);
+QVSUPT32_API DLListEntry *SMDLListRemoveEntryAtHead(DLList *list);
+
+/* Unlinks the last entry and returns it; null for an empty list. */
+QVSUPT32_API SLListEntry *SLListRemoveEntryAtTail(SLList *list);
+QVSUPT32_API SLListEntry *SMSLListRemoveEntryAtTail(SLList *list);
+QVSUPT32_API DLListEntry *DLListRemoveEntryAtTail(DLList *list);
+QVSUPT32_API DLListEntry *SMDLListRemoveEntryAtTail(DLList *list);
+
+/* Returns 1 when the list is null or has no entry, else 0. */
+QVSUPT32_API SMBool SLListIsEmpty(const SLList *list);
+QVSUPT32_API int32_t SMSLListIsEmpty(const SLList *list);
+QVSUPT32_API SMBool DLListIsEmpty(const DLList *list);
+QVSUPT32_API int32_t SMDLListIsEmpty(const DLList *list);
+
+/* Hash identifier table ---------------------------------------------------------------------------------------------
+ *
+ * A bitmap in the caller's memory that hands out small numbers, the lowest free one first, and takes them back.
+ * Identifier n is bit n mod 32 of the 32-bit word n div 32; a set bit is an identifier in use. Identifier 0 means none:
+ * its bit is never set and never reported. Sizes are the table's size in bytes: whole 4-byte words of it are handed out,
+ * a table smaller than 4 bytes holds nothing, and a null table is not allowed. Nothing is allocated. */
+
+/* Returns the bytes that a table for the identifiers 1 to highest takes; 0 when highest is not in 1..1073741822. */
+QVSUPT32_API uint32_t HashTableBytesNeeded(int32_t highest);
+QVSUPT32_API uint32_t SMHashTableBytesNeeded(int32_t highest);
+
+/* Clears all bits. Returns 0. A size below 1 clears nothing. */
+QVSUPT32_API uint32_t ClearHashTable(uint32_t *table, int32_t size);
+QVSUPT32_API uint32_t SMClearHashTable(uint32_t *table, int32_t size);
+
+/* Takes the lowest free identifier into use and returns it; 0 when none is free. */
+QVSUPT32_API uint32_t AcquireHashID(uint32_t *table, uint32_t size);
+QVSUPT32_API uint32_t SMAcquireHashID(uint32_t *table, uint32_t size);
+
+/* Tells whether an identifier is in use.
+ *   257  it lies beyond the table
+ *   12   not in use (always for identifier 0)
+ *   0    in use */
+QVSUPT32_API uint32_t VerifyHashID(const uint32_t *table, uint32_t size, uint32_t id);
+QVSUPT32_API uint32_t SMVerifyHashID(const uint32_t *table, uint32_t size, uint32_t id);
+
+/* Gives an identifier back.
+ *   257  it lies beyond the table
+ *   12   not in use; nothing changes
+ *   0    free now */
+QVSUPT32_API uint32_t ReleaseHashID(uint32_t *table, uint32_t size, uint32_t id);
+QVSUPT32_API uint32_t SMReleaseHashID(uint32_t *table, uint32_t size, uint32_t id);
+
+/* Returns the highest identifier in use, 0 when there is none. */
+QVSUPT32_API uint32_t GetMaxInUseID(const uint32_t *table, uint32_t size);
+QVSUPT32_API uint32_t SMGetMaxInUseID(const uint32_t *table, uint32_t size);
+
+/* Starts an enumeration: sets the position *word, *bit to the start and goes on as FindNextHashID. */
+QVSUPT32_API uint32_t FindFirstHashID(const uint32_t *table, uint32_t size, uint32_t *word, uint32_t *bit);
+QVSUPT32_API uint32_t SMFindFirstHashID(const uint32_t *table, uint32_t size, uint32_t *word, uint32_t *bit);
+
+/* Returns the lowest identifier in use above the position and makes it the position; 0 when there is none, the position
+ * unchanged. Identifiers acquired below the position meanwhile are not reported. */
+QVSUPT32_API uint32_t FindNextHashID(const uint32_t *table, uint32_t size, uint32_t *word, uint32_t *bit);
+QVSUPT32_API uint32_t SMFindNextHashID(const uint32_t *table, uint32_t size, uint32_t *word, uint32_t *bit);
 
 QVSUPT32_END_C
 

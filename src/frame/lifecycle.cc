@@ -9,13 +9,12 @@
 
 #include <cerrno>
 #include <iterator>
-#include <span>
 
 #include "frame/alias.h"
 #include "frame/status.h"
-#include "os/polling.h"
 #include "qvsupt32/frame.h"
 #include "qvsupt32/os.h"
+#include "qvsupt32/os_objects.h"
 
 int32_t modAttachCount = 0;
 SMBool modExitingFlag = 0;
@@ -35,16 +34,21 @@ struct Step {
 };
 
 /// In the order of attaching. Detaching runs it backwards.
-constexpr std::span<const Step> kSteps = {};
+constexpr Step kSteps[] = {
+    {.attach = [] { return OSSyncInfoAttach() != 0; }, .detach = OSSyncInfoDetach, .keptByFailedAttach = false},
+    {.attach = [] { return OSCriticalSectionAttach() != 0; },
+     .detach = OSCriticalSectionDetach,
+     .keptByFailedAttach = false},
+};
 
 /// Runs the steps in order. On a failure those before it are undone, the last one first.
 bool attachSteps()
 {
-  for (auto step = kSteps.begin(); step != kSteps.end(); ++step) {
+  for (const Step *step = std::begin(kSteps); step != std::end(kSteps); ++step) {
     if (step->attach()) {
       continue;
     }
-    while (step != kSteps.begin()) {
+    while (step != std::begin(kSteps)) {
       --step;
       if (!step->keptByFailedAttach) {
         step->detach();
@@ -57,7 +61,7 @@ bool attachSteps()
 
 void detachSteps()
 {
-  for (auto step = kSteps.rbegin(); step != kSteps.rend(); ++step) {
+  for (auto step = std::rbegin(kSteps); step != std::rend(kSteps); ++step) {
     step->detach();
   }
 }

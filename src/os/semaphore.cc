@@ -1,6 +1,8 @@
 // System V semaphores as sets of one, with the timeouts of the other locks. Identifier 0, which the kernel may give
 // out, means no semaphore here and is never handed on.
 
+#include "os/semaphore.h"
+
 #include <sys/ipc.h>
 #include <sys/sem.h>
 
@@ -70,6 +72,20 @@ int32_t waitForSet(int32_t id, uint32_t timeout, short flags)
 }
 
 }  // namespace
+
+namespace qv {
+
+int32_t semaphoreCount(int32_t id)
+{
+  return semctl(id, 0, GETVAL);
+}
+
+bool addToSemaphore(int32_t id, int16_t change)
+{
+  return operate(id, change, IPC_NOWAIT);
+}
+
+}  // namespace qv
 
 int32_t CreateSemaphore(int32_t key, int32_t initial)
 {

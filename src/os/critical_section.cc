@@ -1,0 +1,160 @@
+// Critical sections: plain ones, and those named by the routine that runs in them, kept in a registry while they are used.
+//
+// Lock order: the registry's lock is never held while a section is entered or a routine runs, and no section is held while
+// the registry's lock is taken.
+
+#include <cstdlib>
+
+#include "containers/red_black_tree.h"
+#include "frame/alias.h"
+#include "frame/heap.h"
+#include "qvsupt32/os_objects.h"
+
+OSSyncInfo *pOSCritSectRBTLock = nullptr;
+SMRedBlackTreeNode *pOSCritSecRBTree = nullptr;
+
+namespace {
+
+struct Section {
+  OSRoutine routine;
+  int32_t users;  // calls that are inside or wait
+  SMLocalMutex *mutex;
+};
+
+static_assert(sizeof(void *) != 4 || sizeof(Section) == 12);
+
+/// Holds the registry's lock for a scope.
+class RegistryGuard {
+ public:
+  RegistryGuard() { (void)OSMutexLock(pOSCritSectRBTLock, SM_WAIT_FOREVER); }  // a valid thread mutex can be locked
+  ~RegistryGuard() { (void)OSMutexUnLock(pOSCritSectRBTLock); }
+  RegistryGuard(const RegistryGuard &) = delete;
+  RegistryGuard &operator=(const RegistryGuard &) = delete;
+};
+
+void *keyOf(OSRoutine routine)
+{
+  return reinterpret_cast<void *>(routine);
+}
+
+qv::tree::Place locate(OSRoutine routine)
+{
+  return qv::tree::locate(pOSCritSecRBTree,
+                          [routine](void *record) { return OSCriticalSectionRBTWalk(keyOf(routine), record); });
+}
+
+/// A section that nobody uses yet, in the registry; null when memory is short.
+Section *addSection(OSRoutine routine)
+{
+  qv::HeapBlock<Section> section(static_cast<Section *>(malloc(sizeof(Section))));
+  if (section == nullptr) {
+    return nullptr;
+  }
+  *section = {routine, 0, OSInitCriticalSection()};
+  if (section->mutex == nullptr) {
+    return nullptr;
+  }
+  if (RedBlackTreeDataInsert(&pOSCritSecRBTree, section.get(), keyOf(routine), OSCriticalSectionRBTWalk) !=
+      SM_STATUS_SUCCESS) {
+    OSDeleteCriticalSection(section->mutex);
+    return nullptr;
+  }
+  return section.release();
+}
+
+/// Counts the caller in as a user of the routine's section; null when memory is short.
+Section *join(OSRoutine routine)
+{
+  const RegistryGuard guard;
+  const qv::tree::Node *node = locate(routine).found;
+  Section *section = node == nullptr ? addSection(routine) : static_cast<Section *>(node->data);
+  if (section != nullptr) {
+    ++section->users;
+  }
+  return section;
+}
+
+/// Counts the caller out; the last user takes the section out of the registry.
+void leave(OSRoutine routine)
+{
+  const RegistryGuard guard;
+  qv::tree::Node *node = locate(routine).found;
+  if (node == nullptr) {
+    return;
+  }
+  auto *section = static_cast<Section *>(node->data);
+  if (--section->users > 0) {
+    return;
+  }
+  qv::tree::erase(&pOSCritSecRBTree, node);
+  OSDeleteCriticalSection(section->mutex);
+  *section = {};
+  free(section);
+}
+
+}  // namespace
+
+SMLocalMutex *OSInitCriticalSection(void)
+{
+  return CreateLocalMutex();
+}
+
+void OSEnterCriticalSection(SMLocalMutex *section)
+{
+  (void)WaitForLocalMutex(section, SM_WAIT_FOREVER);  // the contract reports no result
+}
+
+void OSExitCriticalSection(SMLocalMutex *section)
+{
+  (void)ReleaseLocalMutex(section);  // the contract reports no result
+}
+
+void OSDeleteCriticalSection(SMLocalMutex *section)
+{
+  DestroyLocalMutex(section);
+}
+
+void OSCriticalSectionExecute(OSRoutine routine, uintptr_t argument, uint32_t timeout)
+{
+  if (routine == nullptr || timeout != SM_WAIT_FOREVER || pOSCritSectRBTLock == nullptr) {
+    return;
+  }
+  Section *section = join(routine);
+  if (section == nullptr) {
+    return;
+  }
+  OSEnterCriticalSection(section->mutex);
+  (void)routine(argument);  // its result has no meaning
+  OSExitCriticalSection(section->mutex);
+  leave(routine);
+}
+
+SMBool OSCriticalSectionAttach(void)
+{
+  pOSCritSectRBTLock = OSMutexCreate(nullptr);
+  if (pOSCritSectRBTLock == nullptr) {
+    return 0;
+  }
+  const RegistryGuard guard;
+  RedBlackTreeAttach(&pOSCritSecRBTree);
+  return 1;
+}
+
+void OSCriticalSectionDetach(void)
+{
+  {
+    const RegistryGuard guard;
+    RedBlackTreeDetach(&pOSCritSecRBTree);
+  }
+  OSMutexDestroy(pOSCritSectRBTLock);
+  pOSCritSectRBTLock = nullptr;
+}
+
+int32_t OSCriticalSectionRBTWalk(void *key, void *record)
+{
+  const auto sought = reinterpret_cast<uintptr_t>(key);
+  const auto found = reinterpret_cast<uintptr_t>(static_cast<const Section *>(record)->routine);
+  return (sought > found) - (sought < found);
+}
+
+QV_ALIAS(SMCriticalSectionExecute, OSCriticalSectionExecute)

@@ -1,0 +1,149 @@
+// The hash identifier table: against a plain model bit by bit, and at the edges of tables of every size.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <vector>
+
+#include "qvsupt32.h"
+#include "support/guarded_block.h"
+
+namespace {
+
+/// A table that ends at an unreadable page.
+class Table {
+ public:
+  explicit Table(uint32_t size) : block_(size), size_(size) { ClearHashTable(words(), static_cast<int32_t>(size)); }
+  uint32_t *words() { return reinterpret_cast<uint32_t *>(block_.data()); }
+  uint32_t size() const { return size_; }
+
+ private:
+  support::GuardedBlock block_;
+  uint32_t size_;
+};
+
+std::vector<uint32_t> enumerate(Table &table)
+{
+  std::vector<uint32_t> ids;
+  uint32_t word = 99;
+  uint32_t bit = 99;
+  for (uint32_t id = SMFindFirstHashID(table.words(), table.size(), &word, &bit); id != 0;
+       id = SMFindNextHashID(table.words(), table.size(), &word, &bit)) {
+    EXPECT_EQ(id, word * 32 + bit);
+    ids.push_back(id);
+  }
+  return ids;
+}
+
+TEST(HashIdTest, BytesNeeded)
+{
+  const struct {
+    int32_t highest;
+    uint32_t bytes;
+  } rows[] = {{0, 0},  {-1, 0},  {INT32_MIN, 0},          {1, 4},         {31, 4}, {32, 8},
+              {63, 8}, {64, 12}, {1073741822, 134217728}, {1073741823, 0}};
+  for (const auto &row : rows) {
+    EXPECT_EQ(row.bytes, SMHashTableBytesNeeded(row.highest)) << row.highest;
+  }
+}
+
+TEST(HashIdTest, LowestFreeFirst)
+{
+  Table table(4);
+  for (uint32_t id = 1; id <= 31; ++id) {
+    EXPECT_EQ(id, SMAcquireHashID(table.words(), 4));
+  }
+  EXPECT_EQ(0u, SMAcquireHashID(table.words(), 4));
+  EXPECT_EQ(0xFFFFFFFEu, table.words()[0]) << "the bit of identifier 0 stays clear";
+  EXPECT_EQ(0u, SMReleaseHashID(table.words(), 4, 5));
+  EXPECT_EQ(12u, SMReleaseHashID(table.words(), 4, 5));
+  EXPECT_EQ(5u, SMAcquireHashID(table.words(), 4));
+}
+
+TEST(HashIdTest, StatusesAtTheEdges)
+{
+  Table table(4);
+  EXPECT_EQ(12u, SMVerifyHashID(table.words(), 4, 0));
+  EXPECT_EQ(12u, SMVerifyHashID(table.words(), 4, 31));
+  EXPECT_EQ(257u, SMVerifyHashID(table.words(), 4, 32));
+  EXPECT_EQ(257u, SMReleaseHashID(table.words(), 4, UINT32_MAX));
+  // A table that does not end with a whole word has its own capacity, and holds nothing below a word.
+  Table odd(5);
+  EXPECT_EQ(12u, SMVerifyHashID(odd.words(), 5, 39));
+  EXPECT_EQ(257u, SMVerifyHashID(odd.words(), 5, 40));
+  for (uint32_t size = 0; size < 4; ++size) {
+    EXPECT_EQ(257u, SMVerifyHashID(table.words(), size, 0));
+    EXPECT_EQ(257u, SMReleaseHashID(table.words(), size, 1));
+    EXPECT_EQ(0u, SMAcquireHashID(table.words(), size));
+    EXPECT_EQ(0u, SMGetMaxInUseID(table.words(), size));
+    uint32_t word = 7;
+    uint32_t bit = 7;
+    EXPECT_EQ(0u, SMFindFirstHashID(table.words(), size, &word, &bit));
+  }
+  // A bit of identifier 0 that somebody else has set is never reported.
+  table.words()[0] = 1;
+  EXPECT_EQ(12u, SMVerifyHashID(table.words(), 4, 0));
+  EXPECT_EQ(0u, SMGetMaxInUseID(table.words(), 4));
+  EXPECT_TRUE(enumerate(table).empty());
+}
+
+TEST(HashIdTest, EnumerationKeepsItsPosition)
+{
+  Table table(8);
+  table.words()[0] = 1U << 5;
+  table.words()[1] = 1U << 1;
+  uint32_t word = 0;
+  uint32_t bit = 0;
+  EXPECT_EQ(5u, SMFindFirstHashID(table.words(), 8, &word, &bit));
+  EXPECT_EQ(33u, SMFindNextHashID(table.words(), 8, &word, &bit));
+  EXPECT_EQ(0u, SMFindNextHashID(table.words(), 8, &word, &bit));
+  EXPECT_EQ(1u, word);
+  EXPECT_EQ(1u, bit);
+  EXPECT_EQ(33u, SMGetMaxInUseID(table.words(), 8));
+  for (uint32_t past : {2U, UINT32_MAX}) {
+    word = past;
+    EXPECT_EQ(0u, SMFindNextHashID(table.words(), 8, &word, &bit));
+    EXPECT_EQ(past, word);
+  }
+  word = 0;
+  bit = 31;
+  EXPECT_EQ(33u, SMFindNextHashID(table.words(), 8, &word, &bit));
+}
+
+TEST(HashIdTest, AgreesWithAModel)
+{
+  std::mt19937 random(1);
+  for (const uint32_t size : {4U, 60U, 64U, 68U, 72U, 260U}) {
+    Table table(size);
+    std::vector<bool> model(size * 8, false);
+    for (int round = 0; round < 4000; ++round) {
+      // Long runs of acquiring fill the table past every block; then it empties again.
+      if (random() % 8 < (round % 2000 < 1200 ? 7U : 2U)) {
+        const auto free = std::find(model.begin() + 1, model.end(), false);
+        const auto expected = static_cast<uint32_t>(free == model.end() ? 0 : free - model.begin());
+        ASSERT_EQ(expected, AcquireHashID(table.words(), size));
+        if (expected != 0) {
+          model[expected] = true;
+        }
+      } else {
+        const auto id = static_cast<uint32_t>(random() % model.size());
+        ASSERT_EQ(model[id] ? 0u : 12u, ReleaseHashID(table.words(), size, id));
+        model[id] = false;
+      }
+    }
+    std::vector<uint32_t> used;
+    for (uint32_t id = 0; id < model.size(); ++id) {
+      ASSERT_EQ(model[id] ? 0u : 12u, VerifyHashID(table.words(), size, id));
+      if (model[id]) {
+        used.push_back(id);
+      }
+    }
+    EXPECT_EQ(used, enumerate(table));
+    EXPECT_EQ(used.empty() ? 0 : used.back(), GetMaxInUseID(table.words(), size));
+    EXPECT_EQ(0u, SMClearHashTable(table.words(), static_cast<int32_t>(size)));
+    EXPECT_TRUE(enumerate(table).empty());
+  }
+}
+
+}  // namespace

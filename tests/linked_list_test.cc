@@ -1,0 +1,291 @@
+// Linked lists: links, ends and statuses of both families, which share their cases where they behave alike.
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+#include "qvsupt32.h"
+#include "support/faults.h"
+
+namespace {
+
+using support::Call;
+
+struct Single {
+  using List = SLList;
+  using Entry = SLListEntry;
+  static constexpr auto allocateList = SMSLListAlloc;
+  static constexpr auto freeList = SMSLListFree;
+  static constexpr auto init = SMSLListInitNoAlloc;
+  static constexpr auto allocateEntry = SMSLListEntryAlloc;
+  static constexpr auto freeEntry = SMSLListEntryFree;
+  static constexpr auto initEntry = SMSLListEntryInitNoAlloc;
+  static constexpr auto insertAtHead = SMSLListInsertEntryAtHead;
+  static constexpr auto insertAtTail = SMSLListInsertEntryAtTail;
+  static constexpr auto insert = SMSLListInsertEntry;
+  static constexpr auto walk = SMSLListWalkAtHead;
+  static constexpr auto replace = SMSLListReplaceEntry;
+  static constexpr auto removeAtHead = SMSLListRemoveEntryAtHead;
+  static constexpr auto removeAtTail = SMSLListRemoveEntryAtTail;
+  static constexpr auto isEmpty = SMSLListIsEmpty;
+  static void unlink(List *list, Entry *before, Entry *entry) { SMSLListDeleteEntry(list, before, entry); }
+};
+
+struct Double {
+  using List = DLList;
+  using Entry = DLListEntry;
+  static constexpr auto allocateList = SMDLListAlloc;
+  static constexpr auto freeList = SMDLListFree;
+  static constexpr auto init = SMDLListInitNoAlloc;
+  static constexpr auto allocateEntry = SMDLListEntryAlloc;
+  static constexpr auto freeEntry = SMDLListEntryFree;
+  static constexpr auto initEntry = SMDLListEntryInitNoAlloc;
+  static constexpr auto insertAtHead = SMDLListInsertEntryAtHead;
+  static constexpr auto insertAtTail = SMDLListInsertEntryAtTail;
+  static constexpr auto insert = SMDLListInsertEntry;
+  static constexpr auto walk = SMDLListWalkAtHead;
+  static constexpr auto replace = SMDLListReplaceEntry;
+  static constexpr auto removeAtHead = SMDLListRemoveEntryAtHead;
+  static constexpr auto removeAtTail = SMDLListRemoveEntryAtTail;
+  static constexpr auto isEmpty = SMDLListIsEmpty;
+  static void unlink(List *list, Entry *, Entry *entry) { SMDLListDeleteEntry(list, entry); }
+};
+
+/// An entry of the caller's own with a number behind the links.
+template <class Entry>
+struct Numbered {
+  Entry entry;
+  int number;
+};
+
+template <class Entry>
+int numberOf(const void *entry)
+{
+  return static_cast<const Numbered<Entry> *>(entry)->number;
+}
+
+template <class Entry>
+int32_t compare(void *key, void *entry)
+{
+  return *static_cast<int *>(key) - numberOf<Entry>(entry);
+}
+
+int32_t never(void *, void *)
+{
+  return 1;
+}
+
+/// The numbers from the head, after checking every link that the family has.
+std::vector<int> contents(const SLList &list)
+{
+  std::vector<int> numbers;
+  const SLListEntry *last = nullptr;
+  for (const SLListEntry *entry = list.head; entry != nullptr; entry = entry->next) {
+    numbers.push_back(numberOf<SLListEntry>(entry));
+    last = entry;
+  }
+  EXPECT_EQ(last, list.tail);
+  return numbers;
+}
+
+std::vector<int> contents(const DLList &list)
+{
+  std::vector<int> numbers;
+  const DLListEntry *last = nullptr;
+  for (const DLListEntry *entry = list.head; entry != nullptr; entry = entry->next) {
+    numbers.push_back(numberOf<DLListEntry>(entry));
+    EXPECT_EQ(last, entry->previous);
+    last = entry;
+  }
+  EXPECT_EQ(last, list.tail);
+  return numbers;
+}
+
+using Numbers = std::vector<int>;
+
+template <class Family>
+class ListTest : public testing::Test {
+ protected:
+  typename Family::Entry *entry(int number)
+  {
+    // Links that the functions have to overwrite.
+    auto &made = entries_[used_++];
+    memset(static_cast<void *>(&made), 0xA5, sizeof(made));
+    made.number = number;
+    return &made.entry;
+  }
+
+  void fill(const Numbers &numbers)
+  {
+    for (int number : numbers) {
+      Family::insertAtTail(&list_, entry(number));
+    }
+  }
+
+  typename Family::List list_ = {nullptr, nullptr};
+
+ private:
+  Numbered<typename Family::Entry> entries_[32];
+  size_t used_ = 0;
+};
+
+using Families = testing::Types<Single, Double>;
+TYPED_TEST_SUITE(ListTest, Families);
+
+TYPED_TEST(ListTest, EndsGrowAndShrink)
+{
+  using F = TypeParam;
+  F::insertAtHead(&this->list_, this->entry(2));
+  EXPECT_EQ(Numbers({2}), contents(this->list_));
+  F::insertAtHead(&this->list_, this->entry(1));
+  F::insertAtTail(&this->list_, this->entry(3));
+  EXPECT_EQ(Numbers({1, 2, 3}), contents(this->list_));
+  EXPECT_EQ(0, F::isEmpty(&this->list_));
+
+  EXPECT_EQ(1, numberOf<typename F::Entry>(F::removeAtHead(&this->list_)));
+  EXPECT_EQ(Numbers({2, 3}), contents(this->list_));
+  EXPECT_EQ(3, numberOf<typename F::Entry>(F::removeAtTail(&this->list_)));
+  EXPECT_EQ(Numbers({2}), contents(this->list_));
+  EXPECT_EQ(2, numberOf<typename F::Entry>(F::removeAtTail(&this->list_)));
+  EXPECT_EQ(nullptr, this->list_.head);
+  EXPECT_EQ(nullptr, this->list_.tail);
+  EXPECT_EQ(nullptr, F::removeAtTail(&this->list_));
+  EXPECT_EQ(nullptr, F::removeAtHead(&this->list_));
+  EXPECT_EQ(1, F::isEmpty(&this->list_));
+
+  F::insertAtTail(&this->list_, this->entry(4));
+  EXPECT_EQ(4, numberOf<typename F::Entry>(F::removeAtHead(&this->list_)));
+  EXPECT_EQ(Numbers({}), contents(this->list_));
+}
+
+TYPED_TEST(ListTest, OrderedInsert)
+{
+  using F = TypeParam;
+  using Entry = typename F::Entry;
+  const struct {
+    int key;
+    uint32_t status;
+    Numbers after;
+  } rows[] = {{4, 0, {1, 3, 4, 5}}, {9, 0, {1, 3, 5, 9}}, {0, 0, {0, 1, 3, 5}}, {3, 258, {1, 3, 5}}};
+  for (const auto &row : rows) {
+    this->list_ = {nullptr, nullptr};
+    this->fill({1, 3, 5});
+    int key = row.key;
+    EXPECT_EQ(row.status, F::insert(&this->list_, this->entry(key), &key, compare<Entry>));
+    EXPECT_EQ(row.after, contents(this->list_));
+  }
+  this->list_ = {nullptr, nullptr};
+  int key = 7;
+  Entry *entry = this->entry(key);
+  EXPECT_EQ(271u, F::insert(nullptr, entry, &key, compare<Entry>));
+  EXPECT_EQ(271u, F::insert(&this->list_, nullptr, &key, compare<Entry>));
+  EXPECT_EQ(271u, F::insert(&this->list_, entry, nullptr, compare<Entry>));
+  EXPECT_EQ(271u, F::insert(&this->list_, entry, &key, nullptr));
+  EXPECT_EQ(0u, F::insert(&this->list_, entry, &key, compare<Entry>));
+  EXPECT_EQ(Numbers({7}), contents(this->list_));
+}
+
+TYPED_TEST(ListTest, WalkReplaceAndUnlink)
+{
+  using F = TypeParam;
+  using Entry = typename F::Entry;
+  this->fill({1, 2, 3});
+  int key = 2;
+  Entry *found = F::walk(&this->list_, &key, compare<Entry>);
+  ASSERT_NE(nullptr, found);
+  EXPECT_EQ(2, numberOf<Entry>(found));
+  EXPECT_EQ(nullptr, F::walk(&this->list_, &key, never));
+  EXPECT_EQ(nullptr, F::walk(&this->list_, nullptr, compare<Entry>));
+  EXPECT_EQ(nullptr, F::walk(&this->list_, &key, nullptr));
+  EXPECT_EQ(nullptr, F::walk(nullptr, &key, compare<Entry>));
+
+  for (int replaced : {1, 3, 2}) {
+    Entry *old = F::replace(&this->list_, this->entry(10 * replaced), &replaced, compare<Entry>);
+    ASSERT_NE(nullptr, old);
+    EXPECT_EQ(replaced, numberOf<Entry>(old));
+  }
+  EXPECT_EQ(Numbers({10, 20, 30}), contents(this->list_));
+  EXPECT_EQ(nullptr, F::replace(&this->list_, this->entry(0), &key, never));
+  EXPECT_EQ(nullptr, F::replace(&this->list_, nullptr, &key, compare<Entry>));
+
+  Entry *middle = this->list_.head->next;
+  F::unlink(&this->list_, this->list_.head, middle);
+  EXPECT_EQ(Numbers({10, 30}), contents(this->list_));
+  F::unlink(&this->list_, this->list_.head, this->list_.tail);
+  EXPECT_EQ(Numbers({10}), contents(this->list_));
+  F::unlink(&this->list_, nullptr, this->list_.head);
+  EXPECT_EQ(Numbers({}), contents(this->list_));
+}
+
+TYPED_TEST(ListTest, AllocationAndNulls)
+{
+  using F = TypeParam;
+  using Entry = typename F::Entry;
+  Entry *entry = F::allocateEntry(16);
+  ASSERT_NE(nullptr, entry);
+  EXPECT_EQ(entry + 1, entry->data);
+  EXPECT_EQ(nullptr, entry->next);
+  F::freeEntry(entry);
+  entry = F::allocateEntry(0);
+  ASSERT_NE(nullptr, entry);
+  EXPECT_EQ(nullptr, entry->data);
+  int data = 0;
+  entry->data = &data;
+  entry->next = entry;
+  F::initEntry(entry);
+  EXPECT_EQ(nullptr, entry->next);
+  EXPECT_EQ(&data, entry->data);
+  F::freeEntry(entry);
+  if (sizeof(void *) == 4) {
+    EXPECT_EQ(nullptr, F::allocateEntry(UINT32_MAX));
+    EXPECT_EQ(nullptr, F::allocateEntry(static_cast<uint32_t>(UINT32_MAX - sizeof(Entry) + 1)));
+  }
+
+  const long before = support::liveBlocks();
+  auto *list = F::allocateList();
+  ASSERT_NE(nullptr, list);
+  EXPECT_EQ(1, F::isEmpty(list));
+  list->head = this->entry(1);
+  F::init(list);
+  EXPECT_EQ(nullptr, list->head);
+  F::freeList(list);
+  EXPECT_EQ(before, support::liveBlocks());
+  {
+    support::Fault fault(Call::allocation, 1, ENOMEM, true);
+    EXPECT_EQ(nullptr, F::allocateList());
+    EXPECT_EQ(nullptr, F::allocateEntry(4));
+  }
+
+  F::freeList(nullptr);
+  F::init(nullptr);
+  F::freeEntry(nullptr);
+  F::initEntry(nullptr);
+  F::insertAtHead(nullptr, this->entry(1));
+  F::insertAtHead(&this->list_, nullptr);
+  F::insertAtTail(nullptr, this->entry(1));
+  F::insertAtTail(&this->list_, nullptr);
+  F::unlink(nullptr, nullptr, this->entry(1));
+  F::unlink(&this->list_, nullptr, nullptr);
+  EXPECT_EQ(nullptr, F::removeAtHead(nullptr));
+  EXPECT_EQ(nullptr, F::removeAtTail(nullptr));
+  EXPECT_EQ(1, F::isEmpty(nullptr));
+  EXPECT_EQ(Numbers({}), contents(this->list_));
+}
+
+TEST(DoubleListTest, WalksBackwards)
+{
+  Numbered<DLListEntry> entries[3] = {};
+  DLList list = {nullptr, nullptr};
+  for (int i = 0; i < 3; ++i) {
+    entries[i].number = 5;
+    DLListInsertEntryAtTail(&list, &entries[i].entry);
+  }
+  int key = 5;
+  EXPECT_EQ(&entries[2].entry, SMDLListWalkAtTail(&list, &key, compare<DLListEntry>));
+  EXPECT_EQ(&entries[0].entry, SMDLListWalkAtHead(&list, &key, compare<DLListEntry>));
+  EXPECT_EQ(nullptr, SMDLListWalkAtTail(&list, &key, never));
+  EXPECT_EQ(nullptr, SMDLListWalkAtTail(&list, nullptr, never));
+}
+
+}  // namespace

@@ -1,0 +1,148 @@
+// MD5: the test suite of RFC 1321, every length around a block in every cut, and the exported parts.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "qvsupt32.h"
+#include "support/guarded_block.h"
+
+namespace {
+
+std::string hex(const uint8_t (&digest)[16])
+{
+  std::string text;
+  for (const uint8_t byte : digest) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    text += kDigits[byte / 16];
+    text += kDigits[byte % 16];
+  }
+  return text;
+}
+
+/// The digest of a message that is added in runs of a size.
+std::string digest(const std::string &message, size_t run)
+{
+  RFC1321Context context;
+  memset(&context, 0xA5, sizeof(context));
+  SMRFC1321Load(&context);
+  for (size_t at = 0; at < message.size(); at += run) {
+    const size_t length = std::min(run, message.size() - at);
+    const support::GuardedBlock bytes(std::vector<uint8_t>(message.begin() + static_cast<ptrdiff_t>(at),
+                                                           message.begin() + static_cast<ptrdiff_t>(at + length)));
+    SMRFC1321AddMsg(&context, const_cast<support::GuardedBlock &>(bytes).data(), static_cast<uint32_t>(length));
+  }
+  EXPECT_EQ(8 * message.size(), context.bitCount);
+  SMRFC1321ComputeMsgDigest(&context);
+  return hex(context.digest);
+}
+
+TEST(Md5Test, PublishedDigests)
+{
+  const struct {
+    std::string message;
+    const char *digest;
+  } rows[] = {
+      {"", "d41d8cd98f00b204e9800998ecf8427e"},
+      {"a", "0cc175b9c0f1b6a831c399e269772661"},
+      {"abc", "900150983cd24fb0d6963f7d28e17f72"},
+      {"message digest", "f96b697d7cb7938d525a2f31aaf161d0"},
+      {"abcdefghijklmnopqrstuvwxyz", "c3fcd3d76192e4007dfb496cca67e13b"},
+      {"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789", "d174ab98d277d9f5a5611c2c9f419d9f"},
+      {"12345678901234567890123456789012345678901234567890123456789012345678901234567890",
+       "57edf4a22be3c955ac49da2e2107b67a"},
+      {std::string(55, 'x'), "04364420e25c512fd958a70738aa8f72"},
+      {std::string(56, 'x'), "668a72d5ba17f08e62dabcafad6db14b"},
+      {std::string(63, 'x'), "7dc2ca208106a2f703567bdff99d8981"},
+      {std::string(64, 'x'), "c1bb4f81d892b2d57947682aeb252456"},
+  };
+  for (const auto &row : rows) {
+    for (const size_t run : {1, 63, 64, 65, 1000}) {
+      EXPECT_EQ(row.digest, digest(row.message, run)) << row.message << " in runs of " << run;
+    }
+  }
+}
+
+TEST(Md5Test, EveryCutOfEveryLengthAgrees)
+{
+  std::string message;
+  for (int length = 0; length <= 200; ++length) {
+    const std::string whole = digest(message, 1000);
+    for (const size_t run : {1, 7, 63, 64, 65}) {
+      ASSERT_EQ(whole, digest(message, run)) << length << " in runs of " << run;
+    }
+    message += static_cast<char>(length * 37);
+  }
+}
+
+TEST(Md5Test, RecordIsLoadedAndWiped)
+{
+  RFC1321Context context;
+  memset(&context, 0xA5, sizeof(context));
+  RFC1321Load(&context);
+  EXPECT_EQ(0u, context.bitCount);
+  EXPECT_EQ(0u, context.bufferedCount);
+  EXPECT_EQ(0x67452301u, context.state[0]);
+  EXPECT_EQ(0x10325476u, context.state[3]);
+  EXPECT_EQ(std::string(32, '0'), hex(context.digest));
+  EXPECT_EQ(0xA5, context.buffer[0]) << "the block buffer is left";
+  RFC1321AddMsg(&context, nullptr, 0);
+  EXPECT_EQ(0u, context.bitCount);
+  EXPECT_EQ(&context, SMRFC1321UnLoad(&context));
+  const auto *bytes = reinterpret_cast<const uint8_t *>(&context);
+  EXPECT_TRUE(std::all_of(bytes, bytes + sizeof(context), [](uint8_t byte) { return byte == 0; }));
+}
+
+TEST(Md5Test, BitCountPassesFourGigabytes)
+{
+  const std::vector<uint8_t> zeros(1 << 20);
+  RFC1321Context context;
+  RFC1321Load(&context);
+  context.bitCount = 0xFFFFFFF8;
+  RFC1321AddMsg(&context, zeros.data(), 2);
+  EXPECT_EQ(0x100000008u, context.bitCount);
+}
+
+TEST(Md5Test, StepsMakeTheTransform)
+{
+  uint8_t block[65];
+  for (size_t i = 0; i < sizeof(block); ++i) {
+    block[i] = static_cast<uint8_t>(i * 29 + 3);
+  }
+  const uint8_t *message = block + 1;  // not aligned
+  RFC1321Context context;
+  RFC1321Load(&context);
+  uint32_t state[4];
+  std::copy_n(context.state, 4, state);
+  RFC1321Transform(&context, message);
+
+  using Step = decltype(RFC1321Step4Round1) *;
+  const Step rounds[4] = {RFC1321Step4Round1, RFC1321Step4Round2, RFC1321Step4Round3, RFC1321Step4Round4};
+  const uint32_t first[4] = {0, 1, 5, 0};
+  const uint32_t stride[4] = {1, 5, 3, 7};
+  const uint32_t shifts[4][4] = {{7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 23}, {6, 10, 15, 21}};
+  uint32_t word[4];
+  std::copy_n(state, 4, word);
+  for (uint32_t i = 0; i < 64; ++i) {
+    const uint32_t round = i / 16;
+    const uint32_t turn = (4 - i % 4) % 4;  // the state words move on by one each step
+    rounds[round](&word[turn], &word[(turn + 1) % 4], &word[(turn + 2) % 4], &word[(turn + 3) % 4], message,
+                  (first[round] + stride[round] * (i % 16)) % 16, shifts[round][i % 4], i + 1);
+  }
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_EQ(state[i] + word[i], context.state[i]);
+  }
+  for (uint32_t i = 1; i <= 64; ++i) {
+    EXPECT_EQ(static_cast<uint32_t>(4294967296.0 * std::fabs(std::sin(static_cast<double>(i)))), RFC1321Step4T(i));
+  }
+  EXPECT_EQ(0u, RFC1321Step4T(0));
+  EXPECT_EQ(0u, RFC1321Step4T(65));
+  EXPECT_EQ(0x00000003u, RFC1321Step4RotateLeft(0x80000001, 1));
+  EXPECT_EQ(0x80000001u, RFC1321Step4RotateLeft(0x80000001, 32));
+}
+
+}  // namespace

@@ -1,0 +1,456 @@
+// Named and unnamed mutexes, semaphores, events and shared memory: handles, names, statuses, other processes, dead ones,
+// and nothing left behind.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/sem.h>
+#include <sys/shm.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "qvsupt32.h"
+#include "support/child.h"
+#include "support/faults.h"
+#include "support/residue.h"
+
+namespace {
+
+using support::Call;
+using support::Child;
+using support::Fault;
+
+std::string lockFile(const std::string &name)
+{
+  return "/etc/tallowmere/vela/." + name;
+}
+
+int semaphoreCount(const char *name)
+{
+  return semctl(OpenSemaphore(GetUniqueKeyFromStr(name)), 0, GETVAL);
+}
+
+TEST(KeyTest, Crc)
+{
+  EXPECT_EQ(0xB63DA8B2u, GenerateCRC32("abc", 3, 3));
+  EXPECT_EQ(0xFFFFFFFFu, GenerateCRC32("abc", 3, 0));
+  EXPECT_EQ(GenerateCRC32("abc\0\0", 5, 5), GenerateCRC32("abc", 3, 5));
+  EXPECT_EQ(0x2DFD1072u, GenerateCRC32("", 1, 1));
+  EXPECT_EQ(static_cast<int32_t>(0xFB8FC9A3), GetUniqueKeyFromStr("abc"));
+}
+
+TEST(RecordTest, NamesAndSizes)
+{
+  const struct {
+    int32_t kind;
+    size_t longest;
+  } rows[] = {{1, 233}, {2, 255}, {3, 255}, {4, 255}};
+  for (const auto &row : rows) {
+    EXPECT_EQ(nullptr, OSSyncInfoAlloc("", 64, row.kind));
+    EXPECT_EQ(nullptr, OSSyncInfoAlloc(std::string(row.longest + 1, 'n').c_str(), 64, row.kind));
+    OSSyncInfo *info = OSSyncInfoAlloc(std::string(row.longest, 'n').c_str(), 64, row.kind);
+    ASSERT_NE(nullptr, info);
+    EXPECT_EQ(static_cast<uint32_t>(row.kind), info->kind);
+    EXPECT_EQ((row.kind == 1 ? "/etc/tallowmere/vela/." : "") + std::string(row.longest, 'n'), info->name);
+    SMFreeMem(info);
+    info = OSSyncInfoAlloc(nullptr, 64, row.kind);
+    ASSERT_NE(nullptr, info);
+    EXPECT_EQ(nullptr, info->name);
+    SMFreeMem(info);
+    EXPECT_EQ(nullptr, OSSyncInfoAlloc("n", 0, row.kind));
+    EXPECT_EQ(nullptr, OSSyncInfoAlloc("n", UINT32_MAX, row.kind));
+  }
+}
+
+/// Every operation against null, and against a record of another kind.
+TEST(RecordTest, ForeignHandles)
+{
+  OSSyncInfo *mutex = SMMutexCreate(nullptr);
+  OSSyncInfo *semaphore = SMSemaphoreCreate(nullptr, 0);
+  ASSERT_NE(nullptr, mutex);
+  ASSERT_NE(nullptr, semaphore);
+  const struct {
+    const char *what;
+    std::function<int32_t(OSSyncInfo *)> call;
+    OSSyncInfo *foreign;
+  } rows[] = {
+      {"lock", [](OSSyncInfo *h) { return SMMutexLock(h, 0); }, semaphore},
+      {"unlock", [](OSSyncInfo *h) { return SMMutexUnLock(h); }, semaphore},
+      {"acquire", [](OSSyncInfo *h) { return SMSemaphoreAcquireWait(h, 0); }, mutex},
+      {"release", [](OSSyncInfo *h) { return SMSemaphoreRelease(h, 1, nullptr); }, mutex},
+      {"wait", [](OSSyncInfo *h) { return SMEventWait(h, 0); }, semaphore},
+      {"set", [](OSSyncInfo *h) { return SMEventSet(h); }, semaphore},
+      {"reset", [](OSSyncInfo *h) { return SMEventReset(h); }, semaphore},
+      {"pulse", [](OSSyncInfo *h) { return SMEventPulse(h); }, semaphore},
+  };
+  for (const auto &row : rows) {
+    EXPECT_EQ(271, row.call(nullptr)) << row.what;
+    EXPECT_EQ(257, row.call(row.foreign)) << row.what;
+  }
+  EXPECT_EQ(271, SMSemaphoreRelease(mutex, 32768, nullptr)) << "the argument comes before the kind";
+  EXPECT_EQ(nullptr, SMSharedMemGetAddressPtr(mutex));
+  EXPECT_EQ(nullptr, SMSharedMemGetAddressPtr(nullptr));
+  for (OSSyncInfo *handle : {static_cast<OSSyncInfo *>(nullptr), mutex}) {
+    SMSemaphoreDestroy(handle);
+    SMEventDestroy(handle);
+    SMSharedMemFree(handle);
+  }
+  SMMutexDestroy(nullptr);
+  SMMutexDestroy(semaphore);
+  EXPECT_EQ(0, SMMutexLock(mutex, 0)) << "destroying as another kind left it alone";
+  EXPECT_EQ(0, SMMutexUnLock(mutex));
+  SMMutexDestroy(mutex);
+  SMSemaphoreDestroy(semaphore);
+}
+
+TEST(MutexTest, NamedExcludesByHandle)
+{
+  EXPECT_EQ(nullptr, SMMutexOpen("gate"));
+  EXPECT_EQ(nullptr, SMMutexOpen(nullptr));
+  OSSyncInfo *first = SMMutexCreate("gate");
+  OSSyncInfo *second = SMMutexOpen("gate");
+  ASSERT_NE(nullptr, first);
+  ASSERT_NE(nullptr, second);
+  struct stat status;
+  ASSERT_EQ(0, stat(lockFile("gate").c_str(), &status));
+  EXPECT_EQ(0600u, status.st_mode & 0777u);
+
+  EXPECT_EQ(0, SMMutexLock(first, SM_WAIT_FOREVER));
+  {
+    const Fault sleeps(Call::usleep);
+    EXPECT_EQ(3, SMMutexLock(second, 0));
+    EXPECT_EQ(0u, sleeps.calls());
+    EXPECT_EQ(3, SMMutexLock(second, 4));
+    EXPECT_EQ(4u, sleeps.calls());
+  }
+  EXPECT_EQ(0, SMMutexUnLock(first));
+  EXPECT_EQ(0, SMMutexLock(second, 0));
+  SMMutexDestroy(second);
+  EXPECT_NE(0, access(lockFile("gate").c_str(), F_OK)) << "an opened handle deletes the file too";
+  EXPECT_EQ(0, SMMutexLock(first, 0)) << "the lock went with the handle";
+  SMMutexDestroy(first);
+}
+
+TEST(MutexTest, DeadHolderFreesIt)
+{
+  OSSyncInfo *mutex = SMMutexCreate("gate");
+  ASSERT_NE(nullptr, mutex);
+  Child holder([](Child::Inside &inside) {
+    inside.report("%d", SMMutexLock(SMMutexOpen("gate"), 0));
+    inside.hold();
+  });
+  ASSERT_TRUE(holder.waitHeld());
+  EXPECT_EQ(3, SMMutexLock(mutex, 2));
+  holder.signal(SIGKILL);
+  EXPECT_EQ(128 + SIGKILL, holder.wait());
+  EXPECT_EQ(0, SMMutexLock(mutex, 0));
+  SMMutexDestroy(mutex);
+}
+
+TEST(MutexTest, SignalEndsTheWaitWithoutLimit)
+{
+  OSSyncInfo *mutex = SMMutexCreate("gate");
+  ASSERT_EQ(0, SMMutexLock(mutex, 0));
+  Child waiter([](Child::Inside &inside) {
+    struct sigaction action = {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGALRM, &action, nullptr);
+    const itimerval soon = {{0, 20000}, {0, 20000}};
+    setitimer(ITIMER_REAL, &soon, nullptr);
+    OSSyncInfo *own = SMMutexOpen("gate");
+    const int32_t waited = SMMutexLock(own, SM_WAIT_FOREVER);
+    inside.report("%d", waited);
+  });
+  EXPECT_EQ("-1\n", waiter.report());
+  SMMutexDestroy(mutex);
+}
+
+TEST(MutexTest, LockFileThatCannotBeOpened)
+{
+  ASSERT_EQ(0, mkdir(lockFile("folder").c_str(), 0700));
+  EXPECT_EQ(nullptr, SMMutexCreate("folder"));
+  ASSERT_EQ(0, rmdir(lockFile("folder").c_str()));
+  EXPECT_EQ(nullptr, SMMutexCreate("no/such/folder"));
+  EXPECT_EQ(nullptr, SMMutexCreate(""));
+}
+
+TEST(MutexTest, UnnamedExcludesThreads)
+{
+  OSSyncInfo *mutex = SMMutexCreate(nullptr);
+  ASSERT_NE(nullptr, mutex);
+  EXPECT_EQ(0, SMMutexLock(mutex, 0));
+  std::thread([mutex] { EXPECT_EQ(3, SMMutexLock(mutex, 1)); }).join();
+  EXPECT_EQ(0, SMMutexUnLock(mutex));
+  std::thread([mutex] {
+    EXPECT_EQ(0, SMMutexLock(mutex, SM_WAIT_FOREVER));
+    EXPECT_EQ(0, SMMutexUnLock(mutex));
+  }).join();
+  SMMutexDestroy(mutex);
+}
+
+TEST(SemaphoreTest, CountsAndAdoption)
+{
+  EXPECT_EQ(nullptr, SMSemaphoreCreate("pool", 32768));
+  EXPECT_EQ(nullptr, SMSemaphoreOpen("pool"));
+  EXPECT_EQ(nullptr, SMSemaphoreOpen(nullptr));
+  OSSyncInfo *pool = SMSemaphoreCreate("pool", 2);
+  ASSERT_NE(nullptr, pool);
+  OSSyncInfo *opened = SMSemaphoreOpen("pool");
+  OSSyncInfo *adopted = SMSemaphoreCreate("pool", 7);
+  ASSERT_NE(nullptr, opened);
+  ASSERT_NE(nullptr, adopted);
+  EXPECT_EQ(2, semaphoreCount("pool")) << "an existing set keeps its count";
+  EXPECT_EQ(0, SMSemaphoreAcquireWait(opened, 0));
+  EXPECT_EQ(0, SMSemaphoreAcquireWait(pool, 0));
+  {
+    const Fault sleeps(Call::usleep);
+    EXPECT_EQ(3, SMSemaphoreAcquireWait(adopted, 3));
+    EXPECT_EQ(3u, sleeps.calls());
+  }
+  SMSemaphoreDestroy(opened);
+  EXPECT_EQ(0, semaphoreCount("pool")) << "an opened handle removes nothing";
+  SMSemaphoreDestroy(adopted);
+  EXPECT_EQ(3, SMSemaphoreAcquireWait(pool, 0)) << "the set is gone: every try fails";
+  EXPECT_EQ(-1, SMSemaphoreAcquireWait(pool, SM_WAIT_FOREVER));
+  EXPECT_EQ(16, SMSemaphoreRelease(pool, 1, nullptr));
+  SMSemaphoreDestroy(pool);
+}
+
+TEST(SemaphoreTest, ReleaseIsOneStepWithinItsRange)
+{
+  OSSyncInfo *pool = SMSemaphoreCreate("pool", 32767);
+  ASSERT_NE(nullptr, pool);
+  const struct {
+    int32_t change;
+    int32_t status;
+    uint32_t before;
+    int after;
+  } rows[] = {
+      {1, 16, 32767, 32767}, {0, 0, 32767, 32767},
+      {-32767, 0, 32767, 0}, {-1, 16, 0, 0},
+      {INT32_MIN, 16, 0, 0}, {5, 0, 0, 5},
+      {-6, 16, 5, 5},        {32763, 16, 5, 5},
+      {32762, 0, 5, 32767},  {32767, 16, 32767, 32767},
+  };
+  for (const auto &row : rows) {
+    uint32_t before = 99;
+    const Fault operations(Call::semop);
+    EXPECT_EQ(row.status, SMSemaphoreRelease(pool, row.change, &before)) << row.change;
+    EXPECT_GE(1u, operations.calls());
+    EXPECT_EQ(row.before, before) << row.change;
+    EXPECT_EQ(row.after, semaphoreCount("pool")) << row.change;
+  }
+  SMSemaphoreDestroy(pool);
+}
+
+TEST(EventTest, AutomaticReleasesOneWaiterASignal)
+{
+  OSSyncInfo *event = SMEventCreate(nullptr, 0, 1);
+  ASSERT_NE(nullptr, event);
+  EXPECT_EQ(0, SMEventWait(event, 0));
+  EXPECT_EQ(3, SMEventWait(event, 0));
+  EXPECT_EQ(0, SMEventSet(event));
+  EXPECT_EQ(0, SMEventPulse(event));
+  EXPECT_EQ(0, SMEventWait(event, 0));
+  EXPECT_EQ(0, SMEventWait(event, SM_WAIT_FOREVER));
+  EXPECT_EQ(3, SMEventWait(event, 0));
+  EXPECT_EQ(0, SMEventSet(event));
+  EXPECT_EQ(0, SMEventReset(event));
+  EXPECT_EQ(3, SMEventWait(event, 0));
+  SMEventDestroy(event);
+  OSSyncInfo *flags = SMEventCreate(nullptr, 2, 2);  // neither flag is 1
+  ASSERT_NE(nullptr, flags);
+  EXPECT_EQ(3, SMEventWait(flags, 0));
+  SMEventDestroy(flags);
+}
+
+TEST(EventTest, ManualStaysAndIsKnownToOpeners)
+{
+  OSSyncInfo *event = SMEventCreate("start", 1, 0);
+  ASSERT_NE(nullptr, event);
+  EXPECT_EQ(0, SMEventPulse(event));
+  EXPECT_EQ(1, semaphoreCount("start"));
+  EXPECT_EQ(0, SMEventPulse(event));
+  EXPECT_EQ(1, semaphoreCount("start"));
+  Child opener([](Child::Inside &inside) {
+    OSSyncInfo *opened = SMEventOpen("start");
+    const int32_t first = SMEventWait(opened, 0);
+    inside.report("%d %d", first, SMEventWait(opened, 0));
+    SMEventDestroy(opened);
+  });
+  EXPECT_EQ("0 0\n", opener.report());
+  EXPECT_EQ(0, SMEventWait(event, 0));
+  EXPECT_EQ(1, semaphoreCount("start"));
+  EXPECT_EQ(0, SMEventReset(event));
+  EXPECT_EQ(3, SMEventWait(event, 0));
+
+  // The creating process opens its own event: it obtains the mark, and its release ends the mark.
+  OSSyncInfo *own = SMEventOpen("start");
+  ASSERT_NE(nullptr, own);
+  SMEventDestroy(own);
+  Child late([](Child::Inside &inside) {
+    OSSyncInfo *opened = SMEventOpen("start");
+    SMEventSet(opened);
+    const int32_t first = SMEventWait(opened, 0);
+    inside.report("%d %d", first, SMEventWait(opened, 0));
+  });
+  EXPECT_EQ("0 3\n", late.report());
+  const int set = OpenSemaphore(GetUniqueKeyFromStr("start"));
+  SMEventDestroy(event);
+  EXPECT_EQ(0, OpenSemaphore(GetUniqueKeyFromStr("start")));
+  EXPECT_NE(0, set);
+  EXPECT_EQ(nullptr, SMEventOpen("start"));
+  EXPECT_EQ(nullptr, SMEventOpen(nullptr));
+}
+
+TEST(EventTest, FailingMarkUndoesTheCall)
+{
+  {
+    const Fault fault(Call::fcntl, 1, ENOLCK, true);
+    EXPECT_EQ(nullptr, SMEventCreate("start", 1, 0));
+  }
+  EXPECT_EQ(0, OpenSemaphore(GetUniqueKeyFromStr("start")));
+  OSSyncInfo *event = SMEventCreate("start", 0, 0);
+  ASSERT_NE(nullptr, event);
+  {
+    const Fault fault(Call::fcntl, 1, ENOLCK, true);
+    EXPECT_EQ(nullptr, SMEventOpen("start"));
+  }
+  EXPECT_EQ(0, OpenSemaphore(GetUniqueKeyFromStr("start"))) << "an open that cannot probe the mark removes the set";
+  EXPECT_EQ(0, SMEventPulse(event) + 1) << "an automatic event whose set is gone";
+  SMEventDestroy(event);
+}
+
+TEST(SharedMemoryTest, LivesWithItsCreator)
+{
+  EXPECT_EQ(nullptr, SMSharedMemCreate(nullptr, 64));
+  EXPECT_EQ(nullptr, SMSharedMemOpen(nullptr));
+  EXPECT_EQ(nullptr, SMSharedMemOpen("table"));
+  EXPECT_EQ(nullptr, SMSharedMemCreate("table", 0));
+  OSSyncInfo *memory = SMSharedMemCreate("table", 64);
+  ASSERT_NE(nullptr, memory);
+  auto *words = static_cast<uint32_t *>(SMSharedMemGetAddressPtr(memory));
+  words[15] = 7;
+  EXPECT_EQ(0, semaphoreCount("table"));
+  Child other([](Child::Inside &inside) {
+    inside.report("%d", SMSharedMemCreate("table", 64) == nullptr);
+    OSSyncInfo *opened = SMSharedMemOpen("table");
+    inside.report("%u", static_cast<uint32_t *>(SMSharedMemGetAddressPtr(opened))[15]++);
+    SMSharedMemFree(opened);
+  });
+  EXPECT_EQ("1\n7\n", other.report());
+  EXPECT_EQ(8u, words[15]);
+  SMSharedMemFree(memory);
+  EXPECT_EQ("", support::systemVObjects());
+}
+
+TEST(SharedMemoryTest, TakenOverAfterItsCreatorDied)
+{
+  Child creator([](Child::Inside &inside) {
+    OSSyncInfo *memory = SMSharedMemCreate("table", 64);
+    static_cast<uint32_t *>(SMSharedMemGetAddressPtr(memory))[0] = 42;
+    inside.hold();
+  });
+  ASSERT_TRUE(creator.waitHeld());
+  creator.signal(SIGKILL);
+  (void)creator.wait();
+  EXPECT_EQ(1, semaphoreCount("table")) << "the kernel gave the guard back";
+  EXPECT_EQ(nullptr, SMSharedMemOpen("table"));
+  EXPECT_EQ(1, semaphoreCount("table"));
+  OSSyncInfo *memory = SMSharedMemCreate("table", 4096);
+  ASSERT_NE(nullptr, memory);
+  EXPECT_EQ(42u, *static_cast<uint32_t *>(SMSharedMemGetAddressPtr(memory)));
+  OSSyncInfo *opened = SMSharedMemOpen("table");
+  EXPECT_NE(nullptr, opened);
+  SMSharedMemFree(opened);
+  SMSharedMemFree(memory);
+  // Whoever took it over is no owner: segment and guard stay. They are removed by hand.
+  const int32_t key = GetUniqueKeyFromStr("table");
+  EXPECT_EQ(0, semaphoreCount("table"));
+  DestroySemaphore(OpenSemaphore(key));
+  const int segment = shmget(key, 0, 0);
+  ASSERT_NE(-1, segment);
+  shmctl(segment, IPC_RMID, nullptr);
+}
+
+TEST(SharedMemoryTest, FailuresGiveEverythingBack)
+{
+  const auto create = [](unsigned) { SMSharedMemFree(SMSharedMemCreate("table", 64)); };
+  EXPECT_EQ(1u, support::failEach(Call::allocation, ENOMEM, create));
+  EXPECT_EQ("", support::systemVObjects());
+  EXPECT_LE(2u, support::failEach(Call::semget, ENOSPC, create));
+  EXPECT_EQ("", support::systemVObjects());
+  EXPECT_LE(1u, support::failEach(Call::semop, ENOSPC, create));
+  EXPECT_EQ("", support::systemVObjects());
+}
+
+/// Each object guards or counts the steps of several processes: the sum is exact.
+TEST(ContentionTest, ProcessesAddUp)
+{
+  constexpr int kProcesses = 8;
+  constexpr int kSteps = 100;
+  OSSyncInfo *memory = SMSharedMemCreate("sum", 64);
+  OSSyncInfo *mutex = SMMutexCreate("sum");
+  OSSyncInfo *semaphore = SMSemaphoreCreate("sum2", 1);
+  OSSyncInfo *event = SMEventCreate("sum3", 0, 1);
+  ASSERT_TRUE(memory != nullptr && mutex != nullptr && semaphore != nullptr && event != nullptr);
+  volatile auto *sums = static_cast<uint32_t *>(SMSharedMemGetAddressPtr(memory));
+  std::vector<std::unique_ptr<Child>> children;
+  for (int i = 0; i < kProcesses; ++i) {
+    children.push_back(std::make_unique<Child>([](Child::Inside &) {
+      volatile auto *own = static_cast<uint32_t *>(SMSharedMemGetAddressPtr(SMSharedMemOpen("sum")));
+      OSSyncInfo *ownMutex = SMMutexOpen("sum");
+      OSSyncInfo *ownSemaphore = SMSemaphoreOpen("sum2");
+      OSSyncInfo *ownEvent = SMEventOpen("sum3");
+      for (int step = 0; step < kSteps; ++step) {
+        SMMutexLock(ownMutex, SM_WAIT_FOREVER);
+        own[0] = own[0] + 1;
+        SMMutexUnLock(ownMutex);
+        SMSemaphoreAcquireWait(ownSemaphore, SM_WAIT_FOREVER);
+        own[1] = own[1] + 1;
+        SMSemaphoreRelease(ownSemaphore, 1, nullptr);
+        SMEventWait(ownEvent, SM_WAIT_FOREVER);
+        own[2] = own[2] + 1;
+        SMEventSet(ownEvent);
+      }
+    }));
+  }
+  for (const auto &child : children) {
+    EXPECT_EQ(0, child->wait());
+  }
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(static_cast<uint32_t>(kProcesses * kSteps), sums[i]) << i;
+  }
+  SMEventDestroy(event);
+  SMSemaphoreDestroy(semaphore);
+  SMMutexDestroy(mutex);
+  SMSharedMemFree(memory);
+}
+
+TEST(FailureTest, EveryAllocationOfEveryCreate)
+{
+  const struct {
+    const char *what;
+    std::function<void()> scenario;
+  } rows[] = {
+      {"mutex", [] { SMMutexDestroy(SMMutexCreate("gate")); }},
+      {"unnamed mutex", [] { SMMutexDestroy(SMMutexCreate(nullptr)); }},
+      {"semaphore", [] { SMSemaphoreDestroy(SMSemaphoreCreate("pool", 1)); }},
+      {"event", [] { SMEventDestroy(SMEventCreate("start", 1, 1)); }},
+  };
+  for (const auto &row : rows) {
+    const long before = support::liveBlocks();
+    const unsigned failed = support::failEach(Call::allocation, ENOMEM, [&row](unsigned) { row.scenario(); });
+    EXPECT_EQ(before, support::liveBlocks()) << row.what;
+    EXPECT_EQ("", support::systemVObjects()) << row.what;
+    EXPECT_LE(1u, failed) << row.what;
+  }
+}
+
+}  // namespace
