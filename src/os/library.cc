@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "frame/alias.h"
-#include "os/sync_object.h"
+#include "os/record.h"
 
 namespace {
 

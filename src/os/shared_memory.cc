@@ -7,7 +7,7 @@
 #include <cerrno>
 
 #include "frame/alias.h"
-#include "os/sync_object.h"
+#include "os/record.h"
 #include "qvsupt32/os.h"
 
 namespace {

@@ -3,7 +3,7 @@
 // Promises: a create or open that fails gives back everything that it had obtained.
 // Leaves to others: shared memory (os/shared_memory), the semaphore sets themselves (os/semaphore).
 
-#include "os/sync_object.h"
+#include "os/record.h"
 
 #include <fcntl.h>
 #include <sys/file.h>

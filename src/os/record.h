@@ -1,4 +1,4 @@
-// Records of the named objects: allocated with their kind and name, released by scope until they are handed out.
+// Records behind handles: allocated with their kind and name, released by scope until they are handed out.
 #pragma once
 
 #include "frame/heap.h"

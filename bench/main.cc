@@ -1,0 +1,21 @@
+// Runs the benchmarks. Takes the options of Google Benchmark; bench/summary reads the file of --benchmark_out.
+
+#include "bench.h"
+
+int main(int argc, char **argv)
+{
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+    return EXIT_FAILURE;
+  }
+  benchmark::AddCustomContext("width", std::to_string(CHAR_BIT * sizeof(void *)));
+  // The sandbox sets it where 32-bit programs run by emulation.
+  const bool emulated = sizeof(void *) == sizeof(uint32_t) && getenv("QVSUPT32_EMULATED") != nullptr;
+  benchmark::AddCustomContext("emulated", emulated ? "yes" : "no");
+  bench::registerTree();
+  bench::registerSdo();
+  bench::registerLock();
+  (void)benchmark::RunSpecifiedBenchmarks();  // the number of rows; rows that failed say so themselves
+  benchmark::Shutdown();
+  return EXIT_SUCCESS;
+}

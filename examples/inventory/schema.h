@@ -1,0 +1,64 @@
+// What both sides agree on: the field IDs, the types of the values, and the names under which people see the fields.
+//
+// A field ID means the same on every level, so that one table can name them all, and keeps its meaning for good: new
+// facts get new IDs. Numbers stand in the machine's byte order, since both sides run on one machine.
+#pragma once
+
+#include <stdint.h>
+
+#include "qvsupt32.h"
+
+// The type bytes are ours to choose, except for the low bits that mean nested objects.
+enum {
+  kTypeText = 1,      // UTF-8 with its terminator
+  kTypeNumber32 = 2,  // uint32_t
+  kTypeNumber64 = 3,  // uint64_t
+  kTypeBoolean = 4,   // SMBool
+  kTypeObject = SDO_TYPE_CONFIG,
+  kTypeObjectArray = SDO_TYPE_CONFIG | SDO_TYPE_ARRAY,
+};
+
+enum {
+  kFieldHostName = 1,
+  kFieldUptime = 2,
+  kFieldKernel = 3,       // object
+  kFieldProcessor = 4,    // object
+  kFieldMemory = 5,       // object
+  kFieldInterfaces = 6,   // array of objects
+  kFieldFileSystems = 7,  // array of objects
+  kFieldReceiver = 8,     // 0 when the sender builds the object; the receiver puts its process ID there
+
+  kFieldKernelName = 20,
+  kFieldKernelRelease = 21,
+  kFieldKernelVersion = 22,
+  kFieldMachine = 23,
+
+  kFieldProcessorModel = 30,
+  kFieldProcessorsOnline = 31,
+
+  kFieldMemoryTotal = 40,
+  kFieldMemoryFree = 41,
+  kFieldMemoryAvailable = 42,
+  kFieldSwapPresent = 43,
+  kFieldSwapTotal = 44,
+  kFieldSwapFree = 45,
+
+  kFieldInterfaceName = 50,
+  kFieldInterfaceIndex = 51,
+  kFieldHardwareAddress = 52,
+  kFieldInterfaceUp = 53,
+  kFieldInterfaceMtu = 54,
+
+  kFieldDevice = 60,
+  kFieldMountPoint = 61,
+  kFieldFileSystemType = 62,
+  kFieldReadOnly = 63,
+  kFieldTotalSize = 64,
+  kFieldFreeSize = 65,
+  kFieldAvailableSize = 66,
+
+  kFieldChecksum = 70,  // the only field of the answer
+};
+
+// The name of a field, null when this program does not know the ID.
+const char *fieldName(uint16_t fieldID);
