@@ -78,12 +78,13 @@ void lockBare(benchmark::State &state)
   countItems(state, 1);
 }
 
-}  // namespace
-
-void registerLock()
+void registerRows()
 {
   benchmark::RegisterBenchmark("lock/pair/ours", lockOurs);
   benchmark::RegisterBenchmark("lock/pair/fcntl", lockBare);
 }
 
+const Rows kRows(registerRows);
+
+}  // namespace
 }  // namespace bench

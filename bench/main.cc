@@ -12,9 +12,6 @@ int main(int argc, char **argv)
   // The sandbox sets it where 32-bit programs run by emulation.
   const bool emulated = sizeof(void *) == sizeof(uint32_t) && getenv("QVSUPT32_EMULATED") != nullptr;
   benchmark::AddCustomContext("emulated", emulated ? "yes" : "no");
-  bench::registerTree();
-  bench::registerSdo();
-  bench::registerLock();
   (void)benchmark::RunSpecifiedBenchmarks();  // the number of rows; rows that failed say so themselves
   benchmark::Shutdown();
   return EXIT_SUCCESS;

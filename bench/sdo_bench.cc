@@ -536,9 +536,7 @@ void addObjectRows(uint32_t count, const char *who)
   addRow("find", count, who, check<Object>, find<Object>);
 }
 
-}  // namespace
-
-void registerSdo()
+void registerRows()
 {
   for (const uint32_t count : {10U, 100U, 1000U}) {
     addObjectRows<OurObject>(count, "ours");
@@ -555,4 +553,7 @@ void registerSdo()
   }
 }
 
+const Rows kRows(registerRows);
+
+}  // namespace
 }  // namespace bench

@@ -302,9 +302,7 @@ void addRows(uint32_t count, const char *who)
   addRow<Tree>("walk", count, who, walkAll<Tree>);
 }
 
-}  // namespace
-
-void registerTree()
+void registerRows()
 {
   for (const uint32_t count : {100U, 10000U, 1000000U}) {
     addRows<OurTree>(count, "ours");
@@ -313,4 +311,7 @@ void registerTree()
   }
 }
 
+const Rows kRows(registerRows);
+
+}  // namespace
 }  // namespace bench

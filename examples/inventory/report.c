@@ -6,6 +6,7 @@
 
 static void writeLine(FILE *stream, const char *side, const char *format, va_list arguments)
 {
+  (void)fflush(stdout);  // what was said before comes out before, also where both streams lead to one place
   (void)fprintf(stream, "%s: ", side);
   (void)vfprintf(stream, format, arguments);
   (void)fputc('\n', stream);

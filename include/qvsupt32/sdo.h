@@ -229,6 +229,7 @@ QVSUPT32_API SDOConfig *SMSDOBinaryToConfig(const void *binary);
 /* Writes the objects, null pointers skipped, as a binary array; without a buffer it only measures.
  *   271  objects or size is null
  *   16   there is a buffer and *size is below 8; or the elements that fit the buffer pass 65535 bytes
+ *   272  the heap is exhausted, looking at nested objects that are left out or only measured
  *   -1   an object that SDOConfigToBinary refuses
  *   0    *size is the size of all elements. When that is more than the buffer's size, the leading elements that fit were
  *        written and the rest left out: compare the two. */

@@ -68,9 +68,9 @@ constexpr Pass kPasses[4] = {
 template <int kPass, uint32_t kStep>
 inline void stepOf(uint32_t &a, uint32_t b, uint32_t c, uint32_t d, const void *block)
 {
-  constexpr Pass pass = kPasses[kPass - 1];
-  constexpr uint32_t k = (pass.first + pass.stride * kStep) % 16;
-  step<kPass>(a, b, c, d, messageWord(block, k), pass.shifts[kStep % 4], kSines[16 * (kPass - 1) + kStep]);
+  constexpr Pass kWay = kPasses[kPass - 1];
+  constexpr uint32_t kWord = (kWay.first + kWay.stride * kStep) % 16;
+  step<kPass>(a, b, c, d, messageWord(block, kWord), kWay.shifts[kStep % 4], kSines[16 * (kPass - 1) + kStep]);
 }
 
 template <int kPass, uint32_t kFirst>

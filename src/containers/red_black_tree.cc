@@ -50,14 +50,14 @@ void replaceChild(Node **tree, Node *node, Node *replacement)
 template <Side side>
 void rotate(Node **tree, Node *node)
 {
-  constexpr Side other = otherSide(side);
-  Node *risen = node->*other;
+  constexpr Side kOther = otherSide(side);
+  Node *risen = node->*kOther;
   if (risen == nullptr) {
     return;
   }
   Node *middle = risen->*side;
   replaceChild(tree, node, risen);
-  node->*other = middle;
+  node->*kOther = middle;
   if (middle != nullptr) {
     middle->parent = node;
   }
@@ -70,21 +70,21 @@ void rotate(Node **tree, Node *node)
 template <Side side>
 Node *insertFixupStep(Node **tree, Node *node, Node *parent, Node *grandparent)
 {
-  constexpr Side other = otherSide(side);
-  Node *uncle = grandparent->*other;
+  constexpr Side kOther = otherSide(side);
+  Node *uncle = grandparent->*kOther;
   if (!isBlack(uncle)) {
     parent->color = SM_TREE_BLACK;
     uncle->color = SM_TREE_BLACK;
     grandparent->color = SM_TREE_RED;
     return grandparent;
   }
-  if (parent->*other == node) {
+  if (parent->*kOther == node) {
     rotate<side>(tree, parent);
     parent = node;
   }
   parent->color = SM_TREE_BLACK;
   grandparent->color = SM_TREE_RED;
-  rotate<other>(tree, grandparent);
+  rotate<kOther>(tree, grandparent);
   return nullptr;
 }
 
@@ -106,27 +106,27 @@ void insertFixup(Node **tree, Node *node)
 template <Side side>
 Node *deleteFixupStep(Node **tree, Node *parent)
 {
-  constexpr Side other = otherSide(side);
-  Node *sibling = parent->*other;
+  constexpr Side kOther = otherSide(side);
+  Node *sibling = parent->*kOther;
   if (!isBlack(sibling)) {
     sibling->color = SM_TREE_BLACK;
     parent->color = SM_TREE_RED;
     rotate<side>(tree, parent);
-    sibling = parent->*other;
+    sibling = parent->*kOther;
   }
   if (isBlack(sibling->left) && isBlack(sibling->right)) {
     sibling->color = SM_TREE_RED;
     return parent;
   }
-  if (isBlack(sibling->*other)) {
-    (sibling->*side)->color = SM_TREE_BLACK;
+  if (isBlack(sibling->*kOther)) {
+    (sibling->*side)->color = SM_TREE_BLACK;  // NOLINT: it is red, since not both children are black
     sibling->color = SM_TREE_RED;
-    rotate<other>(tree, sibling);
-    sibling = parent->*other;
+    rotate<kOther>(tree, sibling);
+    sibling = parent->*kOther;
   }
   sibling->color = parent->color;
   parent->color = SM_TREE_BLACK;
-  (sibling->*other)->color = SM_TREE_BLACK;
+  (sibling->*kOther)->color = SM_TREE_BLACK;
   rotate<side>(tree, parent);
   return *tree;
 }

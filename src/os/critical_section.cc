@@ -154,7 +154,10 @@ int32_t OSCriticalSectionRBTWalk(void *key, void *record)
 {
   const auto sought = reinterpret_cast<uintptr_t>(key);
   const auto found = reinterpret_cast<uintptr_t>(static_cast<const Section *>(record)->routine);
-  return (sought > found) - (sought < found);
+  if (sought == found) {
+    return 0;
+  }
+  return sought < found ? -1 : 1;
 }
 
 QV_ALIAS(SMCriticalSectionExecute, OSCriticalSectionExecute)

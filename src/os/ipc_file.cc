@@ -42,7 +42,8 @@ class LineReader {
  public:
   explicit LineReader(int descriptor) : descriptor_(descriptor) {}
 
-  /// The next line with its line feed, or the next 255 characters of a longer one; empty at the end of the file.
+  /// The next line with its line feed, or the next 255 characters of a longer one; empty at the end of the file and when
+  /// it cannot be read.
   std::string_view next()
   {
     held_ -= used_;
@@ -53,7 +54,10 @@ class LineReader {
       if (got < 0 && errno == EINTR) {
         continue;
       }
-      if (got <= 0) {
+      if (got < 0) {
+        return {};  // nobody knows how the line would go on
+      }
+      if (got == 0) {
         break;
       }
       held_ += static_cast<size_t>(got);

@@ -3,8 +3,6 @@
 // Promises: a create or open that fails gives back everything that it had obtained.
 // Leaves to others: shared memory (os/shared_memory), the semaphore sets themselves (os/semaphore).
 
-#include "os/record.h"
-
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/ipc.h>
@@ -16,6 +14,7 @@
 
 #include "frame/alias.h"
 #include "os/polling.h"
+#include "os/record.h"
 #include "os/semaphore.h"
 #include "qvsupt32/digest.h"
 

@@ -8,8 +8,10 @@
 // that very space, which is filled later, when the object that holds it is complete.
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "frame/alias.h"
+#include "frame/heap.h"
 #include "sdo/binary_layout.h"
 #include "sdo/config.h"
 
@@ -102,9 +104,11 @@ class Encoder {
     at.nextEntry += sdo::kEntrySize;
   }
 
+  static uint32_t tableEndOf(const SDOConfig &object) { return sdo::kHeaderSize + object.count * sdo::kEntrySize; }
+
   [[nodiscard]] bool writeObject(const SDOConfig &object, uint8_t *start)
   {
-    const uint32_t tableEnd = sdo::kHeaderSize + object.count * sdo::kEntrySize;
+    const uint32_t tableEnd = tableEndOf(object);
     if (tableEnd > object.binarySize) {
       return false;
     }
@@ -151,6 +155,9 @@ class Encoder {
     if (object->count == 0) {
       return writeObject(*object, start);
     }
+    if (tableEndOf(*object) > object->binarySize) {
+      return false;
+    }
     sdo::store(start, Reservation{object, latest_});
     latest_ = start;
     return true;
@@ -158,6 +165,28 @@ class Encoder {
 
   uint8_t *latest_ = nullptr;
 };
+
+bool nestsAnything(const SDOConfig &object)
+{
+  tree::Node *node = tree::first(object.root);
+  while (node != nullptr && !sdo::holdsObjects(sdo::entryOf(node)->type)) {
+    node = tree::next(node);
+  }
+  return node != nullptr;
+}
+
+/// Finds out whether an object can be written. Only nesting can get its sizes wrong.
+Status tryEncode(const SDOConfig &object)
+{
+  if (!nestsAnything(object)) {
+    return Status::success;
+  }
+  const qv::HeapBlock<uint8_t> scratch(static_cast<uint8_t *>(malloc(object.binarySize)));
+  if (scratch == nullptr) {
+    return Status::noMemory;
+  }
+  return Encoder().encode(object, scratch.get()) ? Status::success : Status::unsuccessful;
+}
 
 }  // namespace
 
@@ -195,15 +224,19 @@ uint32_t SDOConfigArrayToBinaryArray(SDOConfig *const *objects, uint32_t count, 
     if (object == nullptr) {
       continue;
     }
-    uint8_t *element = array + total;
+    const uint64_t start = total;
     total += object->binarySize;
     if (array == nullptr || total > *size) {
+      // Left out or only measured; but one that cannot be written is told all the same.
+      if (const Status status = tryEncode(*object); status != Status::success) {
+        return qv::result(status);
+      }
       continue;
     }
     if (total > SDO_BINARY_SIZE_MAX) {
       return qv::result(Status::bufferTooSmall);
     }
-    if (!Encoder().encode(*object, element)) {
+    if (!Encoder().encode(*object, array + start)) {
       return qv::result(Status::unsuccessful);
     }
     ++header.count;

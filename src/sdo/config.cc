@@ -81,12 +81,11 @@ void freeEntry(SDOConfigEntry *entry)
 /// Copies the value into a new entry and puts that into the object. On a failure nothing has changed hands.
 Status addValue(SDOConfig &object, uint16_t fieldID, uint8_t type, const void *value, uint32_t dataSize, bool replace)
 {
-  if (object.count >= kEntryCountMax) {
+  if (object.count >= kEntryCountMax || dataSize > UINT32_MAX - sizeof(SDOConfigEntry)) {
     return Status::limitExceeded;
   }
   const uint32_t added = CalcSDOEntrySizeByType(type, value, dataSize, nullptr);
-  if (object.binarySize > SDO_BINARY_SIZE_MAX || added > SDO_BINARY_SIZE_MAX - object.binarySize ||
-      dataSize > UINT32_MAX - sizeof(SDOConfigEntry)) {
+  if (object.binarySize > SDO_BINARY_SIZE_MAX || added > SDO_BINARY_SIZE_MAX - object.binarySize) {
     return Status::limitExceeded;
   }
   HeapBlock<SDOConfigEntry> entry(allocateEntry(fieldID, type, dataSize));

@@ -60,6 +60,15 @@ void Child::Inside::report(const char *format, ...)
   writeAll(toParent_, std::string(line) + "\n");
 }
 
+void Child::Inside::report(std::initializer_list<long long> numbers)
+{
+  std::string line;
+  for (const long long number : numbers) {
+    line += (line.empty() ? "" : " ") + std::to_string(number);
+  }
+  writeAll(toParent_, line + "\n");
+}
+
 Child::Child(const std::function<void(Inside &)> &code)
 {
   int up[2];

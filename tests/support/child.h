@@ -5,6 +5,7 @@
 #include <sys/types.h>
 
 #include <functional>
+#include <initializer_list>
 #include <string>
 
 namespace support {
@@ -19,6 +20,9 @@ class Child {
 
     /// Adds a line to what the parent reads with report(). printf-like.
     [[gnu::format(printf, 2, 3)]] void report(const char *format, ...);
+
+    /// Adds a line of numbers. Unlike arguments, they are evaluated in their order.
+    void report(std::initializer_list<long long> numbers);
 
    private:
     friend class Child;

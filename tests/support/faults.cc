@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <cstdarg>
+#include <utility>
 
 namespace {
 
@@ -15,8 +16,10 @@ struct State {
   unsigned nth;
   int error;
   bool forGood;
+  const std::function<void()> *code;
   unsigned calls;
   bool struck;
+  unsigned long slept;
 };
 
 thread_local State states[static_cast<size_t>(support::Call::count)];
@@ -30,6 +33,12 @@ bool strikes(support::Call call)
     return false;
   }
   ++state.calls;
+  if (state.code != nullptr) {
+    if (state.calls == state.nth) {
+      (*state.code)();
+    }
+    return false;
+  }
   if (state.nth == 0 || (state.forGood ? state.calls < state.nth : state.calls != state.nth)) {
     return false;
   }
@@ -50,7 +59,12 @@ namespace support {
 
 Fault::Fault(Call call, unsigned nth, int error, bool forGood) : call_(call)
 {
-  states[static_cast<size_t>(call)] = {true, nth, error, forGood, 0, false};
+  states[static_cast<size_t>(call)] = {true, nth, error, forGood, nullptr, 0, false, 0};
+}
+
+Fault::Fault(Call call, unsigned nth, std::function<void()> code) : call_(call), code_(std::move(code))
+{
+  states[static_cast<size_t>(call)] = {true, nth, 0, false, &code_, 0, false, 0};
 }
 
 Fault::~Fault()
@@ -66,6 +80,11 @@ unsigned Fault::calls() const
 bool Fault::struck() const
 {
   return states[static_cast<size_t>(call_)].struck;
+}
+
+unsigned long Fault::slept() const
+{
+  return states[static_cast<size_t>(call_)].slept;
 }
 
 long liveBlocks()
@@ -184,7 +203,7 @@ int close(int descriptor)
 
 int semget(key_t key, int count, int flags) noexcept
 {
-  return strikes(Call::semget) ? -1 : real<int(key_t, int, int)>("semget")(key, count, flags);
+  return strikes(Call::semget) ? (errno == 0 ? 0 : -1) : real<int(key_t, int, int)>("semget")(key, count, flags);
 }
 
 int semop(int id, sembuf *operations, size_t count) noexcept
@@ -194,10 +213,11 @@ int semop(int id, sembuf *operations, size_t count) noexcept
 
 int usleep(useconds_t microseconds)
 {
-  if (states[static_cast<size_t>(Call::usleep)].armed) {
-    ++states[static_cast<size_t>(Call::usleep)].calls;
-    return 0;
+  State &state = states[static_cast<size_t>(Call::usleep)];
+  if (!state.armed) {
+    return real<int(useconds_t)>("usleep")(microseconds);
   }
-  return real<int(useconds_t)>("usleep")(microseconds);
+  state.slept += microseconds;
+  return strikes(Call::usleep) ? -1 : 0;
 }
 }

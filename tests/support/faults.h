@@ -4,10 +4,11 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <functional>
 
 namespace support {
 
-/// The calls that can fail. kAllocation is malloc, calloc and realloc together.
+/// The calls that can fail. allocation is malloc, calloc and realloc together.
 enum class Call {
   allocation,
   open,
@@ -19,14 +20,17 @@ enum class Call {
   semop,
   semctl,
   usleep,
-  count
+  count,
 };
 
 /// While it lives, the n-th call (the first is 1) fails with an errno, and with forGood every later one. With n = 0
-/// nothing fails, and the calls are counted only. usleep is only counted, and does not sleep then.
+/// nothing fails, and the calls are counted only. With errno 0 a struck semget answers 0. usleep does not sleep then.
 class Fault {
  public:
   explicit Fault(Call call, unsigned nth = 0, int error = ENOMEM, bool forGood = false);
+
+  /// Fails nothing, and runs code inside the n-th call, before the call is made.
+  Fault(Call call, unsigned nth, std::function<void()> code);
   ~Fault();
   Fault(const Fault &) = delete;
   Fault &operator=(const Fault &) = delete;
@@ -37,8 +41,12 @@ class Fault {
   /// Whether it was made to fail.
   bool struck() const;
 
+  /// The microseconds that the sleeps would have taken.
+  unsigned long slept() const;
+
  private:
   Call call_;
+  std::function<void()> code_;
 };
 
 /// Runs a scenario with the first call failing, then with the second, and so on, until a run goes through without meeting

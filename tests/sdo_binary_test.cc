@@ -1,0 +1,729 @@
+// The flat form of data objects: exact bytes, reading and editing in place, binary arrays, and what is refused. Blocks and
+// buffers end at an unreadable page, so that one byte too many is met.
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <algorithm>
+
+#include "qvsupt32.h"
+#include "support/child.h"
+#include "support/faults.h"
+#include "support/guarded_block.h"
+#include "support/names.h"
+#include "support/objects.h"
+
+namespace {
+
+using namespace support;
+
+constexpr uint8_t kObject = SDO_TYPE_CONFIG;
+constexpr uint8_t kObjects = SDO_TYPE_CONFIG | SDO_TYPE_ARRAY;
+
+/// Copies of the blocks one after the other.
+Bytes joined(std::initializer_list<Bytes> parts)
+{
+  Bytes bytes;
+  for (const Bytes &part : parts) {
+    bytes.insert(bytes.end(), part.begin(), part.end());
+  }
+  return bytes;
+}
+
+const Bytes kEmptyBlock = hex("'BODS' 0000 0800");
+const Bytes kOneBlock = hex("'BODS' 0100 1000 0500 07 03 44332211");
+const Bytes kLongBlock = hex("'BODS' 0100 1600 0200 01 04 0600 0800 'abcdef'");
+const Bytes kNestBlock = hex("'BODS' 0100 1800 0300 0C 04 0800 0800 'BODS' 0000 0800");
+const Bytes kEmptyArray = hex("'BADS' 0000 0800");
+const Bytes kArray = joined({hex("'BADS' 0200 2E00"), kOneBlock, kLongBlock});
+
+/// An inline value, an array, a value out of line, and a nested block.
+const Bytes kMixedBlock =
+    joined({hex("'BODS' 0400 6C00 0100 07 00 A1000000 0200 FC 04 2E00 1800 0300 07 04 0600 3E00 FDFF EC 04 1000 3C00"),
+            kArray, hex("'abcdef'"), kOneBlock});
+
+Object decoded(const Bytes &block)
+{
+  GuardedBlock guarded(block);
+  return Object(SDOBinaryToConfig(guarded.data()));
+}
+
+/// Gives a block that was put together the size that it has.
+Bytes sized(Bytes block)
+{
+  block[6] = static_cast<uint8_t>(block.size());
+  block[7] = static_cast<uint8_t>(block.size() >> 8);
+  return block;
+}
+
+TEST(SdoBinary, ObjectsHaveExactlyTheseBytes)
+{
+  Object inlined = objectOf({});
+  add(inlined, 5, hex("44332211"));
+  Object outOfLine = objectOf({});
+  add(outOfLine, 2, hex("'abcdef'"), 1);
+  Object nesting = objectOf({});
+  nest(nesting, 3, objectOf({}));
+  Object mixed = objectOf({});
+  add(mixed, 65533, kOneBlock, 0xEC);
+  add(mixed, 3, hex("'abcdef'"));
+  add(mixed, 2, kArray, 0xEC);
+  add(mixed, 1, {0xA1});
+  const std::pair<Object, Bytes> rows[] = {
+      {objectOf({}), kEmptyBlock},
+      {std::move(inlined), kOneBlock},
+      {std::move(outOfLine), kLongBlock},
+      {std::move(nesting), kNestBlock},
+      {objectOf({{9, 1}, {2, 2}, {5, 3}}),
+       hex("'BODS' 0300 2000 0200 07 01 02020000 0500 07 02 05050500 0900 07 00 09000000")},
+      {std::move(mixed), kMixedBlock},
+  };
+  for (const auto &[object, bytes] : rows) {
+    const auto need = static_cast<uint32_t>(bytes.size());
+    EXPECT_EQ(binarySize(object.get()), need);
+    for (uint32_t room = 0; room <= need + 1; ++room) {
+      const Reading expected = {room < need ? kTooSmall : kOk, std::min(room, need), bufferWith(bytes, room)};
+      EXPECT_EQ(read(room, [&](Reading &out, void *into) { return SDOConfigToBinary(object.get(), into, &out.size); }),
+                expected);
+    }
+    const Object back = decoded(bytes);
+    ASSERT_NE(back, nullptr);
+    EXPECT_TRUE(flattensTo(back.get(), bytes));
+    EXPECT_EQ(SDOConfigGetCount(back.get()), SDOConfigGetCount(object.get()));
+  }
+  uint8_t buffer[8];
+  uint32_t size = 8;
+  EXPECT_EQ(SDOConfigToBinary(nullptr, buffer, &size), kInvalid);
+  EXPECT_EQ(SDOConfigToBinary(rows[0].first.get(), nullptr, &size), kInvalid);
+  EXPECT_EQ(SDOConfigToBinary(rows[0].first.get(), buffer, nullptr), kInvalid);
+}
+
+TEST(SdoBinary, ReadersCopyWhatFitsAndTellTheSize)
+{
+  GuardedBlock block(kMixedBlock);
+  const std::tuple<uint16_t, uint8_t, Bytes> rows[] = {
+      {1, 7, {0xA1}}, {2, 0xFC, kArray}, {3, 7, hex("'abcdef'")}, {65533, 0xEC, kOneBlock}};
+  uint32_t index = 0;
+  for (const auto &[fieldID, type, value] : rows) {
+    const auto need = static_cast<uint32_t>(value.size());
+    const auto byID = [&, id = fieldID](Reading &out, void *into) {
+      return SDOBinaryGetDataByID(block.data(), id, &out.type, into, &out.size);
+    };
+    const auto byIndex = [&](Reading &out, void *into) {
+      return SDOBinaryGetDataByIndex(block.data(), index, &out.fieldID, &out.type, into, &out.size);
+    };
+    for (uint32_t room = 0; room <= need + 1; ++room) {
+      Reading expected = {room < need ? kTooSmall : kOk, need, bufferWith(value, room)};
+      expected.type = room < need ? expected.type : type;
+      EXPECT_EQ(read(room, byID), expected);
+      expected.fieldID = room < need ? expected.fieldID : fieldID;
+      EXPECT_EQ(read(room, byIndex), expected);
+    }
+    uint16_t found = 0;
+    uint32_t size = 1000;
+    EXPECT_EQ(SDOBinaryGetDataByID(block.data(), fieldID, nullptr, nullptr, &size), kTooSmall);
+    EXPECT_EQ(size, need);
+    EXPECT_EQ(SDOBinaryGetDataByIndex(block.data(), index++, &found, nullptr, Bytes(need).data(), &size), kOk);
+  }
+  const Object many = objectOf({});
+  for (uint16_t count = 1; count <= 40; ++count) {  // every probe of searches of every length
+    add(many, static_cast<uint16_t>(count * 2), {static_cast<uint8_t>(count)});
+    const Bytes bytes = flatten(many.get());
+    for (uint16_t sought = 1; sought <= count * 2 + 1; ++sought) {
+      uint8_t value = 0;
+      uint32_t size = 1;
+      EXPECT_EQ(SDOBinaryGetDataByID(bytes.data(), sought, nullptr, &value, &size), sought % 2 == 0 ? kOk : kNotFound);
+      EXPECT_EQ(value, sought % 2 == 0 ? sought / 2 : 0);
+    }
+  }
+}
+
+TEST(SdoBinary, ReadersRefuseInTheirOrderAndLeaveTheOutputs)
+{
+  GuardedBlock block(kMixedBlock);
+  GuardedBlock array(kArray);
+  GuardedBlock other(hex("'BODT' 0100 0800"));
+  Reading out;
+  uint8_t into[2] = {0, 0};
+  EXPECT_EQ(SDOBinaryToConfig(nullptr), nullptr);
+  EXPECT_EQ(SDOBinaryToConfig(other.data()), nullptr);
+  EXPECT_EQ(SDOBinaryToConfig(array.data()), nullptr);
+  EXPECT_EQ(SDOBinaryGetCount(nullptr), -1);
+  EXPECT_EQ(SDOBinaryGetCount(other.data()), -1);
+  EXPECT_EQ(SDOBinaryGetCount(array.data()), 2);
+  EXPECT_EQ(SDOBinaryGetDataByID(nullptr, 1, &out.type, into, &out.size), kInvalid);
+  EXPECT_EQ(SDOBinaryGetDataByID(other.data(), 0, &out.type, into, &out.size), kInvalid);
+  EXPECT_EQ(SDOBinaryGetDataByID(other.data(), 65534, &out.type, into, &out.size), kInvalid);
+  EXPECT_EQ(SDOBinaryGetDataByID(other.data(), 1, &out.type, into, nullptr), kInvalid);
+  EXPECT_EQ(SDOBinaryGetDataByID(other.data(), 1, &out.type, into, &out.size), kBadType);
+  EXPECT_EQ(SDOBinaryGetDataByID(array.data(), 1, &out.type, into, &out.size), kBadType);
+  EXPECT_EQ(SDOBinaryGetDataByID(block.data(), 4, &out.type, into, &out.size), kNotFound);
+  EXPECT_EQ(SDOBinaryGetDataByIndex(nullptr, 0, &out.fieldID, &out.type, into, &out.size), kInvalid);
+  EXPECT_EQ(SDOBinaryGetDataByIndex(other.data(), 9, nullptr, &out.type, into, &out.size), kInvalid);
+  EXPECT_EQ(SDOBinaryGetDataByIndex(other.data(), 9, &out.fieldID, &out.type, into, nullptr), kInvalid);
+  EXPECT_EQ(SDOBinaryGetDataByIndex(other.data(), 1, &out.fieldID, &out.type, into, &out.size), kNoIndex);
+  EXPECT_EQ(SDOBinaryGetDataByIndex(other.data(), 0, &out.fieldID, &out.type, into, &out.size), kBadType);
+  EXPECT_EQ(SDOBinaryGetDataByIndex(array.data(), 1, &out.fieldID, &out.type, into, &out.size), kBadType);
+  for (const uint32_t index : {4U, 65536U, UINT32_MAX}) {
+    EXPECT_EQ(SDOBinaryGetDataByIndex(block.data(), index, &out.fieldID, &out.type, into, &out.size), kNoIndex);
+  }
+  EXPECT_EQ(out, Reading());
+}
+
+TEST(SdoBinary, WhatABlockClaimsIsCheckedBeforeItIsUsed)
+{
+  constexpr bool kTaken = true;
+  constexpr bool kRefused = false;
+  const struct {
+    const char *block;
+    int32_t count;
+    uint32_t byID;     // of field 1
+    uint32_t byIndex;  // 0
+    uint32_t set;      // field 1 to five bytes of type 7
+    bool decoded;
+  } rows[] = {
+      // the header
+      {"'BODS' 0100 0F00", -1, kBadType, kBadType, kInvalid, kRefused},
+      {"'BODS' FFFF FFFF", -1, kBadType, kBadType, kInvalid, kRefused},
+      {"'BODS' 0000 0700", -1, kBadType, kNoIndex, kInvalid, kRefused},
+      {"'BODS' 0000 0000", -1, kBadType, kNoIndex, kInvalid, kRefused},
+      // the value's place: in its entry, in the table, past the end by position, by size, far away
+      {"'BODS' 0100 1600 0100 07 04 0600 0000 'abcdef'", 1, kBadType, kBadType, kInvalid, kRefused},
+      {"'BODS' 0100 1600 0100 07 04 0600 0700 'abcdef'", 1, kBadType, kBadType, kInvalid, kRefused},
+      {"'BODS' 0200 1E00 0100 07 04 0600 0F00 0200 07 00 00000000 'abcdef'", 2, kBadType, kBadType, kInvalid, kRefused},
+      {"'BODS' 0100 1600 0100 07 04 0600 0900 'abcdef'", 1, kBadType, kBadType, kInvalid, kRefused},
+      {"'BODS' 0100 1600 0100 07 04 0700 0800 'abcdef'", 1, kBadType, kBadType, kInvalid, kRefused},
+      {"'BODS' 0100 1600 0100 07 04 0600 FFFF 'abcdef'", 1, kBadType, kBadType, kInvalid, kRefused},
+      // an object in memory, type 0, invalid field IDs, an empty value, repeated field IDs
+      {"'BODS' 0100 1000 0100 0D 03 00000000", 1, kBadType, kBadType, kNotFound, kRefused},
+      {"'BODS' 0100 1800 0100 1D 04 0800 0800 0000000000000000", 1, kBadType, kBadType, kNotFound, kRefused},
+      {"'BODS' 0100 1000 0100 00 03 00000000", 1, kOk, kOk, kNotFound, kRefused},
+      {"'BODS' 0100 1000 0000 07 03 00000000", 1, kNotFound, kOk, kNotFound, kRefused},
+      {"'BODS' 0100 1000 FEFF 07 03 00000000", 1, kNotFound, kOk, kNotFound, kRefused},
+      {"'BODS' 0100 1000 0100 07 04 0000 0800", 1, kOk, kOk, kTooSmall, kRefused},
+      {"'BODS' 0200 1800 0100 07 03 00000000 0100 07 03 00000000", 2, kOk, kOk, kTooSmall, kRefused},
+      {"'BODS' 0300 2000 0100 07 00 01000000 0200 07 00 02000000 0100 07 00 03000000", 3, kOk, kOk, kTooSmall,
+       kRefused},
+      // oddities that do no harm: unsorted, a short value out of line, bytes to spare, a shared value
+      {"'BODS' 0300 2000 0100 07 00 01000000 0900 07 00 09000000 0500 07 00 05000000", 3, kOk, kOk, kOk, kTaken},
+      {"'BODS' 0100 1200 0100 07 04 0200 0800 'ab'", 1, kOk, kOk, kOk, kTaken},
+      {"'BODS' 0100 1200 0100 07 00 01000000 'ab'", 1, kOk, kOk, kOk, kTaken},
+      {"'BODS' 0200 1D00 0100 07 04 0500 1000 0200 07 04 0500 0800 'abcde'", 2, kOk, kOk, kOk, kTaken},
+      // nested blocks: inline, cut short, larger than the value, smaller, another magic, count past the total
+      {"'BODS' 0100 1000 0100 0C 03 'BODS'", 1, kOk, kOk, kNotFound, kRefused},
+      {"'BODS' 0100 1700 0100 0C 04 0700 0800 'BODS' 0000 08", 1, kOk, kOk, kNotFound, kRefused},
+      {"'BODS' 0100 2000 0100 0C 04 0800 0800 'BODS' 0000 1000 0000000000000000", 1, kOk, kOk, kNotFound, kRefused},
+      {"'BODS' 0100 1A00 0100 0C 04 0A00 0800 'BODS' 0000 0800 0000", 1, kOk, kOk, kNotFound, kTaken},
+      {"'BODS' 0100 1800 0100 0C 04 0800 0800 'BODT' 0000 0800", 1, kOk, kOk, kNotFound, kRefused},
+      {"'BODS' 0100 1800 0100 0C 04 0800 0800 'BODS' 0100 0800", 1, kOk, kOk, kNotFound, kRefused},
+      // nested arrays: larger than the value, an element outside, an array as element, the array bit missing, unneeded
+      {"'BODS' 0100 2000 0100 1C 04 0800 0800 'BADS' 0100 1000 'BODS' 0000 0800", 1, kOk, kOk, kNotFound, kRefused},
+      {"'BODS' 0100 2000 0100 1C 04 1000 0800 'BADS' 0100 1000 'BODS' 0000 0900", 1, kOk, kOk, kNotFound, kRefused},
+      {"'BODS' 0100 2000 0100 1C 04 1000 0800 'BADS' 0100 1000 'BADS' 0000 0800", 1, kOk, kOk, kNotFound, kRefused},
+      {"'BODS' 0100 1800 0100 0C 04 0800 0800 'BADS' 0000 0800", 1, kOk, kOk, kNotFound, kTaken},
+      {"'BODS' 0100 1800 0100 1C 04 0800 0800 'BODS' 0000 0800", 1, kOk, kOk, kNotFound, kTaken},
+  };
+  for (const auto &row : rows) {
+    const Bytes bytes = hex(row.block);
+    GuardedBlock block(bytes);
+    uint8_t value[32];
+    uint32_t size = sizeof(value);
+    uint16_t fieldID = 0;
+    EXPECT_EQ(SDOBinaryGetCount(block.data()), row.count) << row.block;
+    EXPECT_EQ(SDOBinaryGetDataByID(block.data(), 1, nullptr, value, &size), row.byID) << row.block;
+    size = sizeof(value);
+    EXPECT_EQ(SDOBinaryGetDataByIndex(block.data(), 0, &fieldID, nullptr, value, &size), row.byIndex) << row.block;
+    const long blocksBefore = liveBlocks();
+    if (const Object object(SDOBinaryToConfig(block.data())); object != nullptr) {
+      EXPECT_TRUE(row.decoded) << row.block;
+      const Bytes rewritten = flatten(object.get());
+      EXPECT_TRUE(flattensTo(object.get(), rewritten) && flattensTo(decoded(rewritten).get(), rewritten)) << row.block;
+    } else {
+      EXPECT_FALSE(row.decoded) << row.block;
+    }
+    EXPECT_EQ(liveBlocks(), blocksBefore) << row.block;
+    Bytes room = bytes;
+    room.resize(100);
+    size = 100;
+    EXPECT_EQ(SDOBinarySetData(room.data(), &size, 1, kPlain, "12345", 5), row.set) << row.block;
+    if (row.set != kOk) {
+      EXPECT_TRUE(size == 100 && std::equal(bytes.begin(), bytes.end(), room.begin())) << row.block;
+    }
+  }
+}
+
+TEST(SdoBinary, ASmallBlockCannotBecomeManyObjects)
+{
+  // Every block holds the one inside it twice, so that its objects double with every level.
+  Bytes doubling = kOneBlock;
+  for (int level = 0; level < 60; ++level) {
+    Bytes outer = hex("'BODS' 0200 0000 0100 0C 04 0000 1000 0200 0C 04 0000 0800");
+    outer[12] = outer[20] = doubling[6];
+    outer[13] = outer[21] = doubling[7];
+    doubling = sized(joined({outer, doubling}));
+  }
+  // Four thousand entries that share one value of ten thousand bytes.
+  Bytes shared = hex("'BODS' A00F 0000");
+  for (uint32_t i = 1; i <= 4000; ++i) {
+    const uint32_t position = (4001 - i) * 8;
+    for (const uint32_t byte : {i, i >> 8, 7U, 4U, 0x10U, 0x27U, position, position >> 8}) {
+      shared.push_back(static_cast<uint8_t>(byte));
+    }
+  }
+  shared = sized(joined({shared, Bytes(10000)}));
+  for (const Bytes &hostile : {doubling, shared}) {
+    Fault heap(Call::allocation);
+    EXPECT_EQ(decoded(hostile), nullptr);
+    EXPECT_LT(heap.calls(), 20000U);
+  }
+}
+
+TEST(SdoBinary, TheDeepestNestingFitsASmallStack)
+{
+  const auto nestAsDeepAsPossible = [](void *) -> void * {
+    for (const uint8_t type : {kObject, kObjects}) {
+      Object object = objectOf({});
+      Object outer = objectOf({});
+      int depth = 0;
+      for (; addNested(outer, 1, object.get(), type) == kOk; ++depth) {
+        (void)object.release();
+        object = std::move(outer);
+        outer.reset(SDOConfigAlloc());
+      }
+      EXPECT_EQ(depth, type == kObject ? 4095 : 2730);
+      Bytes block = flatten(object.get());
+      EXPECT_EQ(block.size(), 65528U);
+      EXPECT_TRUE(flattensTo(decoded(block).get(), block));
+      EXPECT_EQ(add(outer, 1, block, SDO_TYPE_BINARY), kLimit);
+      uint32_t size = 65528;
+      const auto flatType = static_cast<uint8_t>(type - 1);
+      EXPECT_EQ(SDOBinarySetData(block.data(), &size, 1, flatType, kOneBlock.data(), 16), kLimit);
+    }
+    return nullptr;
+  };
+  pthread_attr_t attributes;
+  pthread_t thread;
+  ASSERT_EQ(pthread_attr_init(&attributes), 0);
+  ASSERT_EQ(pthread_attr_setstacksize(&attributes, 256 * 1024), 0);
+  ASSERT_EQ(pthread_create(&thread, &attributes, nestAsDeepAsPossible, nullptr), 0);
+  ASSERT_EQ(pthread_join(thread, nullptr), 0);
+  pthread_attr_destroy(&attributes);
+}
+
+TEST(SdoBinary, ANestedObjectChangedFromBehindIsNoticed)
+{
+  const std::pair<void (*)(SDOConfig *), int32_t> rows[] = {
+      {[](SDOConfig *object) { (void)SDOConfigAddData(object, 9, kPlain, "x", 1, 0); }, 8},
+      {[](SDOConfig *object) { (void)SDOConfigAddData(object, 9, kPlain, Bytes(3000).data(), 3000, 0); }, 3008},
+      {[](SDOConfig *object) { (void)SDOConfigRemoveData(object, 2, 0, 0); }, -14},
+      {[](SDOConfig *object) { (void)SDOConfigRemoveData(object, 0, 0, 1); }, -22}};
+  for (const auto &[change, difference] : rows) {
+    for (const uint32_t depth : {0U, 1U, 2U}) {
+      for (const uint32_t room : {0U, 1U, 7U, 15U, 4000U}) {
+        Object object = objectOf({{1, 3}});
+        SDOConfig *several[] = {objectOf({{1, 1}, {2, 6}}).release(), objectOf({{1, 1}}).release()};
+        EXPECT_EQ(SDOConfigAddData(object.get(), 2, kObjects, several, sizeof(several), 0), kOk);
+        for (uint32_t level = 0; level < depth; ++level) {
+          Object outer = objectOf({{1, 7}});
+          nest(outer, 2, std::move(object));
+          object = std::move(outer);
+        }
+        const uint32_t told = binarySize(object.get());
+        change(several[0]);
+        GuardedBlock buffer(told + room);
+        uint32_t size = told + room;
+        EXPECT_EQ(SDOConfigToBinary(object.get(), buffer.data(), &size), kFailed);
+        EXPECT_EQ(binarySize(object.get()), told);
+        if (depth == 0) {
+          EXPECT_EQ(SDOConfigReCalcBinarySize(object.get()), -1);
+          EXPECT_EQ(size, told + static_cast<uint32_t>(difference));
+        }
+        GuardedBlock array(told + room + 8);
+        SDOConfig *const objects[] = {object.get()};
+        size = told + room + 8;
+        EXPECT_EQ(SDOConfigArrayToBinaryArray(objects, 1, array.data(), &size), kFailed);
+        EXPECT_EQ(size, told + room + 8);
+      }
+    }
+  }
+}
+
+TEST(SdoBinary, AnObjectThatClaimsLessThanItHoldsIsRefused)
+{
+  // What a nested object grew by from behind is taken from its parent's size when it goes: more than it had brought.
+  Child child([](Child::Inside &inside) {
+    unsigned written = 0;
+    for (uint32_t size = 5; size < 40; ++size) {
+      for (const uint8_t type : {kObject, kObjects}) {
+        Object parent = objectOf({{1, 1}, {2, 1}, {3, 1}});
+        (void)SDOConfigAddData(nest(parent, 9, objectOf({})), 1, kPlain, Bytes(size).data(), size, 0);
+        (void)SDOConfigRemoveData(parent.get(), 9, 0, 0);
+        const Object outer = objectOf({});
+        const bool added = addNested(outer, 1, parent.get(), type) == kOk;
+        if (added) {
+          (void)parent.release();
+        }
+        GuardedBlock buffer(binarySize(outer.get()));
+        auto room = static_cast<uint32_t>(buffer.size());
+        written += added && SDOConfigToBinary(outer.get(), buffer.data(), &room) != kFailed ? 1 : 0;
+      }
+    }
+    inside.report("%u written", written);
+  });
+  EXPECT_EQ(child.report(), "0 written\n");
+}
+
+TEST(SdoBinary, TheGeneratorWritesEntryByEntry)
+{
+  struct LooseEntry {
+    SDOConfigEntry head;
+    uint8_t value[8];
+  };
+  LooseEntry entries[] = {{{1, 1, kPlain, 0}, {0xA1}}, {{6, 2, kPlain, 0}, {'a', 'b', 'c', 'd', 'e', 'f'}}, {}};
+  const Object one = decoded(kOneBlock);
+  SDOConfig *pointer = one.get();
+  entries[2].head = {kPointer, 3, 0xFD, 0};
+  memcpy(entries[2].value, &pointer, kPointer);
+  const Bytes expected = joined({hex("0100 07 00 A1000000 0200 07 04 0600 1000 0300 FC 04 1800 0E00 'abcdef'"),
+                                 hex("'BADS' 0100 1800"), kOneBlock});
+  GuardedBlock block(expected.size());
+  SDOBinaryGenerator at = {block.data(), block.data() + 24, 32};
+  for (LooseEntry &entry : entries) {
+    EXPECT_EQ(BSOCWalkSDOBinaryGenerator(&at, &entry), -1);
+  }
+  EXPECT_EQ(block.bytes(), expected);
+  EXPECT_TRUE(at.nextEntry == block.data() + 24 && at.nextValue == block.data() + 54 && at.runningTotal == 62);
+
+  const Object outer = objectOf({});
+  (void)SDOConfigAddData(nest(outer, 1, objectOf({})), 1, kPlain, "x", 1, 0);
+  pointer = outer.get();
+  memcpy(entries[2].value, &pointer, kPointer);
+  at = {block.data(), block.data() + 8, 16};
+  EXPECT_EQ(BSOCWalkSDOBinaryGenerator(&at, &entries[2]), 0) << "what is nested was changed";
+
+  const Bytes ids = hex("00 0100 FFFF 0100");
+  EXPECT_EQ(BSOBinaryFieldIDCompare(&ids[1], &ids[3]), -1);
+  EXPECT_EQ(BSOBinaryFieldIDCompare(&ids[3], &ids[1]), 1);
+  EXPECT_EQ(BSOBinaryFieldIDCompare(&ids[1], &ids[5]), 0);
+}
+
+TEST(SdoBinary, SetDataEditsInPlaceOrWritesAnew)
+{
+  const Bytes abcdef = hex("'abcdef'");
+  const Bytes memory = hex("'BODS' 0100 1000 0500 0D 03 00000000");
+  const struct {
+    const Bytes &block;
+    uint32_t room;
+    uint16_t fieldID;
+    uint8_t type;
+    Bytes value;
+    uint32_t status;
+    uint32_t size;
+    Bytes written;
+  } rows[] = {
+      // in place, with the least room there can be
+      {kOneBlock, 16, 5, 7, {0xAA}, kOk, 16, hex("'BODS' 0100 1000 0500 07 00 AA332211")},
+      {kOneBlock, 16, 5, 7, hex("'abcd'"), kOk, 16, hex("'BODS' 0100 1000 0500 07 03 'abcd'")},
+      {kLongBlock, 16, 2, 1, hex("'ghijkl'"), kOk, 22, hex("'BODS' 0100 1600 0200 01 04 0600 0800 'ghijkl'")},
+      {kNestBlock, 16, 3, 0x0C, Bytes(8, 1), kOk, 24, hex("'BODS' 0100 1800 0300 0C 04 0800 0800 0101010101010101")},
+      // anew, in exactly the room needed
+      {kOneBlock, 22, 5, 7, abcdef, kOk, 22, hex("'BODS' 0100 1600 0500 07 04 0600 0800 'abcdef'")},
+      {kLongBlock, 16, 2, 1, hex("'ab'"), kOk, 16, hex("'BODS' 0100 1000 0200 01 01 'ab' 0000")},
+      {kLongBlock, 23, 2, 1, hex("'ghijklm'"), kOk, 23, hex("'BODS' 0100 1700 0200 01 04 0700 0800 'ghijklm'")},
+      {kNestBlock, 32, 3, 0x0C, kOneBlock, kOk, 32, joined({hex("'BODS' 0100 2000 0300 0C 04 1000 0800"), kOneBlock})},
+      // refused, in the order of the checks
+      {kArray, 15, 0, 7, {1}, kInvalid, 15, {}},
+      {kArray, 15, 5, 0, {1}, kInvalid, 15, {}},
+      {kArray, 15, 5, 7, {}, kInvalid, 15, {}},
+      {kArray, 15, 5, 7, {1}, kTooSmall, 15, {}},
+      {kArray, 16, 5, 7, {1}, kInvalid, 16, {}},
+      {kOneBlock, 16, 6, 7, {1}, kNotFound, 16, {}},
+      {kOneBlock, 16, 5, 8, {1}, kNotFound, 16, {}},
+      {kNestBlock, 16, 3, kObject, Bytes(8), kNotFound, 16, {}},
+      {memory, 16, 5, kObject, Bytes(8), kInvalid, 16, {}},
+      {kOneBlock, 21, 5, 7, abcdef, kTooSmall, 22, {}},
+      {kOneBlock, 16, 5, 7, Bytes(65520), kLimit, 16, {}},
+      {kNestBlock, 24, 3, 0x0C, memory, kFailed, 24, {}},
+      {kNestBlock, 24, 3, 0x0C, Bytes(9), kInvalid, 24, {}},
+  };
+  for (const auto &row : rows) {
+    Bytes bytes = row.block;
+    bytes.resize(std::max<size_t>(bytes.size(), row.room), 0xEE);
+    GuardedBlock block(bytes);
+    GuardedBlock value(row.value);
+    uint32_t size = row.room;
+    const auto valueSize = static_cast<uint32_t>(row.value.size());
+    const uint32_t status = SDOBinarySetData(block.data(), &size, row.fieldID, row.type, value.data(), valueSize);
+    EXPECT_TRUE(status == row.status && size == row.size) << &row - rows << " gives " << status << ", " << size;
+    std::copy(row.written.begin(), row.written.end(), bytes.begin());
+    EXPECT_EQ(block.bytes(), bytes) << &row - rows;
+  }
+  uint32_t size = 16;
+  Bytes block = kOneBlock;
+  EXPECT_EQ(SDOBinarySetData(nullptr, &size, 5, 7, "a", 1), kInvalid);
+  EXPECT_EQ(SDOBinarySetData(block.data(), nullptr, 5, 7, "a", 1), kInvalid);
+  EXPECT_EQ(SDOBinarySetData(block.data(), &size, 5, 7, nullptr, 1), kInvalid);
+
+  // The value may stand in the binary itself.
+  EXPECT_EQ(SDOBinarySetData(block.data(), &size, 5, 7, &block[13], 3), kOk);
+  EXPECT_EQ(block, hex("'BODS' 0100 1000 0500 07 02 33221111"));
+  block = joined({kLongBlock, {'g'}});
+  size = 22;
+  EXPECT_EQ(SDOBinarySetData(block.data(), &size, 2, 1, &block[17], 6), kOk);
+  EXPECT_EQ(block, hex("'BODS' 0100 1600 0200 01 04 0600 0800 'bcdefgg'"));
+  block = joined({kLongBlock, Bytes(8)});
+  size = 30;
+  EXPECT_EQ(SDOBinarySetData(block.data(), &size, 2, 1, &block[8], 14), kOk);
+  EXPECT_EQ(block, hex("'BODS' 0100 1E00 0200 01 04 0E00 0800 0200 01 04 0600 0800 'abcdef'"));
+}
+
+/// Fails each allocation of the code in turn, and expects that nothing leaks until it says that it succeeded.
+template <class Code>
+void expectNoLeak(Code succeeds)
+{
+  bool succeeded = false;
+  const unsigned failures = failEach(Call::allocation, ENOMEM, [&](unsigned) {
+    const long blocksBefore = liveBlocks();
+    succeeded = succeeds();
+    EXPECT_TRUE(succeeded || liveBlocks() == blocksBefore);
+  });
+  EXPECT_TRUE(succeeded && failures >= 8);
+}
+
+TEST(SdoBinary, AFailedAllocationLosesNothing)
+{
+  expectNoLeak([] {
+    const Object object(SDOBinaryToConfig(kMixedBlock.data()));
+    return flattensTo(object.get(), kMixedBlock);
+  });
+  const Bytes array = joined({hex("'BADS' 0200 8400"), kOneBlock, kMixedBlock});
+  SDOConfig *objects[2] = {};
+  expectNoLeak([&] {
+    uint32_t count = 2;
+    const uint32_t status = SDOBinaryArrayToConfigArray(array.data(), objects, &count);
+    EXPECT_TRUE(status == kOk || (status == kNoMemory && objects[0] == nullptr && objects[1] == nullptr));
+    return status == kOk;
+  });
+  const Object owned[] = {Object(objects[0]), Object(objects[1])};
+  Bytes flat(array.size());
+  Bytes edited = kMixedBlock;
+  edited.resize(200);
+  const Bytes before = edited;
+  expectNoLeak([&] {
+    uint32_t size = 200;
+    const uint32_t status = SDOBinarySetData(edited.data(), &size, 3, kPlain, "longer than before", 18);
+    EXPECT_TRUE(status == kOk || ((status == kNoMemory || status == kTooSmall) && size == 200 && edited == before));
+    return status == kOk;
+  });
+  uint32_t size = static_cast<uint32_t>(flat.size());
+  {
+    Fault heap(Call::allocation, 1, ENOMEM, true);
+    EXPECT_EQ(SDOConfigArrayToBinaryArray(objects, 2, flat.data(), &size), kOk) << "flattening needs no heap";
+  }
+  EXPECT_EQ(flat, array);
+}
+
+TEST(SdoBinaryArray, IsBuiltElementByElement)
+{
+  for (uint32_t room = 0; room <= 9; ++room) {
+    EXPECT_EQ(read(room, [&](Reading &, void *into) { return SDOBinaryArrayInitHeader(into, room); }),
+              (Reading{room < 8 ? kTooSmall : kOk, room, bufferWith(kEmptyArray, room)}));
+  }
+  EXPECT_EQ(SDOBinaryArrayInitHeader(nullptr, 0), kInvalid);
+  const struct {
+    Bytes array;
+    uint32_t room;
+    uint32_t elementSize;
+    uint32_t status;
+    uint32_t size;
+  } rows[] = {
+      {kEmptyArray, 24, 16, kOk, 24},
+      {kArray, 62, 16, kOk, 62},
+      {kEmptyArray, 70000, 65527, kOk, 70000},
+      {kOneBlock, 15, 16, kTooSmall, 15},
+      {kOneBlock, 16, 16, kInvalid, 16},
+      {kArray, 61, 16, kTooSmall, 62},
+      {kEmptyArray, 70000, 65528, kTooSmall, 70000},
+      {kEmptyArray, 70000, 70000, kTooSmall, 70008},
+      {kEmptyArray, UINT32_MAX, UINT32_MAX, kTooSmall, UINT32_MAX},
+  };
+  for (const auto &row : rows) {
+    const bool added = row.status == kOk;
+    GuardedBlock element(joined({kOneBlock, Bytes(added ? row.elementSize - 16 : 0)}));
+    GuardedBlock array(joined({row.array, Bytes(added ? row.elementSize : 0)}));
+    Bytes expected = row.array;
+    if (added) {
+      expected = sized(joined({expected, element.bytes()}));
+      ++expected[4];
+    }
+    uint32_t size = row.room;
+    EXPECT_EQ(SDOBinaryArrayAddData(array.data(), &size, element.data(), row.elementSize), row.status) << &row - rows;
+    EXPECT_EQ(size, row.size) << &row - rows;
+    EXPECT_EQ(array.bytes(), expected) << &row - rows;
+  }
+  uint32_t size = 100;
+  Bytes array = kEmptyArray;
+  EXPECT_EQ(SDOBinaryArrayAddData(nullptr, &size, kOneBlock.data(), 16), kInvalid);
+  EXPECT_EQ(SDOBinaryArrayAddData(array.data(), nullptr, kOneBlock.data(), 16), kInvalid);
+  EXPECT_EQ(SDOBinaryArrayAddData(array.data(), &size, nullptr, 16), kInvalid);
+}
+
+TEST(SdoBinaryArray, ElementsAreReadByIndex)
+{
+  GuardedBlock array(kArray);
+  for (const uint32_t index : {0U, 1U}) {
+    const Bytes &element = index == 0 ? kOneBlock : kLongBlock;
+    const auto need = static_cast<uint32_t>(element.size());
+    for (uint32_t room = 0; room <= need + 1; ++room) {
+      const auto byIndex = [&](Reading &out, void *into) {
+        return SDOBinaryArrayGetByIndex(array.data(), room % 2, index, into, &out.size);
+      };
+      EXPECT_EQ(read(room, byIndex), (Reading{room < need ? kTooSmall : kOk, need, bufferWith(element, room)}));
+    }
+  }
+  uint32_t size = 100;
+  EXPECT_EQ(SDOBinaryArrayGetByIndex(nullptr, 0, 0, nullptr, &size), kInvalid);
+  EXPECT_EQ(SDOBinaryArrayGetByIndex(array.data(), 0, 0, nullptr, nullptr), kInvalid);
+  for (const uint32_t index : {2U, UINT32_MAX}) {
+    EXPECT_EQ(SDOBinaryArrayGetByIndex(array.data(), 0, index, nullptr, &size), kNotFound);
+  }
+  EXPECT_EQ(SDOBinaryArrayGetByIndex(kEmptyArray.data(), 0, 0, nullptr, &size), kNotFound);
+  EXPECT_EQ(SDOBinaryArrayGetByIndex(kOneBlock.data(), 0, 9, nullptr, &size), kBadType);
+  EXPECT_EQ(size, 100U);
+  EXPECT_EQ(SDOBinaryArrayGetByIndex(array.data(), 0, 1, nullptr, &size), kTooSmall);
+  EXPECT_EQ(size, 22U);
+}
+
+TEST(SdoBinaryArray, WhatAnArrayClaimsIsCheckedBeforeItIsUsed)
+{
+  const struct {
+    const char *array;
+    uint32_t first;
+    uint32_t second;
+    uint32_t add;
+    uint32_t objects;
+  } rows[] = {
+      {"'BADS' 0200 1700 'BODS' 0000 0800 'BODS' 0000 07", kBadType, kBadType, kInvalid, kBadType},
+      {"'BADS' 0200 1800 'BODS' 0000 0800 'BODT' 0000 0800", kOk, kBadType, kOk, kBadType},
+      {"'BADS' 0200 1800 'BODT' 0000 0800 'BODS' 0000 0800", kBadType, kOk, kOk, kBadType},
+      {"'BADS' 0200 1800 'BODS' 0000 0800 'BADS' 0000 0800", kOk, kBadType, kOk, kBadType},
+      {"'BADS' 0200 1800 'BODS' 0000 0800 'BODS' 0000 0900", kOk, kBadType, kInvalid, kBadType},
+      {"'BADS' 0200 1800 'BODS' 0000 1100 'BODS' 0000 0800", kBadType, kBadType, kInvalid, kBadType},
+      {"'BADS' 0200 1800 'BODS' 0000 0000 'BODS' 0000 0800", kBadType, kBadType, kInvalid, kBadType},
+      {"'BADS' 0200 1800 'BODS' 0000 0C00 00000000 'BODS'", kOk, kBadType, kInvalid, kBadType},
+      {"'BADS' 0200 2000 'BODS' 0000 0800 'BODS' 0100 1000 0500 0D 00 00000000", kOk, kOk, kOk, kFailed},
+  };
+  const Object other = objectOf({});
+  for (const auto &row : rows) {
+    GuardedBlock array(hex(row.array));
+    uint8_t into[16];
+    uint32_t size = 16;
+    EXPECT_EQ(SDOBinaryArrayGetByIndex(array.data(), 0, 0, into, &size), row.first) << row.array;
+    size = 16;
+    EXPECT_EQ(SDOBinaryArrayGetByIndex(array.data(), 0, 1, into, &size), row.second) << row.array;
+    const long blocksBefore = liveBlocks();
+    SDOConfig *objects[2] = {other.get(), other.get()};
+    uint32_t count = 2;
+    EXPECT_EQ(SDOBinaryArrayToConfigArray(array.data(), objects, &count), row.objects) << row.array;
+    EXPECT_TRUE(objects[0] == (row.first == kOk ? nullptr : other.get()) && objects[1] == other.get()) << row.array;
+    EXPECT_EQ(liveBlocks(), blocksBefore) << row.array;
+    Bytes room = hex(row.array);
+    room.resize(100);
+    size = 100;
+    EXPECT_EQ(SDOBinaryArrayAddData(room.data(), &size, kOneBlock.data(), 16), row.add) << row.array;
+  }
+}
+
+TEST(SdoBinaryArray, BecomesObjectsWhenTheyHaveRoom)
+{
+  const struct {
+    Bytes array;
+    uint32_t room;
+    uint32_t status;
+    uint32_t count;
+  } rows[] = {
+      {kArray, 2, kOk, 2},      {kArray, 3, kOk, 2},         {kArray, 1, kTooSmall, 2},
+      {kEmptyArray, 3, kOk, 0}, {kOneBlock, 0, kBadType, 0}, {hex("'BADS' 0200 1000"), 0, kBadType, 0},
+  };
+  const Object other = objectOf({});
+  for (const auto &row : rows) {
+    GuardedBlock array(row.array);
+    SDOConfig *objects[3] = {other.get(), other.get(), other.get()};
+    uint32_t count = row.room;
+    EXPECT_EQ(SDOBinaryArrayToConfigArray(array.data(), objects, &count), row.status) << &row - rows;
+    EXPECT_EQ(count, row.count) << &row - rows;
+    if (row.status == kOk && count == 2) {
+      const Object made[] = {Object(objects[0]), Object(objects[1])};
+      EXPECT_TRUE(flattensTo(objects[0], kOneBlock) && flattensTo(objects[1], kLongBlock));
+    } else {
+      EXPECT_EQ(objects[0], other.get()) << &row - rows;
+    }
+    EXPECT_EQ(objects[2], other.get()) << &row - rows;
+  }
+  uint32_t count = 2;
+  EXPECT_EQ(SDOBinaryArrayToConfigArray(nullptr, nullptr, &count), kInvalid);
+  EXPECT_EQ(SDOBinaryArrayToConfigArray(kArray.data(), nullptr, nullptr), kInvalid);
+  EXPECT_EQ(SDOBinaryArrayToConfigArray(kArray.data(), nullptr, &count), kInvalid);
+  EXPECT_EQ(SDOBinaryArrayToConfigArray(kEmptyArray.data(), nullptr, &count), kOk);
+  EXPECT_EQ(count, 0U);
+  EXPECT_EQ(SDOBinaryArrayToConfigArray(kArray.data(), nullptr, &count), kTooSmall);
+}
+
+TEST(SdoBinaryArray, ObjectsThatFitAreWrittenAndAllAreMeasured)
+{
+  const Object one = decoded(kOneBlock);
+  const Object longer = decoded(kLongBlock);
+  const Object empty = objectOf({});
+  SDOConfig *const objects[] = {nullptr, one.get(), nullptr, longer.get(), empty.get()};
+  const Bytes whole = joined({hex("'BADS' 0300 3600"), kOneBlock, kLongBlock, kEmptyBlock});
+  for (uint32_t room = 0; room <= 55; ++room) {
+    Bytes expected(room, 0xEE);
+    const auto count = static_cast<uint8_t>(room < 24 ? 0 : room < 46 ? 1 : room < 54 ? 2 : 3);
+    if (const uint8_t sizes[] = {8, 24, 46, 54}; room >= 8) {
+      std::copy_n(whole.begin(), sizes[count], expected.begin());
+      expected[4] = count;
+      expected[6] = sizes[count];
+    }
+    EXPECT_EQ(
+        read(room, [&](Reading &out, void *into) { return SDOConfigArrayToBinaryArray(objects, 5, into, &out.size); }),
+        (Reading{room < 8 ? kTooSmall : kOk, room < 8 ? room : 54, expected}));
+  }
+  uint32_t size = 0;
+  EXPECT_EQ(SDOConfigArrayToBinaryArray(objects, 5, nullptr, &size), kOk);
+  EXPECT_EQ(size, 54U);
+  EXPECT_EQ(SDOConfigArrayToBinaryArray(objects, 0, nullptr, &size), kOk);
+  EXPECT_EQ(size, 8U);
+  EXPECT_EQ(SDOConfigArrayToBinaryArray(nullptr, 0, nullptr, &size), kInvalid);
+  EXPECT_EQ(SDOConfigArrayToBinaryArray(objects, 5, nullptr, nullptr), kInvalid);
+
+  const Object large = objectOf({{1, 40000}});
+  SDOConfig *const two[] = {large.get(), large.get()};
+  Bytes buffer(90000);
+  size = 90000;
+  EXPECT_EQ(SDOConfigArrayToBinaryArray(two, 2, buffer.data(), &size), kTooSmall) << "an array has a limit of its own";
+  EXPECT_EQ(size, 90000U);
+  size = 65535;
+  EXPECT_EQ(SDOConfigArrayToBinaryArray(two, 2, buffer.data(), &size), kOk);
+  EXPECT_EQ(size, 8U + 2 * 40016);
+  EXPECT_EQ(SDOBinaryGetCount(buffer.data()), 1);
+}
+
+TEST(SdoBinaryArray, MeasuringMeetsAChangedObjectToo)
+{
+  const Object object = objectOf({});
+  (void)SDOConfigAddData(nest(object, 1, objectOf({})), 1, kPlain, "x", 1, 0);
+  SDOConfig *const objects[] = {object.get()};
+  uint32_t size = 0;
+  EXPECT_EQ(SDOConfigArrayToBinaryArray(objects, 1, nullptr, &size), kFailed);
+}
+
+TEST(Sdo, BothNamesAreOneFunction)
+{
+  expectOneFunction({"SDOConfigAlloc", "SDOConfigFree", "SDOConfigGetCount", "SDOConfigAddData", "SDOConfigGetDataByID",
+                     "SDOConfigGetDataByIndex", "SDOConfigRemoveData", "SDOConfigGetBinarySize", "SDOConfigToBinary",
+                     "SDOBinaryToConfig", "SDOConfigArrayToBinaryArray", "SDOBinaryArrayToConfigArray",
+                     "SDOBinaryGetCount", "SDOBinaryGetDataByID", "SDOBinaryGetDataByIndex", "SDOBinarySetData",
+                     "SDOBinaryArrayInitHeader", "SDOBinaryArrayAddData", "SDOBinaryArrayGetByIndex"});
+}
+
+}  // namespace
