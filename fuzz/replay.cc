@@ -1,7 +1,8 @@
-// Replays kept inputs: calls the fuzz target once for every file of the directories given, and fails when there is none.
+// Replays kept inputs: calls the fuzz target once for every file of the directories given, and fails when there is
+// none.
 
-#include <cstdio>
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>

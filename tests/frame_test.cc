@@ -1,5 +1,5 @@
-// The file lock, the memory functions and the export context, called by a program that refers to the library's variables
-// by copy relocation, as programs built without position-independent code do.
+// The file lock, the memory functions and the export context, called by a program that refers to the library's
+// variables by copy relocation, as programs built without position-independent code do.
 
 #include "qvsupt32/frame.h"
 

@@ -1,5 +1,5 @@
-// Loading and unloading: what attach and detach leave, in which order they work, what fails quietly, and which side of a
-// fork detaches. The program is not linked with the library; each case loads it in a child of its own.
+// Loading and unloading: what attach and detach leave, in which order they work, what fails quietly, and which side of
+// a fork detaches. The program is not linked with the library; each case loads it in a child of its own.
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>

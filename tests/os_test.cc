@@ -1,5 +1,6 @@
-// IPC names, record locks, global and local mutexes, semaphores: exact statuses and numbers of tries and sleeps, failing
-// calls, and other processes that hold, die, exec and fork. What changes the state of the process runs in a child.
+// IPC names, record locks, global and local mutexes, semaphores: exact statuses and numbers of tries and sleeps,
+// failing calls, and other processes that hold, die, exec and fork. What changes the state of the process runs in a
+// child.
 
 #include "qvsupt32/os.h"
 

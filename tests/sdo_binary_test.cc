@@ -1,5 +1,5 @@
-// The flat form of data objects: exact bytes, reading and editing in place, binary arrays, and what is refused. Blocks and
-// buffers end at an unreadable page, so that one byte too many is met.
+// The flat form of data objects: exact bytes, reading and editing in place, binary arrays, and what is refused. Blocks
+// and buffers end at an unreadable page, so that one byte too many is met.
 
 #include <gtest/gtest.h>
 #include <pthread.h>

@@ -1,5 +1,5 @@
-// Data objects: what an add takes and refuses, the size kept with every change, lookups, removal, nested objects and who
-// owns them, failed allocations, and the callbacks. Their binary form has tests of its own.
+// Data objects: what an add takes and refuses, the size kept with every change, lookups, removal, nested objects and
+// who owns them, failed allocations, and the callbacks. Their binary form has tests of its own.
 
 #include <gtest/gtest.h>
 

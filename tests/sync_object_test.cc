@@ -1,5 +1,5 @@
-// Named and unnamed mutexes, semaphores, events and shared memory: handles, names, statuses, other processes, dead ones,
-// and nothing left behind.
+// Named and unnamed mutexes, semaphores, events and shared memory: handles, names, statuses, other processes, dead
+// ones, and nothing left behind.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

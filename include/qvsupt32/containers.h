@@ -30,7 +30,8 @@ typedef struct SMRedBlackTreeNode {
 
 /* A callback, called with the caller's key or context and a node's datum.
  *   To compare (insert, replace, delete, find, walk mode 3): 0 when the datum is the one sought, negative when the key
- *     ranks before it, positive when it ranks after. An inconsistent order makes lookups miss, it never breaks the tree.
+ *     ranks before it, positive when it ranks after. An inconsistent order makes lookups miss, it never breaks the
+ *     tree.
  *   To walk: 0 stops the walk at this datum, anything else goes on; in mode 4 the sign steers as well.
  *   To release: called once for every datum; the result is ignored.
  * A callback must not change the tree that it is called for. */
@@ -115,13 +116,14 @@ QVSUPT32_API void RedBlackTreeDeleteFixup(SMRedBlackTreeNode **tree, SMRedBlackT
 
 /* Linked lists ------------------------------------------------------------------------------------------------------
  *
- * Intrusive lists, singly (SLList) and doubly linked (DLList), with a head and a tail. A list never frees an entry: every
- * removal hands it back, its links as they were. An entry is in at most one list at a time. The data pointer is set when
- * an entry is allocated and cleared when it is freed; the lists never read it, and callbacks are given entries.
+ * Intrusive lists, singly (SLList) and doubly linked (DLList), with a head and a tail. A list never frees an entry:
+ * every removal hands it back, its links as they were. An entry is in at most one list at a time. The data pointer is
+ * set when an entry is allocated and cleared when it is freed; the lists never read it, and callbacks are given
+ * entries.
  *
- * Functions without a result do nothing, and those that return an entry return null, when the list or an entry that they
- * need is null. Inserting at head or tail, removing at the head, and every removal from a doubly linked list take constant
- * time. */
+ * Functions without a result do nothing, and those that return an entry return null, when the list or an entry that
+ * they need is null. Inserting at head or tail, removing at the head, and every removal from a doubly linked list take
+ * constant time. */
 
 typedef struct SLListEntry {
   struct SLListEntry *next; /* null at the tail */
@@ -167,9 +169,9 @@ QVSUPT32_API void SMSLListInitNoAlloc(SLList *list);
 QVSUPT32_API void DLListInitNoAlloc(DLList *list);
 QVSUPT32_API void SMDLListInitNoAlloc(DLList *list);
 
-/* Returns a new unlinked entry with a data area of that many bytes right behind it, to which its data pointer points (null
- * for 0 bytes); freed by the caller with SLListEntryFree or DLListEntryFree. Null when the heap is exhausted or the sum
- * of both sizes passes 32 bits. */
+/* Returns a new unlinked entry with a data area of that many bytes right behind it, to which its data pointer points
+ * (null for 0 bytes); freed by the caller with SLListEntryFree or DLListEntryFree. Null when the heap is exhausted or
+ * the sum of both sizes passes 32 bits. */
 QVSUPT32_API SLListEntry *SLListEntryAlloc(uint32_t dataSize);
 QVSUPT32_API SLListEntry *SMSLListEntryAlloc(uint32_t dataSize);
 QVSUPT32_API DLListEntry *DLListEntryAlloc(uint32_t dataSize);
@@ -219,8 +221,8 @@ QVSUPT32_API DLListEntry *SMDLListWalkAtHead(DLList *list, void *context, SMList
 QVSUPT32_API DLListEntry *DLListWalkAtTail(DLList *list, void *context, SMListCallback callback);
 QVSUPT32_API DLListEntry *SMDLListWalkAtTail(DLList *list, void *context, SMListCallback callback);
 
-/* Puts newEntry in the place of the first entry from the head for which callback(key, entry) is 0, and returns that one;
- * null when there is none or an argument is null. */
+/* Puts newEntry in the place of the first entry from the head for which callback(key, entry) is 0, and returns that
+ * one; null when there is none or an argument is null. */
 QVSUPT32_API SLListEntry *SLListReplaceEntry(SLList *list, SLListEntry *newEntry, void *key, SMListCallback callback);
 QVSUPT32_API SLListEntry *SMSLListReplaceEntry(SLList *list, SLListEntry *newEntry, void *key, SMListCallback callback);
 QVSUPT32_API DLListEntry *DLListReplaceEntry(DLList *list, DLListEntry *newEntry, void *key, SMListCallback callback);
@@ -256,8 +258,8 @@ QVSUPT32_API int32_t SMDLListIsEmpty(const DLList *list);
  *
  * A bitmap in the caller's memory that hands out small numbers, the lowest free one first, and takes them back.
  * Identifier n is bit n mod 32 of the 32-bit word n div 32; a set bit is an identifier in use. Identifier 0 means none:
- * its bit is never set and never reported. Sizes are the table's size in bytes: whole 4-byte words of it are handed out,
- * a table smaller than 4 bytes holds nothing, and a null table is not allowed. Nothing is allocated. */
+ * its bit is never set and never reported. Sizes are the table's size in bytes: whole 4-byte words of it are handed
+ * out, a table smaller than 4 bytes holds nothing, and a null table is not allowed. Nothing is allocated. */
 
 /* Returns the bytes that a table for the identifiers 1 to highest takes; 0 when highest is not in 1..1073741822. */
 QVSUPT32_API uint32_t HashTableBytesNeeded(int32_t highest);

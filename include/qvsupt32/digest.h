@@ -39,8 +39,8 @@ QVSUPT32_API RFC1321Context *SMRFC1321UnLoad(RFC1321Context *context);
  * RFC1321Transform compresses one block into the state words. */
 QVSUPT32_API void RFC1321Transform(RFC1321Context *context, const void *block);
 
-/* One step of the first to fourth pass: *a becomes *b + ((*a + f(*b, *c, *d) + word k + T[i]) rotated left by s), with the
- * auxiliary functions F, G, H and I. k is 0 to 15, i is 1 to 64. */
+/* One step of the first to fourth pass: *a becomes *b + ((*a + f(*b, *c, *d) + word k + T[i]) rotated left by s), with
+ * the auxiliary functions F, G, H and I. k is 0 to 15, i is 1 to 64. */
 QVSUPT32_API void RFC1321Step4Round1(uint32_t *a, const uint32_t *b, const uint32_t *c, const uint32_t *d,
                                      const void *block, uint32_t k, uint32_t s, uint32_t i);
 QVSUPT32_API void RFC1321Step4Round2(uint32_t *a, const uint32_t *b, const uint32_t *c, const uint32_t *d,

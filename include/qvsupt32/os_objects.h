@@ -1,13 +1,13 @@
 /* Operating-system services by handle: named mutexes, semaphores, events and shared memory, threads, dynamic libraries,
  * process services, and critical sections named by the routine that runs in them.
  *
- * A handle is a pointer to a small record of the library, released by exactly one destroy, free, stop or unload call. Its
- * first field tells its kind: status functions answer a null handle with 271 and a record of another kind with 257, and
- * destroy and free ignore both. A handle must not be released while another thread uses it.
+ * A handle is a pointer to a small record of the library, released by exactly one destroy, free, stop or unload call.
+ * Its first field tells its kind: status functions answer a null handle with 271 and a record of another kind with 257,
+ * and destroy and free ignore both. A handle must not be released while another thread uses it.
  *
  * Named objects work across processes, unnamed ones (a null name) between the threads of a process. A name is 1 to 255
- * bytes, for a mutex 1 to 233. Semaphores, events and shared memory derive a 32-bit System V key from the name and share
- * one key space: two different names can meet in one key, rarely.
+ * bytes, for a mutex 1 to 233. Semaphores, events and shared memory derive a 32-bit System V key from the name and
+ * share one key space: two different names can meet in one key, rarely.
  *
  * Timeouts are polling steps, as in os.h. None of these functions may be called from a signal handler. */
 #ifndef QVSUPT32_OS_OBJECTS_H
@@ -36,19 +36,20 @@ typedef struct OSSyncInfo {
 /* A routine of the caller. The argument is as wide as a pointer: 32 bits on i386. Its result is not used. */
 typedef uint32_t (*OSRoutine)(uintptr_t argument);
 
-/* Keys --------------------------------------------------------------------------------------------------------------- */
+/* Keys
+ * --------------------------------------------------------------------------------------------------------------- */
 
-/* A variant of CRC-32 over total bytes, those from length on counting as zero: the reflected polynomial 0xEDB88320, applied
- * while anything is left of the byte rather than by its lowest bit alone, and no final complement. 0xFFFFFFFF for a total
- * of 0. */
+/* A variant of CRC-32 over total bytes, those from length on counting as zero: the reflected polynomial 0xEDB88320,
+ * applied while anything is left of the byte rather than by its lowest bit alone, and no final complement. 0xFFFFFFFF
+ * for a total of 0. */
 QVSUPT32_API uint32_t GenerateCRC32(const void *data, uint32_t length, uint32_t total);
 
 /* Returns the System V key of a name: GenerateCRC32 over the MD5 digest of the name with its terminator. */
 QVSUPT32_API int32_t GetUniqueKeyFromStr(const char *name);
 
-/* Allocates a record of recordSize bytes, zeroed but for kind and name; the name's copy stands behind it in the same block.
- * Null when the name is empty or too long for the kind, when recordSize is below that of OSSyncInfo, or when memory is
- * short. */
+/* Allocates a record of recordSize bytes, zeroed but for kind and name; the name's copy stands behind it in the same
+ * block. Null when the name is empty or too long for the kind, when recordSize is below that of OSSyncInfo, or when
+ * memory is short. */
 QVSUPT32_API OSSyncInfo *OSSyncInfoAlloc(const char *name, uint32_t recordSize, int32_t kind);
 
 /* Steps of the library's attach and detach. Attach returns 1. */
@@ -57,16 +58,18 @@ QVSUPT32_API void OSSyncInfoDetach(void);
 
 /* Mutexes ------------------------------------------------------------------------------------------------------------
  *
- * A named mutex is a whole-file lock (flock(2)) on /etc/tallowmere/vela/.<name>, whose directory the suite's installation
- * creates. It belongs to the handle: two handles exclude each other even within a process, two threads that share a handle
- * do not. A fork shares it with the child, an exec drops the program's handles, a crash frees it at once. An unnamed mutex
- * is a thread mutex: not recursive, released by the thread that holds it. */
+ * A named mutex is a whole-file lock (flock(2)) on /etc/tallowmere/vela/.<name>, whose directory the suite's
+ * installation creates. It belongs to the handle: two handles exclude each other even within a process, two threads
+ * that share a handle do not. A fork shares it with the child, an exec drops the program's handles, a crash frees it at
+ * once. An unnamed mutex is a thread mutex: not recursive, released by the thread that holds it. */
 
-/* Returns a mutex, made if it does not exist; null for a bad name, a lock file that cannot be opened, or short memory. */
+/* Returns a mutex, made if it does not exist; null for a bad name, a lock file that cannot be opened, or short
+ * memory. */
 QVSUPT32_API OSSyncInfo *OSMutexCreate(const char *name);
 QVSUPT32_API OSSyncInfo *SMMutexCreate(const char *name);
 
-/* Returns a handle to a named mutex that exists; null for a null or bad name, when there is none, or when memory is short. */
+/* Returns a handle to a named mutex that exists; null for a null or bad name, when there is none, or when memory is
+ * short. */
 QVSUPT32_API OSSyncInfo *OSMutexOpen(const char *name);
 QVSUPT32_API OSSyncInfo *SMMutexOpen(const char *name);
 
@@ -83,16 +86,16 @@ QVSUPT32_API int32_t SMMutexLock(OSSyncInfo *handle, uint32_t timeout);
 QVSUPT32_API int32_t OSMutexUnLock(OSSyncInfo *handle);
 QVSUPT32_API int32_t SMMutexUnLock(OSSyncInfo *handle);
 
-/* Releases the handle and deletes the lock file of a named mutex, also where other handles use it: they go on locking the
- * deleted file, while a later create of the name makes a new one. So only the last user destroys. */
+/* Releases the handle and deletes the lock file of a named mutex, also where other handles use it: they go on locking
+ * the deleted file, while a later create of the name makes a new one. So only the last user destroys. */
 QVSUPT32_API void OSMutexDestroy(OSSyncInfo *handle);
 QVSUPT32_API void SMMutexDestroy(OSSyncInfo *handle);
 
 /* Semaphores --------------------------------------------------------------------------------------------------------
  *
- * Counts from 0 to 32767. A named set outlives the processes that use it until the handle that created it is destroyed; a
- * create that meets an existing set adopts it, count and all, and removes it at its destroy under whoever else uses it. A
- * crash leaves the count as it is. */
+ * Counts from 0 to 32767. A named set outlives the processes that use it until the handle that created it is destroyed;
+ * a create that meets an existing set adopts it, count and all, and removes it at its destroy under whoever else uses
+ * it. A crash leaves the count as it is. */
 
 /* Returns a semaphore with an initial count; null for a count above 32767, a bad name, or when the system refuses. */
 QVSUPT32_API OSSyncInfo *OSSemaphoreCreate(const char *name, int32_t initial);
@@ -122,16 +125,17 @@ QVSUPT32_API void SMSemaphoreDestroy(OSSyncInfo *handle);
 
 /* Shared memory -----------------------------------------------------------------------------------------------------
  *
- * A segment is guarded by its creating process: while that lives, nobody else can create it; when it ended without freeing,
- * opens are refused and the next create takes the segment over with its content and size. A fork shares the mapping. */
+ * A segment is guarded by its creating process: while that lives, nobody else can create it; when it ended without
+ * freeing, opens are refused and the next create takes the segment over with its content and size. A fork shares the
+ * mapping. */
 
-/* Returns a segment of size bytes, attached for reading and writing; null for a null or bad name, a live creator, or when
- * the system refuses. */
+/* Returns a segment of size bytes, attached for reading and writing; null for a null or bad name, a live creator, or
+ * when the system refuses. */
 QVSUPT32_API OSSyncInfo *OSSharedMemCreate(const char *name, uint32_t size);
 QVSUPT32_API OSSyncInfo *SMSharedMemCreate(const char *name, uint32_t size);
 
-/* Returns a segment that exists, attached for reading and writing; null for a null or bad name, when its creator is gone,
- * when there is none, or when the system refuses. */
+/* Returns a segment that exists, attached for reading and writing; null for a null or bad name, when its creator is
+ * gone, when there is none, or when the system refuses. */
 QVSUPT32_API OSSyncInfo *OSSharedMemOpen(const char *name);
 QVSUPT32_API OSSyncInfo *SMSharedMemOpen(const char *name);
 
@@ -139,19 +143,20 @@ QVSUPT32_API OSSyncInfo *SMSharedMemOpen(const char *name);
 QVSUPT32_API void *OSSharedMemGetAddressPtr(OSSyncInfo *handle);
 QVSUPT32_API void *SMSharedMemGetAddressPtr(OSSyncInfo *handle);
 
-/* Detaches the segment and releases the handle. The handle that created it also removes it, when its last user detaches,
- * and its guard; one that took it over leaves both, and the guard returns when its process ends. */
+/* Detaches the segment and releases the handle. The handle that created it also removes it, when its last user
+ * detaches, and its guard; one that took it over leaves both, and the guard returns when its process ends. */
 QVSUPT32_API void OSSharedMemFree(OSSyncInfo *handle);
 QVSUPT32_API void SMSharedMemFree(OSSyncInfo *handle);
 
 /* Events ------------------------------------------------------------------------------------------------------------
  *
- * A manual-reset event stays signalled until it is reset; an automatic one releases one waiter a signal. The mode of a named
- * event is marked by its creating process, with a record lock: it lasts as long as that process (and its attach), and the
- * creating process itself must not open the event again, since that removes the mark. A create that meets an existing event
- * adopts it as for semaphores. */
+ * A manual-reset event stays signalled until it is reset; an automatic one releases one waiter a signal. The mode of a
+ * named event is marked by its creating process, with a record lock: it lasts as long as that process (and its attach),
+ * and the creating process itself must not open the event again, since that removes the mark. A create that meets an
+ * existing event adopts it as for semaphores. */
 
-/* Returns an event. manualReset and initialState count when they are 1. Null for a bad name or when the system refuses. */
+/* Returns an event. manualReset and initialState count when they are 1. Null for a bad name or when the system
+ * refuses. */
 QVSUPT32_API OSSyncInfo *OSEventCreate(const char *name, int16_t manualReset, int16_t initialState);
 QVSUPT32_API OSSyncInfo *SMEventCreate(const char *name, int16_t manualReset, int16_t initialState);
 
@@ -171,8 +176,8 @@ QVSUPT32_API int32_t SMEventSet(OSSyncInfo *handle);
 QVSUPT32_API int32_t OSEventReset(OSSyncInfo *handle);
 QVSUPT32_API int32_t SMEventReset(OSSyncInfo *handle);
 
-/* Signals; a manual-reset event only where it is not signalled. Not atomic for those. 271 for null, 257 for no event, -1
- * when an automatic event could not be signalled, else 0. */
+/* Signals; a manual-reset event only where it is not signalled. Not atomic for those. 271 for null, 257 for no event,
+ * -1 when an automatic event could not be signalled, else 0. */
 QVSUPT32_API int32_t OSEventPulse(OSSyncInfo *handle);
 QVSUPT32_API int32_t SMEventPulse(OSSyncInfo *handle);
 
@@ -180,7 +185,8 @@ QVSUPT32_API int32_t SMEventPulse(OSSyncInfo *handle);
 QVSUPT32_API void OSEventDestroy(OSSyncInfo *handle);
 QVSUPT32_API void SMEventDestroy(OSSyncInfo *handle);
 
-/* Threads ----------------------------------------------------------------------------------------------------------- */
+/* Threads
+ * ----------------------------------------------------------------------------------------------------------- */
 
 typedef struct OSThread {
   OSRoutine routine;
@@ -189,8 +195,8 @@ typedef struct OSThread {
   SMExportContext context;
 } OSThread;
 
-/* Starts a thread that runs the routine. Returns its record, released by exactly one OSThreadStop; null for a null routine,
- * short memory or a thread that cannot be created. */
+/* Starts a thread that runs the routine. Returns its record, released by exactly one OSThreadStop; null for a null
+ * routine, short memory or a thread that cannot be created. */
 QVSUPT32_API OSThread *OSThreadStart(OSRoutine routine, uintptr_t argument);
 QVSUPT32_API OSThread *SMThreadStart(OSRoutine routine, uintptr_t argument);
 
@@ -201,19 +207,21 @@ QVSUPT32_API int32_t SMThreadStop(OSThread *thread);
 /* What a new thread runs: the routine of the record, which may be null. Returns null and frees nothing. */
 QVSUPT32_API void *OSThreadStub(void *thread);
 
-/* Dynamic libraries ------------------------------------------------------------------------------------------------- */
+/* Dynamic libraries
+ * ------------------------------------------------------------------------------------------------- */
 
 /* Loads a library (dlopen(3), symbols bound lazily). Null for a null path, short memory or a library that cannot be
  * loaded. */
 QVSUPT32_API OSSyncInfo *OSLibLoad(const char *path);
 QVSUPT32_API OSSyncInfo *SMLibLoad(const char *path);
 
-/* Unloads it and releases the record. 271 for null, 257 for another kind or a record without a library, -1 when the loader
- * refuses (the record stays), else 0. */
+/* Unloads it and releases the record. 271 for null, 257 for another kind or a record without a library, -1 when the
+ * loader refuses (the record stays), else 0. */
 QVSUPT32_API int32_t OSLibUnLoad(OSSyncInfo *library);
 QVSUPT32_API int32_t SMLibUnLoad(OSSyncInfo *library);
 
-/* Returns the address of an exported symbol, valid until the unload; null for a null or other record, or no such symbol. */
+/* Returns the address of an exported symbol, valid until the unload; null for a null or other record, or no such
+ * symbol. */
 QVSUPT32_API void *OSLibLinkToExportFN(OSSyncInfo *library, const char *symbol);
 QVSUPT32_API void *SMLibLinkToExportFN(OSSyncInfo *library, const char *symbol);
 
@@ -221,7 +229,8 @@ QVSUPT32_API void *SMLibLinkToExportFN(OSSyncInfo *library, const char *symbol);
 QVSUPT32_API int32_t OSLibUnLinkFromExportFN(OSSyncInfo *library, void *address);
 QVSUPT32_API int32_t SMLibUnLinkFromExportFN(OSSyncInfo *library, void *address);
 
-/* Process services -------------------------------------------------------------------------------------------------- */
+/* Process services
+ * -------------------------------------------------------------------------------------------------- */
 
 /* Restarts the machine when mode is 1, else halts it, by "/sbin/shutdown" in the background. unused is not looked at.
  * Returns 1, whatever becomes of the command. */
@@ -255,15 +264,15 @@ QVSUPT32_API void OSDeleteCriticalSection(SMLocalMutex *section);
 QVSUPT32_API extern OSSyncInfo *pOSCritSectRBTLock;
 QVSUPT32_API extern SMRedBlackTreeNode *pOSCritSecRBTree;
 
-/* Runs the routine in a critical section of its own, which exists while somebody is inside or waits. Threads that run the
- * same routine through this call exclude each other, different routines do not. A routine may run others this way, but not
- * itself, directly or through others. The routine does not run when it is null, when timeout is not 0xFFFFFFFF, when the
- * library is not attached, or when memory is short. */
+/* Runs the routine in a critical section of its own, which exists while somebody is inside or waits. Threads that run
+ * the same routine through this call exclude each other, different routines do not. A routine may run others this way,
+ * but not itself, directly or through others. The routine does not run when it is null, when timeout is not 0xFFFFFFFF,
+ * when the library is not attached, or when memory is short. */
 QVSUPT32_API void OSCriticalSectionExecute(OSRoutine routine, uintptr_t argument, uint32_t timeout);
 QVSUPT32_API void SMCriticalSectionExecute(OSRoutine routine, uintptr_t argument, uint32_t timeout);
 
-/* Steps of the library's attach and detach. Attach returns 1, or 0 when the lock cannot be made. Detach must not run while
- * OSCriticalSectionExecute does. */
+/* Steps of the library's attach and detach. Attach returns 1, or 0 when the lock cannot be made. Detach must not run
+ * while OSCriticalSectionExecute does. */
 QVSUPT32_API SMBool OSCriticalSectionAttach(void);
 QVSUPT32_API void OSCriticalSectionDetach(void);
 

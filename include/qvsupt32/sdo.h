@@ -81,9 +81,9 @@ QVSUPT32_API int32_t SMSDOConfigGetCount(const SDOConfig *object);
  *   SDO_TYPE_CONFIG   value is the nested object itself, dataSize is sizeof(void *); with SDO_TYPE_ARRAY value is an
  *                     array of dataSize / sizeof(void *) object pointers, which is copied, null pointers counting for
  *                     nothing
- *   SDO_TYPE_BINARY   value is a binary or a binary array, which tells its own size; dataSize only has to be nonzero. It
- *                     is turned into a nested object, or an array of them, and stored as SDO_TYPE_CONFIG with the high
- *                     four bits kept
+ *   SDO_TYPE_BINARY   value is a binary or a binary array, which tells its own size; dataSize only has to be nonzero.
+ *                     It is turned into a nested object, or an array of them, and stored as SDO_TYPE_CONFIG with the
+ *                     high four bits kept
  *   anything else     dataSize bytes at value
  *
  *   271  object or value is null, the field ID is invalid, type or dataSize is 0; dataSize of one nested object is not
@@ -231,8 +231,8 @@ QVSUPT32_API SDOConfig *SMSDOBinaryToConfig(const void *binary);
  *   16   there is a buffer and *size is below 8; or the elements that fit the buffer pass 65535 bytes
  *   272  the heap is exhausted, looking at nested objects that are left out or only measured
  *   -1   an object that SDOConfigToBinary refuses
- *   0    *size is the size of all elements. When that is more than the buffer's size, the leading elements that fit were
- *        written and the rest left out: compare the two. */
+ *   0    *size is the size of all elements. When that is more than the buffer's size, the leading elements that fit
+ *        were written and the rest left out: compare the two. */
 QVSUPT32_API uint32_t SDOConfigArrayToBinaryArray(SDOConfig *const *objects, uint32_t count, void *buffer,
                                                   uint32_t *size);
 QVSUPT32_API uint32_t SMSDOConfigArrayToBinaryArray(SDOConfig *const *objects, uint32_t count, void *buffer,

@@ -26,8 +26,8 @@ constexpr uint32_t kSines[64] = {
     0xf4292244, 0x432aff97, 0xab9423a7, 0xfc93a039, 0x655b59c3, 0x8f0ccc92, 0xffeff47d, 0x85845dd1,
     0x6fa87e4f, 0xfe2ce6e0, 0xa3014314, 0x4e0811a1, 0xf7537e82, 0xbd3af235, 0x2ad7d2bb, 0xeb86d391};
 
-/// The sum of *a and the auxiliary function of a pass. G's halves have no bit in common: added one by one, they wait less
-/// for each other.
+/// The sum of *a and the auxiliary function of a pass. G's halves have no bit in common: added one by one, they wait
+/// less for each other.
 template <int kPass>
 uint32_t mix(uint32_t a, uint32_t b, uint32_t c, uint32_t d)
 {

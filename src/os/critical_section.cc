@@ -1,7 +1,8 @@
-// Critical sections: plain ones, and those named by the routine that runs in them, kept in a registry while they are used.
+// Critical sections: plain ones, and those named by the routine that runs in them, kept in a registry while they are
+// used.
 //
-// Lock order: the registry's lock is never held while a section is entered or a routine runs, and no section is held while
-// the registry's lock is taken.
+// Lock order: the registry's lock is never held while a section is entered or a routine runs, and no section is held
+// while the registry's lock is taken.
 
 #include <cstdlib>
 

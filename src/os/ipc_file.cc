@@ -42,8 +42,8 @@ class LineReader {
  public:
   explicit LineReader(int descriptor) : descriptor_(descriptor) {}
 
-  /// The next line with its line feed, or the next 255 characters of a longer one; empty at the end of the file and when
-  /// it cannot be read.
+  /// The next line with its line feed, or the next 255 characters of a longer one; empty at the end of the file and
+  /// when it cannot be read.
   std::string_view next()
   {
     held_ -= used_;

@@ -7,7 +7,8 @@
 
 namespace qv {
 
-/// A new record of a kind, of the C++ type that has the kind's fields behind an OSSyncInfo; null where OSSyncInfoAlloc is.
+/// A new record of a kind, of the C++ type that has the kind's fields behind an OSSyncInfo; null where OSSyncInfoAlloc
+/// is.
 template <class Record>
 HeapBlock<Record> allocateRecord(const char *name)
 {

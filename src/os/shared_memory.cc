@@ -1,5 +1,5 @@
-// Named shared memory: System V segments, each guarded by a semaphore of the same key that the creating process keeps taken
-// for as long as it lives. A guard that can be taken without waiting tells that the creator is gone.
+// Named shared memory: System V segments, each guarded by a semaphore of the same key that the creating process keeps
+// taken for as long as it lives. A guard that can be taken without waiting tells that the creator is gone.
 
 #include <sys/ipc.h>
 #include <sys/shm.h>

@@ -1,5 +1,5 @@
-// A forked child process that runs a piece of code, can be held at a point of it, and reports back. No sleeps: both sides
-// wait for each other on pipes.
+// A forked child process that runs a piece of code, can be held at a point of it, and reports back. No sleeps: both
+// sides wait for each other on pipes.
 #pragma once
 
 #include <sys/types.h>

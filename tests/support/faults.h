@@ -1,5 +1,6 @@
-// Makes the n-th call of a function fail, once or for good: the program defines the function around the real one, so that
-// the library meets the failure where it would meet it in life. Calls are counted in the thread that armed the fault.
+// Makes the n-th call of a function fail, once or for good: the program defines the function around the real one, so
+// that the library meets the failure where it would meet it in life. Calls are counted in the thread that armed the
+// fault.
 #pragma once
 
 #include <cerrno>
@@ -49,8 +50,8 @@ class Fault {
   std::function<void()> code_;
 };
 
-/// Runs a scenario with the first call failing, then with the second, and so on, until a run goes through without meeting
-/// the failure. Returns the number of runs that met it. The scenario is given the number of the failing call.
+/// Runs a scenario with the first call failing, then with the second, and so on, until a run goes through without
+/// meeting the failure. Returns the number of runs that met it. The scenario is given the number of the failing call.
 template <class Scenario>
 unsigned failEach(Call call, int error, Scenario scenario)
 {

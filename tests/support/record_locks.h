@@ -13,8 +13,8 @@ namespace support {
 /// The IPC file where the machine has no shared directory.
 constexpr char kIpcFile[] = "/etc/tallowmere/vela/.velaipc";
 
-/// The POSIX record locks of a process, on whatever file, in the kernel's words and one a line: "WRITE 5 5" for a lock on
-/// byte 5, "-> WRITE 5 5" for one that the process waits for.
+/// The POSIX record locks of a process, on whatever file, in the kernel's words and one a line: "WRITE 5 5" for a lock
+/// on byte 5, "-> WRITE 5 5" for one that the process waits for.
 std::string recordLocks(pid_t process);
 
 /// Returns when the process waits for a record lock.
