@@ -136,8 +136,8 @@ uint32_t callFrom(uint32_t shift, const void *function, Argument... argument)
       "jmp 1b\n"
       "2:\tcall *%[function]\n\t"
       "mov %%edi, %%esp"
-      : "=&a"(result), [count] "+&c"(count)
-      : [shift] "d"(shift), [function] "S"(function), [arguments] "b"(arguments)
+      : "=&a"(result), [count] "+&c"(count), [shift] "+&d"(shift)
+      : [function] "S"(function), [arguments] "b"(arguments)
       : "edi", "memory", "cc");
   return result;
 }
