@@ -15,11 +15,12 @@ namespace {
 using qv::Status;
 
 constexpr uint32_t kWordBits = 32;
+constexpr uint32_t kWordBytes = 4;
 constexpr uint32_t kBitOfNone = 1;  // identifier 0, in word 0
 
 constexpr uint32_t wordCount(uint32_t size)
 {
-  return size / sizeof(uint32_t);
+  return size / kWordBytes;
 }
 
 /// The word's bits that stand for identifiers.
@@ -65,7 +66,7 @@ constexpr BitPlace placeOf(uint32_t id)
 
 Status verify(const uint32_t *table, uint32_t size, uint32_t id)
 {
-  if (size < sizeof(uint32_t) || id / 8 >= size) {
+  if (size < kWordBytes || id / 8 >= size) {
     return Status::badType;
   }
   const BitPlace place = placeOf(id);
@@ -81,7 +82,7 @@ uint32_t HashTableBytesNeeded(int32_t highest)
   if (highest < 1 || highest > kHighest) {
     return 0;
   }
-  return (static_cast<uint32_t>(highest) / kWordBits + 1) * sizeof(uint32_t);
+  return (static_cast<uint32_t>(highest) / kWordBits + 1) * kWordBytes;
 }
 
 uint32_t ClearHashTable(uint32_t *table, int32_t size)
