@@ -9,12 +9,18 @@
 #ifndef QVSUPT32_H
 #define QVSUPT32_H
 
+#include "qvsupt32/codec.h"
 #include "qvsupt32/containers.h"
+#include "qvsupt32/convert.h"
 #include "qvsupt32/digest.h"
+#include "qvsupt32/format.h"
 #include "qvsupt32/frame.h"
+#include "qvsupt32/language.h"
 #include "qvsupt32/os.h"
 #include "qvsupt32/os_objects.h"
 #include "qvsupt32/sdo.h"
+#include "qvsupt32/strings.h"
 #include "qvsupt32/types.h"
+#include "qvsupt32/value.h"
 
 #endif

@@ -1,0 +1,258 @@
+// Base64: known texts, the rules for text that is none, and the two ways of coding, which have to agree on every byte.
+
+#include "../src/codec/base64.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <functional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "qvsupt32.h"
+#include "support/guarded_block.h"
+
+namespace {
+
+namespace base64 = qv::base64;
+using support::GuardedBlock;
+using Bytes = std::vector<uint8_t>;
+
+constexpr char kReversed[] = "/+9876543210zyxwvutsrqponmlkjihgfedcbaZYXWVUTSRQPONMLKJIHGFEDCBA";
+
+Bytes bytesOf(const std::string &text)
+{
+  return {text.begin(), text.end()};
+}
+
+/// Memory that ends at an unreadable page, for inputs and for results of exactly the size that the header asks for.
+class Guarded {
+ public:
+  Guarded() : block_(8192) {}
+
+  uint8_t *hold(const Bytes &bytes)
+  {
+    uint8_t *at = block_.data() + block_.size() - bytes.size();
+    std::copy(bytes.begin(), bytes.end(), at);
+    return at;
+  }
+
+ private:
+  GuardedBlock block_;
+};
+
+/// The text with its NUL.
+std::string encoded(const Bytes &bytes, const char *alphabet = nullptr)
+{
+  static Guarded in;
+  static Guarded out;
+  const auto count = static_cast<int32_t>(bytes.size());
+  const size_t size = SM_BASE64_TEXT_SIZE(count);
+  auto *text = reinterpret_cast<char *>(out.hold(Bytes(size)));
+  EXPECT_EQ(0U, encode64(text, in.hold(bytes), count, alphabet));
+  return {text, size};
+}
+
+/// The bytes with their NUL. What is behind it has to be as it was.
+Bytes decoded(const std::string &text)
+{
+  static Guarded in;
+  static Guarded out;
+  const auto count = static_cast<int32_t>(text.size());
+  const size_t size = SM_BASE64_BYTES_SIZE(count);
+  uint8_t *start = out.hold(Bytes(size, 0xAA));
+  EXPECT_EQ(0U, decode64(start, reinterpret_cast<char *>(in.hold(bytesOf(text))), count));
+  Bytes bytes(start, start + size);
+  while (!bytes.empty() && bytes.back() == 0xAA) {
+    bytes.pop_back();
+  }
+  return bytes;
+}
+
+Bytes withNul(Bytes bytes)
+{
+  bytes.push_back(0);
+  return bytes;
+}
+
+/// The text decoded a group at a time, so that no call has enough for a block.
+Bytes decodedByGroups(const std::string &text)
+{
+  Bytes bytes(SM_BASE64_BYTES_SIZE(text.size()));
+  uint8_t *end = bytes.data();
+  for (size_t at = 0; at + 4 <= text.size(); at += 4) {
+    decode64(end, text.data() + at, 4);
+    const size_t pad = text.substr(at, 4).find('=');
+    end += pad < 2 ? 0 : std::min<size_t>(pad - 1, 3);
+  }
+  bytes.resize(static_cast<size_t>(end - bytes.data()) + 1);
+  return bytes;
+}
+
+Bytes randomBytes(std::mt19937 &random, size_t size)
+{
+  Bytes bytes(size);
+  std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<uint8_t>(random()); });
+  return bytes;
+}
+
+std::string randomText(std::mt19937 &random, size_t size)
+{
+  std::string text(size, '\0');
+  std::generate(text.begin(), text.end(), [&] { return base64::basis64[random() % 64]; });
+  return text;
+}
+
+TEST(Base64, KnownTexts)
+{
+  const std::pair<const char *, const char *> rows[] = {
+      {"", ""},
+      {"f", "Zg=="},
+      {"fo", "Zm8="},
+      {"foo", "Zm9v"},
+      {"foob", "Zm9vYg=="},
+      {"fooba", "Zm9vYmE="},
+      {"foobar", "Zm9vYmFy"},
+      {"\xFB\xEF\xBE\xFF\xFF", "++++//8="},
+  };
+  for (const auto &[bytes, text] : rows) {
+    EXPECT_EQ(std::string(text) + '\0', encoded(bytesOf(bytes)));
+    EXPECT_EQ(withNul(bytesOf(bytes)), decoded(text));
+  }
+  EXPECT_EQ(4001U, encoded(Bytes(3000)).size());
+
+  char text[] = "?";
+  EXPECT_EQ(0U, encode64(text, nullptr, -1, nullptr));
+  EXPECT_EQ(0, text[0]);
+  uint8_t bytes[] = {'?'};
+  EXPECT_EQ(0U, decode64(bytes, "AAAA", INT32_MIN));
+  EXPECT_EQ(0, bytes[0]);
+
+  char group[5];
+  EXPECT_EQ(0U, SMBase64Encode(group, bytesOf("foo").data(), 3, nullptr));
+  EXPECT_STREQ("Zm9v", group);
+  EXPECT_EQ(0U, SMBase64Decode(reinterpret_cast<uint8_t *>(group), group, 4));
+  EXPECT_STREQ("foo", group);
+}
+
+TEST(Base64, TextThatIsNone)
+{
+  const std::pair<std::string, std::string> rows[] = {
+      {"Zm9", ""},
+      {"Zm9vYmF", "foo"},
+      {"=m9v", ""},
+      {"Z=9v", ""},
+      {"==9vZm9v", "foo"},
+      {"Zm=v", "f"},
+      {"Zm=!", "f"},
+      {"Zm9=", "fo"},
+      {"Zg==Zm8=Zm9v", "ffofoo"},
+      {"AAA!", std::string("\0\0\xFF", 3)},
+      {"AA!A", std::string("\0\xFF\xC0", 3)},
+      {"A!AA", std::string("\xFF\xF0\0", 3)},
+      {"!AAA", std::string("\xFC\0\0", 3)},
+      {"//!/", "\xFF\xFF\xFF"},
+      {"A!A=", "\xFF\xF0"},
+      {"!A==", "\xFC"},
+      {"AA\x80/", std::string("\0\xFF\xFF", 3)},
+      {"A\xFF==", "\xFF"},
+      {std::string("AA\0A", 4), std::string("\0\xFF\xC0", 3)},
+      {"Zm9\nvYmF", std::string("fo\xFF\xBD\x89\x85", 6)},
+  };
+  for (const auto &[text, bytes] : rows) {
+    EXPECT_EQ(withNul(bytesOf(bytes)), decoded(text)) << text;
+  }
+}
+
+TEST(Base64, EncodesInBlocksAsByGroups)
+{
+  std::mt19937 random(1);
+  for (size_t size = 0; size < 100; ++size) {
+    const Bytes bytes = randomBytes(random, size);
+    for (const char *alphabet : {static_cast<const char *>(nullptr), kReversed}) {
+      std::string byGroups;
+      for (size_t at = 0; at < size; at += 3) {
+        byGroups += encoded({bytes.begin() + static_cast<ptrdiff_t>(at),
+                             bytes.begin() + static_cast<ptrdiff_t>(std::min(at + 3, size))},
+                            alphabet)
+                        .substr(0, 4);
+      }
+      ASSERT_EQ(byGroups + '\0', encoded(bytes, alphabet)) << size;
+    }
+    ASSERT_EQ(withNul(bytes), decoded(encoded(bytes))) << size;
+  }
+}
+
+TEST(Base64, EveryCharacterInEveryPlaceOfABlock)
+{
+  std::mt19937 random(2);
+  for (size_t at = 0; at < 32; ++at) {
+    for (int character = 0; character < 256; ++character) {
+      std::string text = randomText(random, 100);
+      text[32 + at] = static_cast<char>(character);
+      ASSERT_EQ(decodedByGroups(text), decoded(text)) << at << " " << character;
+    }
+  }
+}
+
+TEST(Base64, DecodesOverItsText)
+{
+  std::mt19937 random(3);
+  for (int round = 0; round < 500; ++round) {
+    std::string text = randomText(random, random() % 200);
+    for (size_t i = random() % 20; i < text.size(); i += 1 + random() % 20) {
+      text[i] = random() % 2 == 0 ? '=' : '\n';
+    }
+    const Bytes expected = decoded(text);
+    Bytes both = withNul(bytesOf(text));
+    decode64(both.data(), reinterpret_cast<char *>(both.data()), static_cast<int32_t>(text.size()));
+    both.resize(expected.size());
+    ASSERT_EQ(expected, both) << round;
+  }
+}
+
+// The library chooses by the processor; here both ways code the same long inputs.
+TEST(Base64, BothWaysAgree)
+{
+  __builtin_cpu_init();
+  if (!__builtin_cpu_supports("avx2")) {
+    GTEST_SKIP() << "this processor has no AVX2";
+  }
+  std::mt19937 random(4);
+  for (size_t size = 0; size < 400; ++size) {
+    const Bytes bytes = randomBytes(random, size);
+    const uint8_t *end = bytes.data() + size;
+    std::string scalar(4 * size + 16, '?');
+    std::string blocks = scalar;
+    base64::Encoder one = {bytes.data(), scalar.data()};
+    base64::encodeGroups(one, end, kReversed);
+    ASSERT_EQ(end, one.in);
+    base64::Encoder other = {bytes.data(), blocks.data()};
+    base64::encodeBlocks(other, end, kReversed);
+    ASSERT_EQ(size < 28, other.in == bytes.data()) << "the blocks are not used";
+    base64::encodeGroups(other, end, kReversed);
+    ASSERT_EQ(one.out - scalar.data(), other.out - blocks.data());
+    ASSERT_EQ(scalar, blocks);
+
+    std::string text = randomText(random, size / 4 * 4);
+    if (!text.empty() && size % 3 == 0) {
+      text[random() % text.size()] = "=\n\x80"[size / 3 % 3];
+    }
+    const char *textEnd = text.data() + text.size();
+    Bytes scalarBytes(size + 1, 0xAA);
+    Bytes blockBytes = scalarBytes;
+    base64::Decoder first = {text.data(), scalarBytes.data()};
+    base64::decodeGroups(first, textEnd);
+    ASSERT_EQ(textEnd, first.in);
+    base64::Decoder second = {text.data(), blockBytes.data()};
+    base64::decodeBlocks(second, textEnd);
+    ASSERT_EQ(text.size() < 32, second.in == text.data()) << "the blocks are not used";
+    base64::decodeGroups(second, textEnd);
+    ASSERT_EQ(first.out - scalarBytes.data(), second.out - blockBytes.data());
+    ASSERT_EQ(scalarBytes, blockBytes);
+  }
+}
+
+}  // namespace

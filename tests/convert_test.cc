@@ -1,0 +1,955 @@
+// Character-set conversion, dynamic strings, escapes and dumps: exact bytes, sizes and statuses, at every buffer size and
+// with texts and buffers that end at an unreadable page.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <clocale>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "qvsupt32.h"
+#include "support/faults.h"
+#include "support/guarded_block.h"
+
+namespace {
+
+using support::Call;
+using support::GuardedBlock;
+
+constexpr uint32_t kUnsuccessful = SM_STATUS_UNSUCCESSFUL;
+constexpr uint8_t kFill = 0xAA;
+
+/// A text with its terminator, right in front of an unreadable page.
+template <class Unit>
+class GuardedText {
+ public:
+  explicit GuardedText(const std::basic_string<Unit> &text) : block_((text.size() + 1) * sizeof(Unit))
+  {
+    memcpy(block_.data(), text.c_str(), block_.size());
+  }
+  operator const Unit *() { return reinterpret_cast<const Unit *>(block_.data()); }
+
+ private:
+  GuardedBlock block_;
+};
+
+/// A buffer of whole units for `size` bytes, right in front of an unreadable page and filled with kFill. All of one kind
+/// of unit share their memory: one at a time.
+template <class Unit>
+class GuardedBuffer {
+ public:
+  explicit GuardedBuffer(uint32_t size) : size_(size / sizeof(Unit) * sizeof(Unit)) { memset(*this, kFill, size_); }
+  operator Unit *() { return reinterpret_cast<Unit *>(memory().data() + memory().size() - size_); }
+
+  /// The units, those that were not written included.
+  std::basic_string<Unit> units() { return {static_cast<Unit *>(*this), size_ / sizeof(Unit)}; }
+
+ private:
+  static GuardedBlock &memory()
+  {
+    static GuardedBlock block(1 << 17);
+    return block;
+  }
+
+  size_t size_;
+};
+
+/// What a buffer of `size` bytes holds when the text was written into it and nothing else.
+template <class Unit>
+std::basic_string<Unit> filledUp(std::basic_string<Unit> text, uint32_t size)
+{
+  Unit fill;
+  memset(&fill, kFill, sizeof(fill));
+  text.resize(size / sizeof(Unit), fill);
+  return text;
+}
+
+/// One character in both encodings.
+struct Spelling {
+  std::string utf8;
+  std::u16string utf16;
+};
+
+uint32_t convert(char *buffer, uint32_t *size, const char16_t *text)
+{
+  return UCS2StrToUTF8Str(buffer, size, text);
+}
+
+uint32_t convert(char16_t *buffer, uint32_t *size, const char *text)
+{
+  return SMUTF8StrToUCS2Str(buffer, size, text);
+}
+
+/// Converts a text into buffers of the given sizes. Characters go in whole or not at all, and nothing else is written.
+template <class From, class To>
+void expectConverts(const std::vector<Spelling> &characters, std::basic_string<From> Spelling::*from,
+                    std::basic_string<To> Spelling::*to, uint32_t smallest)
+{
+  std::basic_string<From> source;
+  std::basic_string<To> whole;
+  for (const Spelling &character : characters) {
+    source += character.*from;
+    whole += character.*to;
+  }
+  GuardedText<From> text(source);
+  const auto needed = static_cast<uint32_t>((whole.size() + 1) * sizeof(To));
+
+  uint32_t size = 7;
+  ASSERT_EQ(SM_STATUS_SUCCESS, convert(static_cast<To *>(nullptr), &size, text));
+  ASSERT_EQ(needed, size);
+  for (uint32_t given = std::min(smallest, needed); given <= needed + 1; ++given) {
+    GuardedBuffer<To> buffer(given);
+    size = given;
+    const uint32_t status = convert(buffer, &size, text);
+    std::basic_string<To> expected;
+    if (given >= needed) {
+      ASSERT_EQ(SM_STATUS_SUCCESS, status) << given;
+      ASSERT_EQ(needed, size);
+      expected = whole + To{};
+    } else {
+      ASSERT_EQ(SM_STATUS_BUFFER_TOO_SMALL, status) << given;
+      ASSERT_EQ(given, size);
+      for (const Spelling &character : characters) {
+        if ((expected.size() + (character.*to).size()) * sizeof(To) > given) {
+          break;
+        }
+        expected += character.*to;
+      }
+    }
+    ASSERT_TRUE(filledUp(expected, given) == buffer.units()) << "size " << given << " of " << needed;
+  }
+}
+
+void expectConvertsBothWays(const std::vector<Spelling> &characters, uint32_t smallest = 0)
+{
+  expectConverts(characters, &Spelling::utf8, &Spelling::utf16, smallest);
+  expectConverts(characters, &Spelling::utf16, &Spelling::utf8, smallest);
+}
+
+/// The characters of each number of bytes at both ends of their ranges, and some from inside.
+const std::vector<Spelling> kSpellings[] = {
+    {{"\x01", u"\x01"}, {"A", u"A"}, {"z", u"z"}, {"\x7F", u"\x7F"}},
+    {{"\xC2\x80", u"\x80"}, {"\xC3\xA9", u"\xE9"}, {"\xD0\x96", u"\x416"}, {"\xDF\xBF", u"\x7FF"}},
+    {{"\xE0\xA0\x80", u"\x800"},
+     {"\xE4\xB8\xAD", u"\x4E2D"},
+     {"\xED\x9F\xBF", u"\xD7FF"},
+     {"\xEE\x80\x80", u"\xE000"},
+     {"\xEF\xBF\xBF", u"\xFFFF"}},
+    {{"\xF0\x90\x80\x80", u"\xD800\xDC00"},
+     {"\xF0\x9F\x98\x80", u"\xD83D\xDE00"},
+     {"\xF3\xBF\xBF\xBF", u"\xDBBF\xDFFF"},
+     {"\xF4\x8F\xBF\xBF", u"\xDBFF\xDFFF"}}};
+
+TEST(StringConversion, FillsEveryBufferSizeWithWholeCharacters)
+{
+  std::minstd_rand random(1);
+  const auto pick = [&random](size_t kind) { return kSpellings[kind][random() % kSpellings[kind].size()]; };
+  // Runs of one kind, of every length around the blocks of the conversion, alone and next to another kind.
+  for (size_t first = 0; first < 4; ++first) {
+    for (size_t second = 0; second < 4; ++second) {
+      for (size_t length = 0; length <= 36; length += length < 19 ? 1 : 5) {
+        std::vector<Spelling> characters;
+        for (size_t i = 0; i < length; ++i) {
+          characters.push_back(pick(first));
+        }
+        for (size_t i = 0; i < length % 7; ++i) {
+          characters.push_back(pick(second));
+        }
+        ASSERT_NO_FATAL_FAILURE(expectConvertsBothWays(characters)) << first << " " << second << " " << length;
+      }
+    }
+  }
+}
+
+TEST(StringConversion, ConvertsMixedTextAcrossPages)
+{
+  std::minstd_rand random(2);
+  for (size_t length : {63, 500, 4090, 9000}) {
+    for (unsigned kinds = 1; kinds < 16; ++kinds) {
+      std::vector<Spelling> characters;
+      while (characters.size() < length) {
+        const size_t kind = random() % 4;
+        if ((kinds >> kind & 1) != 0) {
+          characters.push_back(kSpellings[kind][random() % kSpellings[kind].size()]);
+        }
+      }
+      size_t needed = 0;
+      for (const Spelling &character : characters) {
+        needed += std::max(character.utf8.size(), character.utf16.size() * 2);
+      }
+      const auto smallest = static_cast<uint32_t>(needed < 128 ? 0 : needed - 40);
+      ASSERT_NO_FATAL_FAILURE(expectConvertsBothWays(characters, smallest)) << length << " " << kinds;
+    }
+  }
+}
+
+TEST(StringConversion, BringsEveryCodePointBack)
+{
+  std::string utf8;
+  std::u16string utf16;
+  for (uint32_t codePoint = 1; codePoint <= 0x10FFFF; ++codePoint) {
+    if (codePoint >= 0xD800 && codePoint <= 0xDFFF) {
+      continue;
+    }
+    char bytes[6];
+    char16_t units[2];
+    uint32_t byteCount = sizeof(bytes);
+    uint32_t unitCount = 2;
+    ASSERT_EQ(SM_STATUS_SUCCESS, UCS4CharToUTF8Chars(bytes, &byteCount, codePoint));
+    ASSERT_EQ(SM_STATUS_SUCCESS, UCS4CharToUTF16Chars(units, &unitCount, codePoint));
+    utf8.append(bytes, byteCount);
+    utf16.append(units, unitCount);
+  }
+  std::vector<char16_t> units(utf16.size() + 1);
+  auto size = static_cast<uint32_t>(units.size() * 2);
+  ASSERT_EQ(SM_STATUS_SUCCESS, UTF8StrToUCS2Str(units.data(), &size, utf8.c_str()));
+  EXPECT_TRUE(utf16 == units.data());
+  std::vector<char> bytes(utf8.size() + 1);
+  size = static_cast<uint32_t>(bytes.size());
+  ASSERT_EQ(SM_STATUS_SUCCESS, SMUCS2StrToUTF8Str(bytes.data(), &size, utf16.c_str()));
+  EXPECT_TRUE(utf8 == bytes.data());
+}
+
+TEST(StringConversion, ReadsMalformedUtf8AsFarAsItIsToBeRead)
+{
+  struct Row {
+    std::string bytes;
+    std::optional<std::u16string> units;  // none: refused
+  };
+  using namespace std::string_literals;
+  const Row rows[] = {
+      {"\x80", {}},
+      {"\xBF", {}},
+      {"\xFE", {}},
+      {"\xFF", {}},
+      {"\xC3", {}},
+      {"\xE4\xB8", {}},
+      {"\xF0\x9F\x98", {}},
+      {"\xF8\x80\x80\x80", {}},
+      {"\xFC\x80\x80\x80\x80", {}},
+      {"\xF4\x90\x80\x80", {}},
+      {"\xF7\xBF\xBF\xBF", {}},
+      {"\xF8\x88\x80\x80\x80", {}},
+      {"\xFD\xBF\xBF\xBF\xBF\xBF", {}},
+      // Longer than the value needs.
+      {"\xC0\x80", u"\0"s},
+      {"\xC1\xBF", u"\x7F"},
+      {"\xE0\x81\x81", u"A"},
+      {"\xE0\x9F\xBF", u"\x7FF"},
+      {"\xF0\x80\x81\x81", u"A"},
+      {"\xF0\x8F\xBF\xBF", u"\xFFFF"},
+      {"\xF8\x80\x80\x81\x81", u"A"},
+      {"\xF8\x84\x8F\xBF\xBF", u"\xDBFF\xDFFF"},
+      {"\xFC\x80\x80\x80\x81\x81", u"A"},
+      // Bytes inside a form that are no continuation bytes.
+      {"\xC3\x41", u"\xC1"},
+      {"\xC3\xC3", u"\xC3"},
+      {"\xE4\x41\x41", u"\x4041"},
+      {"\xE4\xB8\x41", u"\x4E01"},
+      {"\xF0\x9F\x41\x80", u"\xD83C\xDC40"},
+      {"\xF0\x9F\xD8\xFF", u"\xD83D\xDE3F"},
+      // Surrogates spelled out, one by one.
+      {"\xED\xA0\xBD\xED\xB8\x80", u"\xD83D\xDE00"},
+      {"\xED\xBF\xBF", u"\xDFFF"},
+  };
+  for (const Row &row : rows) {
+    for (const std::vector<Spelling> &kind : kSpellings) {
+      for (size_t before = 0; before <= 20; ++before) {
+        SCOPED_TRACE(testing::PrintToString(row.bytes) + " behind " + std::to_string(before));
+        Spelling around;
+        for (size_t i = 0; i < before; ++i) {
+          around.utf8 += kind[1].utf8;
+          around.utf16 += kind[1].utf16;
+        }
+        GuardedText<char> text(around.utf8 + row.bytes + (row.units ? around.utf8 : ""));
+        const std::u16string expected = row.units ? around.utf16 + *row.units + around.utf16 + u'\0' : around.utf16;
+        const auto needed = static_cast<uint32_t>(expected.size() * 2);
+        // A character that is refused is refused also where there is no room for it.
+        for (uint32_t given : {needed, needed + 32}) {
+          GuardedBuffer<char16_t> buffer(given);
+          uint32_t size = given;
+          ASSERT_EQ(row.units ? SM_STATUS_SUCCESS : SM_STATUS_BAD_TYPE, UTF8StrToUCS2Str(buffer, &size, text));
+          ASSERT_EQ(row.units ? needed : given, size);
+          ASSERT_TRUE(filledUp(expected, given) == buffer.units());
+        }
+        uint32_t size = 1;
+        ASSERT_EQ(row.units ? SM_STATUS_SUCCESS : SM_STATUS_BAD_TYPE, UTF8StrToUCS2Str(nullptr, &size, text));
+        ASSERT_EQ(row.units ? needed : 1u, size);
+      }
+    }
+  }
+}
+
+TEST(StringConversion, RefusesHalvesOfPairs)
+{
+  for (const char16_t *half : {u"\xD800", u"\xDBFF", u"\xDC00", u"\xDFFF",
+                               u"\xD800"
+                               u"A",
+                               u"\xD83D\xD83D\xDE00", u"\xDE00\xD83D", u"\xD800\xE000", u"\xD83D\x4E2D"}) {
+    for (const std::vector<Spelling> &kind : kSpellings) {
+      for (size_t before = 0; before <= 20; ++before) {
+        Spelling around;
+        for (size_t i = 0; i < before; ++i) {
+          around.utf8 += kind[1].utf8;
+          around.utf16 += kind[1].utf16;
+        }
+        GuardedText<char16_t> text(around.utf16 + half);
+        const auto converted = static_cast<uint32_t>(around.utf8.size());
+        for (uint32_t given : {converted, converted + 32}) {
+          GuardedBuffer<char> buffer(given);
+          uint32_t size = given;
+          ASSERT_EQ(SM_STATUS_BAD_TYPE, UCS2StrToUTF8Str(buffer, &size, text)) << before;
+          ASSERT_EQ(given, size);
+          ASSERT_EQ(filledUp(around.utf8, given), buffer.units());
+        }
+        uint32_t size = 1;
+        ASSERT_EQ(SM_STATUS_BAD_TYPE, UCS2StrToUTF8Str(nullptr, &size, text));
+        ASSERT_EQ(1u, size);
+      }
+    }
+  }
+}
+
+TEST(StringConversion, NeedsATextAndASize)
+{
+  char16_t units[4] = {};
+  char bytes[4] = {};
+  uint32_t size = 4;
+  EXPECT_EQ(SM_STATUS_INVALID_PARAMETER, UTF8StrToUCS2Str(units, &size, nullptr));
+  EXPECT_EQ(SM_STATUS_INVALID_PARAMETER, UTF8StrToUCS2Str(units, nullptr, "a"));
+  EXPECT_EQ(SM_STATUS_INVALID_PARAMETER, UCS2StrToUTF8Str(bytes, &size, nullptr));
+  EXPECT_EQ(SM_STATUS_INVALID_PARAMETER, UCS2StrToUTF8Str(bytes, nullptr, u"a"));
+  EXPECT_EQ(4u, size);
+}
+
+/// Address space that costs no memory before it is written. Where there is not so much, null.
+class Reservation {
+ public:
+  explicit Reservation(uint64_t size) : size_(static_cast<size_t>(size))
+  {
+    if (sizeof(void *) < 8) {
+      return;
+    }
+    void *start = mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    start_ = start == MAP_FAILED ? nullptr : static_cast<char *>(start);
+  }
+  ~Reservation()
+  {
+    if (start_ != nullptr) {
+      munmap(start_, size_);
+    }
+  }
+  Reservation(const Reservation &) = delete;
+  Reservation &operator=(const Reservation &) = delete;
+
+  char *start() const { return start_; }
+
+ private:
+  size_t size_;
+  char *start_ = nullptr;
+};
+
+/// Makes the reservation a text of letters: one block of memory, mapped over and over.
+void fillWithLetters(char *start, size_t size)
+{
+  constexpr size_t kBlock = size_t{1} << 24;
+  const int file = memfd_create("letters", MFD_CLOEXEC);
+  const std::string letters(kBlock, 'a');
+  ASSERT_EQ(static_cast<ssize_t>(kBlock), write(file, letters.data(), kBlock));
+  for (size_t at = 0; at < size; at += kBlock) {
+    ASSERT_NE(MAP_FAILED, mmap(start + at, kBlock, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_FIXED, file, 0));
+  }
+  close(file);
+  start[size - 1] = 0;
+}
+
+TEST(StringConversion, RefusesToAskForASizeThatPasses32Bits)
+{
+  constexpr uint64_t kSize = uint64_t{1} << 31;
+  const Reservation memory(kSize);
+  if (memory.start() == nullptr) {
+    GTEST_SKIP() << "the address space holds no such text";
+  }
+  ASSERT_NO_FATAL_FAILURE(fillWithLetters(memory.start(), kSize));
+  uint32_t size = 5;
+  EXPECT_EQ(SM_STATUS_BUFFER_TOO_SMALL, UTF8StrToUCS2Str(nullptr, &size, memory.start()));
+  EXPECT_EQ(5u, size);
+  EXPECT_EQ(SM_STATUS_SUCCESS, UTF8StrToUCS2Str(nullptr, &size, memory.start() + 1));
+  EXPECT_EQ(0xFFFFFFFEu, size);
+}
+
+TEST(CodePoints, AreWrittenInTheirShortestForm)
+{
+  struct Row {
+    uint32_t codePoint;
+    std::string bytes;
+    std::u16string units;  // empty: refused
+  };
+  using namespace std::string_literals;
+  const Row rows[] = {
+      {0, "\0"s, u"\0"s},
+      {0x7F, "\x7F", u"\x7F"},
+      {0x80, "\xC2\x80", u"\x80"},
+      {0x7FF, "\xDF\xBF", u"\x7FF"},
+      {0x800, "\xE0\xA0\x80", u"\x800"},
+      {0xD800, "\xED\xA0\x80", u"\xD800"},
+      {0xDFFF, "\xED\xBF\xBF", u"\xDFFF"},
+      {0xFFFF, "\xEF\xBF\xBF", u"\xFFFF"},
+      {0x10000, "\xF0\x90\x80\x80", u"\xD800\xDC00"},
+      {0x10FFFF, "\xF4\x8F\xBF\xBF", u"\xDBFF\xDFFF"},
+      {0x110000, "\xF4\x90\x80\x80", u""},
+      {0x1FFFFF, "\xF7\xBF\xBF\xBF", u""},
+      {0x200000, "\xF8\x88\x80\x80\x80", u""},
+      {0x3FFFFFF, "\xFB\xBF\xBF\xBF\xBF", u""},
+      {0x4000000, "\xFC\x84\x80\x80\x80\x80", u""},
+      {0x7FFFFFFF, "\xFD\xBF\xBF\xBF\xBF\xBF", u""},
+  };
+  const auto expectWrites = [](auto encode, uint32_t codePoint, const auto &expected) {
+    using Unit = typename std::decay_t<decltype(expected)>::value_type;
+    const auto length = static_cast<uint32_t>(expected.size());
+    uint32_t size = 9;
+    ASSERT_EQ(SM_STATUS_SUCCESS, encode(nullptr, &size, codePoint));
+    ASSERT_EQ(length, size);
+    for (uint32_t given = 0; given <= length + 1; ++given) {
+      GuardedBuffer<Unit> buffer(given * static_cast<uint32_t>(sizeof(Unit)));
+      size = given;
+      ASSERT_EQ(given < length ? SM_STATUS_BUFFER_TOO_SMALL : SM_STATUS_SUCCESS, encode(buffer, &size, codePoint));
+      ASSERT_EQ(given < length ? given : length, size);
+      const auto bytes = given * static_cast<uint32_t>(sizeof(Unit));
+      ASSERT_TRUE(filledUp(given < length ? expected.substr(0, 0) : expected, bytes) == buffer.units());
+    }
+  };
+  for (const Row &row : rows) {
+    SCOPED_TRACE(row.codePoint);
+    expectWrites(UCS4CharToUTF8Chars, row.codePoint, row.bytes);
+    uint32_t codePoint = 1;
+    uint32_t consumed = 0;
+    EXPECT_EQ(SM_STATUS_SUCCESS, UTF8CharsToUCS4Char(&codePoint, GuardedText<char>(row.bytes), &consumed));
+    EXPECT_EQ(row.codePoint, codePoint);
+    EXPECT_EQ(row.bytes.size(), consumed);
+    if (!row.units.empty()) {
+      expectWrites(UCS4CharToUTF16Chars, row.codePoint, row.units);
+    } else {
+      uint32_t size = 0;  // refused before it is found too small
+      char16_t unit;
+      EXPECT_EQ(SM_STATUS_BAD_TYPE, UCS4CharToUTF16Chars(&unit, &size, row.codePoint));
+      EXPECT_EQ(0u, size);
+    }
+  }
+  uint32_t size = 0;
+  char byte;
+  EXPECT_EQ(SM_STATUS_BAD_TYPE, UCS4CharToUTF8Chars(&byte, &size, 0x80000000));
+  EXPECT_EQ(SM_STATUS_BAD_TYPE, UCS4CharToUTF8Chars(nullptr, &size, 0xFFFFFFFF));
+  EXPECT_EQ(0u, size);
+}
+
+TEST(CodePoints, TellWhatCannotBeRead)
+{
+  for (const char *bytes :
+       {"\x80", "\xBF", "\xFE", "\xFF", "\xC3", "\xE4\xB8", "\xF0\x9F\x98", "\xFD\xBF\xBF\xBF\xBF"}) {
+    uint32_t codePoint = 1;
+    uint32_t consumed = 9;
+    EXPECT_EQ(SM_STATUS_BAD_TYPE, UTF8CharsToUCS4Char(&codePoint, GuardedText<char>(bytes), &consumed));
+    EXPECT_EQ(0u, codePoint);
+    EXPECT_EQ(9u, consumed);
+  }
+  const auto read = [](const char16_t *units) {
+    uint32_t codePoint = 1;
+    const uint32_t status = UTF16CharsToUCS4Char(&codePoint, GuardedText<char16_t>(units));
+    return std::pair(status, codePoint);
+  };
+  EXPECT_EQ(std::pair(SM_STATUS_SUCCESS, 0u), read(u""));
+  EXPECT_EQ(std::pair(SM_STATUS_SUCCESS, 0xD7FFu), read(u"\xD7FF"));
+  EXPECT_EQ(std::pair(SM_STATUS_SUCCESS, 0xE000u), read(u"\xE000"));
+  EXPECT_EQ(std::pair(SM_STATUS_SUCCESS, 0x1F600u), read(u"\xD83D\xDE00"));
+  EXPECT_EQ(std::pair(SM_STATUS_BAD_TYPE, 0xD83Du), read(u"\xD83D"));
+  EXPECT_EQ(std::pair(SM_STATUS_BAD_TYPE, 0xD83Du), read(u"\xD83D"
+                                                         u"A"));
+  EXPECT_EQ(std::pair(SM_STATUS_BAD_TYPE, 0xDE00u), read(u"\xDE00\xDE00"));
+}
+
+/// Sets the locale for a test; false when the machine lacks it.
+class Locale {
+ public:
+  explicit Locale(const char *name) : set_(setlocale(LC_ALL, name) != nullptr) {}
+  ~Locale() { setlocale(LC_ALL, "C"); }
+  Locale(const Locale &) = delete;
+  Locale &operator=(const Locale &) = delete;
+  explicit operator bool() const { return set_; }
+
+ private:
+  bool set_;
+};
+
+template <class Unit, class From, class Conversion>
+void expectLocal(Conversion conversion, const std::basic_string<From> &source, const std::basic_string<Unit> &expected)
+{
+  GuardedText<From> text(source);
+  const auto needed = static_cast<uint32_t>((expected.size() + 1) * sizeof(Unit));
+  uint32_t size = 1;
+  ASSERT_EQ(SM_STATUS_SUCCESS, conversion(nullptr, &size, text));
+  ASSERT_EQ(needed, size);
+  for (uint32_t given = 0; given <= needed + 1; ++given) {
+    GuardedBuffer<Unit> buffer(given);
+    size = given;
+    ASSERT_EQ(given == 0 || given >= needed ? SM_STATUS_SUCCESS : SM_STATUS_BUFFER_TOO_SMALL,
+              conversion(buffer, &size, text));
+    ASSERT_EQ(needed, size);
+    ASSERT_TRUE(filledUp(given < needed ? expected.substr(0, 0) : expected + Unit{}, given) == buffer.units()) << given;
+  }
+}
+
+template <class Unit, class From, class Conversion>
+void expectNotLocal(Conversion conversion, const std::basic_string<From> &source)
+{
+  for (uint32_t given : {0, 1, 64}) {
+    GuardedBuffer<Unit> buffer(given);
+    uint32_t size = given;
+    EXPECT_EQ(kUnsuccessful, conversion(buffer, &size, GuardedText<From>(source)));
+    EXPECT_EQ(given, size);
+    EXPECT_TRUE(filledUp(std::basic_string<Unit>(), given) == buffer.units());
+  }
+}
+
+TEST(LocalEncoding, ConvertsAsciiInEveryLocale)
+{
+  for (const char *name : {"C", "C.UTF-8", "en_US.UTF-8", "de_DE.ISO-8859-1"}) {
+    Locale locale(name);
+    if (!locale) {
+      printf("skipped: this machine has no locale %s\n", name);
+      continue;
+    }
+    for (size_t length : {0, 1, 2, 255, 256, 257, 600}) {
+      const std::string bytes(length, 'a');
+      const std::u16string units(length, u'a');
+      expectLocal(LocalToUnicode, bytes, units);
+      expectLocal(ASCIIToUnicode, bytes, units);
+      expectLocal(UnicodeToLocal, units, bytes);
+      expectLocal(UnicodeToASCII, units, bytes);
+    }
+  }
+  expectNotLocal<char>(UnicodeToLocal, std::u16string(u"a\xE9"));  // in the locale C
+}
+
+TEST(LocalEncoding, ConvertsWhatTheLocaleCanExpress)
+{
+  unsigned converted = 0;
+  for (const char *name : {"C.UTF-8", "en_US.UTF-8"}) {
+    Locale locale(name);
+    if (!locale) {
+      printf("skipped: this machine has no locale %s\n", name);
+      continue;
+    }
+    ++converted;
+    std::string bytes;
+    std::u16string units;
+    for (size_t length = 0; length < 300; ++length) {  // characters of several bytes at the ends of the parts
+      bytes += length % 3 == 0 ? "\xE4\xB8\xAD" : "\xC3\xA9";
+      units += length % 3 == 0 ? u'\x4E2D' : u'\xE9';
+      if (length < 4 || length > 250) {
+        expectLocal(LocalToUnicode, bytes, units);
+        expectLocal(UnicodeToLocal, units, bytes);
+      }
+    }
+    expectLocal(LocalToUnicode, std::string("\xF0\x9F\x98\x80"), std::u16string(u"\xF600"));
+    expectNotLocal<char>(UnicodeToLocal, std::u16string(u"\xD83D\xDE00"));
+    expectNotLocal<char>(UnicodeToLocal, units + u'\xDE00');
+    expectNotLocal<char16_t>(LocalToUnicode, std::string("a\xC3"));
+    expectNotLocal<char16_t>(LocalToUnicode, bytes + "\xFF");
+  }
+  if (converted == 0) {
+    GTEST_SKIP() << "this machine has no UTF-8 locale";
+  }
+}
+
+TEST(LocalEncoding, NeedsATextAndASize)
+{
+  uint32_t size = 4;
+  EXPECT_EQ(SM_STATUS_INVALID_PARAMETER, LocalToUnicode(nullptr, &size, nullptr));
+  EXPECT_EQ(SM_STATUS_INVALID_PARAMETER, LocalToUnicode(nullptr, nullptr, "a"));
+  EXPECT_EQ(SM_STATUS_INVALID_PARAMETER, UnicodeToLocal(nullptr, &size, nullptr));
+  EXPECT_EQ(SM_STATUS_INVALID_PARAMETER, UnicodeToLocal(nullptr, nullptr, u"a"));
+}
+
+TEST(Escape, SpellsEveryUnit)
+{
+  std::u16string units;
+  std::string expected;
+  for (uint32_t unit = 1; unit <= 0xFFFF; ++unit) {
+    units += static_cast<char16_t>(unit);
+    char spelled[7];
+    snprintf(spelled, sizeof(spelled), unit >= 32 && unit <= 127 ? "%c" : "\\u%04x", unit);
+    expected += unit == 9 ? "\\t" : unit == 10 ? "\\n" : unit == 13 ? "\\r" : unit == 92 ? "\\\\" : spelled;
+  }
+  std::vector<char> buffer(expected.size() + 1);
+  auto size = static_cast<uint32_t>(buffer.size());
+  ASSERT_EQ(SM_STATUS_SUCCESS, UCS2ToEscape(buffer.data(), &size, GuardedText<char16_t>(units)));
+  EXPECT_EQ(buffer.size(), size);
+  EXPECT_TRUE(expected == buffer.data());
+}
+
+TEST(Escape, TellsTheSizeNeeded)
+{
+  GuardedText<char16_t> text(u"\tA\xE9\\");
+  const std::string expected("\\tA\\u00e9\\\\");
+  for (uint32_t given = 0; given <= 13; ++given) {
+    GuardedBuffer<char> buffer(given);
+    for (char *out : {static_cast<char *>(buffer), static_cast<char *>(nullptr)}) {
+      uint32_t size = given;
+      EXPECT_EQ(given < 12 ? SM_STATUS_BUFFER_TOO_SMALL : SM_STATUS_SUCCESS, SMUCS2ToEscape(out, &size, text)) << given;
+      EXPECT_EQ(12u, size);
+    }
+    EXPECT_EQ(filledUp(given < 12 ? std::string() : expected + '\0', given), buffer.units());
+  }
+  GuardedBuffer<char> buffer(12);
+  EXPECT_EQ(SM_STATUS_SUCCESS, UCS2ToEscape(buffer, nullptr, text));
+  EXPECT_STREQ(expected.c_str(), buffer);
+  EXPECT_EQ(SM_STATUS_SUCCESS, UCS2ToEscape(nullptr, nullptr, text));
+  EXPECT_EQ(SM_STATUS_BAD_ARGUMENT, UCS2ToEscape(buffer, nullptr, nullptr));
+}
+
+TEST(Escape, FailsWithoutMemory)
+{
+  const std::u16string text(5000, u'\x4E2D');  // the working string has to grow
+  char buffer[8] = "kept";
+  const unsigned failures = support::failEach(Call::allocation, ENOMEM, [&](unsigned nth) {
+    uint32_t size = sizeof(buffer);
+    const long blocks = support::liveBlocks();
+    const uint32_t status = UCS2ToEscape(buffer, &size, text.c_str());
+    EXPECT_EQ(blocks, support::liveBlocks());
+    EXPECT_EQ(status == kUnsuccessful ? sizeof(buffer) : 30001u, size) << nth;
+    EXPECT_TRUE(status == kUnsuccessful || nth == 5) << nth;
+  });
+  EXPECT_EQ(4u, failures);  // 6144 bytes, and three times double
+  EXPECT_STREQ("kept", buffer);
+}
+
+/// A record that is freed at the end of the test.
+struct Utf8Record : SSUTF8Str {
+  explicit Utf8Record(uint32_t size) : SSUTF8Str{} { SSUTF8StrAlloc(this, size); }
+  ~Utf8Record() { SMSSUTF8StrFree(this); }
+};
+
+struct Ucs2Record : SSUCS2Str {
+  explicit Ucs2Record(uint32_t size) : SSUCS2Str{} { SMSSUCS2StrAlloc(this, size); }
+  ~Ucs2Record() { SMSSUCS2StrFree(this); }
+};
+
+TEST(DynamicString, BeginsEmptyAndEndsCleared)
+{
+  SSUTF8Str record = {nullptr, 77, 78};
+  EXPECT_EQ(nullptr, SSUTF8StrAlloc(&record, 0));
+  EXPECT_EQ(77u, record.strBufSize);
+  EXPECT_EQ(78u, record.strLen);
+  ASSERT_NE(nullptr, SMSSUTF8StrAlloc(&record, 16));
+  EXPECT_STREQ("", record.pStr);
+  EXPECT_EQ(16u, record.strBufSize);
+  EXPECT_EQ(0u, record.strLen);
+  SSUTF8StrFree(&record);
+  EXPECT_EQ(nullptr, record.pStr);
+  EXPECT_EQ(0u, record.strBufSize);
+  SSUTF8StrFree(&record);
+  SSUTF8StrFree(nullptr);
+  EXPECT_EQ(nullptr, SSUTF8StrAlloc(nullptr, 5));
+
+  char16_t other[] = u"not the record's";
+  SSUCS2Str units = {other, 1, 1};
+  support::Fault fault(Call::allocation, 1);
+  EXPECT_EQ(nullptr, SSUCS2StrAlloc(&units, 16));
+  EXPECT_EQ(nullptr, units.pStr);
+}
+
+TEST(DynamicString, GrowsByItsRule)
+{
+  struct Row {
+    uint32_t size;
+    uint32_t held;
+    uint32_t added;
+    uint32_t grown;
+  };
+  const Row rows[] = {
+      {16, 8, 7, 16},
+      {16, 8, 8, 32},
+      {16, 8, 10, 32},
+      {16, 8, 23, 32},
+      {16, 8, 24, 33},
+      {16, 0, 1000, 1001},
+      {1, 0, 0, 1},
+      {1, 0, 1, 2},
+      {0xFFFFF, 0xFFFFE, 1, 0x1FFFFE},
+      {0x100000, 0xFFFFF, 1, 0x140000},
+      {0x100003, 0x100002, 1, 0x140003},
+      {0x100000, 0xFFFFF, 0x50000, 0x150000},
+  };
+  for (const Row &row : rows) {
+    SCOPED_TRACE(testing::PrintToString(std::tuple(row.size, row.held, row.added)));
+    Utf8Record record(row.size);
+    const std::string held(row.held, 'h');
+    const std::string added(row.added, 'a');
+    ASSERT_EQ(record.pStr, SSUTF8StrCatUTF8Str(&record, held.c_str()));
+    EXPECT_EQ(row.size, record.strBufSize);
+    ASSERT_EQ(record.pStr, SSUTF8StrCatUTF8Str(&record, added.c_str()));
+    EXPECT_EQ(row.grown, record.strBufSize);
+    EXPECT_EQ(row.held + row.added, record.strLen);
+    EXPECT_TRUE(held + added == record.pStr);
+  }
+  // Units of two bytes; one byte alone has no room for a terminator, and gets it.
+  for (uint32_t size : {1u, 2u, 3u}) {
+    Ucs2Record record(size);
+    SSUCS2StrCatUCS2Str(&record, u"");
+    EXPECT_EQ(std::max(size, 2u), record.strBufSize);
+    SSUCS2StrCatUTF8Str(&record, "abc");
+    EXPECT_EQ(8u, record.strBufSize);
+    SSUCS2StrCatUCS2Str(&record, u"defg");
+    EXPECT_EQ(16u, record.strBufSize);
+    EXPECT_TRUE(std::u16string(u"abcdefg") == record.pStr);
+  }
+}
+
+TEST(DynamicString, ConvertsWhatItAppends)
+{
+  Ucs2Record units(16);
+  SSUCS2StrCatUCS2Str(&units, u"\xD83D");  // appended as it is
+  SMSSUCS2StrCatUCS2Str(&units, u"\xDE00");
+  SMSSUCS2StrCatUTF8Str(&units, "\xE4\xB8\xAD\xC0\x80z");
+  EXPECT_TRUE(std::u16string(u"\xD83D\xDE00\x4E2D\0z", 5) == std::u16string(units.pStr, units.strLen));
+  EXPECT_EQ(0, units.pStr[units.strLen]);
+
+  Utf8Record bytes(16);
+  SMSSUTF8StrCatUTF8Str(&bytes, "\xFF");  // appended as it is
+  SMSSUTF8StrCatUCS2Str(&bytes, u"\xD83D\xDE00\x4E2Dz");
+  EXPECT_STREQ("\xFF\xF0\x9F\x98\x80\xE4\xB8\xADz", bytes.pStr);
+  EXPECT_EQ(9u, bytes.strLen);
+}
+
+TEST(DynamicString, StaysAsItIsWithoutText)
+{
+  for (uint32_t size : {64, 4}) {  // with room and without
+    Ucs2Record units(size);
+    SSUCS2StrCatUCS2Str(&units, u"k");
+    Utf8Record bytes(size);
+    SSUTF8StrCatUTF8Str(&bytes, "k");
+    EXPECT_EQ(units.pStr, SSUCS2StrCatUCS2Str(&units, nullptr));
+    EXPECT_EQ(units.pStr, SSUCS2StrCatUTF8Str(&units, nullptr));
+    EXPECT_EQ(units.pStr, SSUCS2StrCatUTF8Str(&units, "abcdef\xFF"));
+    EXPECT_EQ(bytes.pStr, SSUTF8StrCatUTF8Str(&bytes, nullptr));
+    EXPECT_EQ(bytes.pStr, SSUTF8StrCatUCS2Str(&bytes, nullptr));
+    EXPECT_EQ(bytes.pStr, SSUTF8StrCatUCS2Str(&bytes, u"abcdef\xDC00"));
+    EXPECT_EQ(size, units.strBufSize);
+    EXPECT_EQ(size, bytes.strBufSize);
+    EXPECT_EQ(1u, units.strLen);
+    EXPECT_TRUE(std::u16string(u"k") == units.pStr);
+    EXPECT_STREQ("k", bytes.pStr);
+  }
+  SSUCS2Str noUnits = {};
+  SSUTF8Str noBytes = {};
+  EXPECT_EQ(nullptr, SSUCS2StrCatUCS2Str(&noUnits, u"a"));
+  EXPECT_EQ(nullptr, SSUCS2StrCatUTF8Str(&noUnits, "a"));
+  EXPECT_EQ(nullptr, SSUTF8StrCatUTF8Str(&noBytes, "a"));
+  EXPECT_EQ(nullptr, SSUTF8StrCatUCS2Str(&noBytes, u"a"));
+  EXPECT_EQ(nullptr, SSUTF8StrCatUCS2Str(nullptr, u"a"));
+}
+
+TEST(DynamicString, AppendsItsOwnText)
+{
+  Utf8Record record(4);
+  SSUTF8StrCatUTF8Str(&record, "abc");
+  for (int i = 0; i < 5; ++i) {  // with a new buffer, and without
+    SSUTF8StrCatUTF8Str(&record, record.pStr);
+  }
+  ASSERT_EQ(96u, record.strLen);
+  SSUTF8StrCatUTF8Str(&record, record.pStr + 95);
+  std::string expected;
+  for (int i = 0; i < 32; ++i) {
+    expected += "abc";
+  }
+  EXPECT_EQ(expected + "c", record.pStr);
+}
+
+TEST(DynamicString, NeverPasses32Bits)
+{
+  const Reservation memory(uint64_t{1} << 32);
+  if (memory.start() == nullptr) {
+    GTEST_SKIP() << "the address space holds no such text";
+  }
+  // The texts are said to be as long as a buffer of 0xFFFFFFFF bytes allows but for three bytes or units.
+  SSUTF8Str bytes = {memory.start(), 0xFFFFFFFF, 0xFFFFFFFB};
+  SSUCS2Str units = {reinterpret_cast<char16_t *>(memory.start()), 0xFFFFFFFF, 0x7FFFFFFB};
+  EXPECT_EQ(bytes.pStr, SSUTF8StrCatUTF8Str(&bytes, "0123456789"));
+  EXPECT_EQ(bytes.pStr, SSUTF8StrCatUCS2Str(&bytes, u"0123456789"));
+  EXPECT_EQ(units.pStr, SSUCS2StrCatUCS2Str(&units, u"0123456789"));
+  EXPECT_EQ(units.pStr, SSUCS2StrCatUTF8Str(&units, "0123456789"));
+  EXPECT_EQ(0xFFFFFFFBu, bytes.strLen);
+  EXPECT_EQ(0x7FFFFFFBu, units.strLen);
+  EXPECT_STREQ("", bytes.pStr + bytes.strLen);
+  EXPECT_EQ(0, units.pStr[units.strLen]);
+  SSUTF8StrCatUTF8Str(&bytes, "abc");
+  SSUCS2StrCatUTF8Str(&units, "abc");
+  EXPECT_EQ(0xFFFFFFFEu, bytes.strLen);
+  EXPECT_EQ(0x7FFFFFFEu, units.strLen);
+  EXPECT_EQ(0xFFFFFFFFu, bytes.strBufSize);
+}
+
+TEST(DynamicString, KeepsItsTextWithoutMemory)
+{
+  const std::string bytes(100, 'b');
+  const std::u16string units(100, u'u');
+  using Append = void (*)(SSUCS2Str *, SSUTF8Str *, const std::string &, const std::u16string &);
+  for (Append append : {
+           +[](SSUCS2Str *to, SSUTF8Str *, const std::string &, const std::u16string &text) {
+             EXPECT_NE(nullptr, SSUCS2StrCatUCS2Str(to, text.c_str()));
+           },
+           +[](SSUCS2Str *to, SSUTF8Str *, const std::string &text, const std::u16string &) {
+             EXPECT_NE(nullptr, SSUCS2StrCatUTF8Str(to, text.c_str()));
+           },
+           +[](SSUCS2Str *, SSUTF8Str *to, const std::string &text, const std::u16string &) {
+             EXPECT_NE(nullptr, SSUTF8StrCatUTF8Str(to, text.c_str()));
+           },
+           +[](SSUCS2Str *, SSUTF8Str *to, const std::string &, const std::u16string &text) {
+             EXPECT_NE(nullptr, SSUTF8StrCatUCS2Str(to, text.c_str()));
+           },
+       }) {
+    Ucs2Record toUnits(32);
+    Utf8Record toBytes(32);
+    SSUCS2StrCatUCS2Str(&toUnits, u"kept");
+    SSUTF8StrCatUTF8Str(&toBytes, "kept");
+    {
+      support::Fault fault(Call::allocation, 1, ENOMEM, true);
+      append(&toUnits, &toBytes, bytes, units);
+      EXPECT_TRUE(fault.struck());
+    }
+    EXPECT_EQ(32u, toUnits.strBufSize);
+    EXPECT_TRUE(std::u16string(u"kept") == toUnits.pStr);
+    EXPECT_EQ(32u, toBytes.strBufSize);
+    EXPECT_STREQ("kept", toBytes.pStr);
+    append(&toUnits, &toBytes, bytes, units);
+    EXPECT_EQ(108u, toUnits.strLen + toBytes.strLen);
+  }
+}
+
+constexpr char kDump[] =
+    "0x00000100: 00 09 1F 20:21 41 7A 7B:7E 7F 80 FF:30 31 32 33    ... !Az.....0123 \r\n"
+    "0x00000110: 61 62 63 64:65                                     abcde            \r\n";
+constexpr uint8_t kDumped[] =
+    "\x00\x09\x1F !Az{~\x7F\x80\xFF"
+    "0123abcde";
+constexpr uint32_t kDumpedCount = 21;
+
+TEST(Dump, ShowsSixteenBytesALine)
+{
+  Utf8Record record(16);
+  SSUTF8StrCatUTF8Str(&record, "dump:");
+  EXPECT_EQ(SM_STATUS_SUCCESS, BufToSSUTF8Str(&record, kDumped, kDumpedCount, 0x100));
+  EXPECT_EQ(std::string("dump:") + kDump, record.pStr);
+  EXPECT_EQ(5u + 2 * 82, record.strLen);
+  EXPECT_EQ(176u, record.strBufSize);  // 88 for the first line, and twice that for the second
+
+  uint32_t count = kDumpedCount;
+  const std::unique_ptr<char, void (*)(void *)> text(BufToUTF8Str(kDumped, &count, 0x100), SMFreeMem);
+  EXPECT_STREQ(kDump, text.get());
+  EXPECT_EQ(2u * 82 + 1, count);
+
+  Ucs2Record units(16);
+  SSUCS2StrCatUTF8Str(&units, "dump:");
+  EXPECT_EQ(SM_STATUS_SUCCESS, SMBufToUCS2Str(&units, kDumped, kDumpedCount, 0x100));
+  EXPECT_EQ(std::string("dump:") + kDump, std::string(units.pStr, units.pStr + units.strLen));
+  EXPECT_EQ((5u + 2 * 82 + 1) * 2, units.strBufSize);
+}
+
+TEST(Dump, ShowsEveryByteAndEveryLengthOfALine)
+{
+  GuardedBlock bytes(256);
+  for (uint32_t i = 0; i < 256; ++i) {
+    bytes.data()[i] = static_cast<uint8_t>(i);
+  }
+  for (uint32_t length = 1; length <= 256; ++length) {
+    uint32_t count = length;
+    const uint8_t *start = bytes.data() + 256 - length;
+    const std::unique_ptr<char, void (*)(void *)> text(BufToUTF8Str(start, &count, 0xFFFFFFF0), SMFreeMem);
+    std::string expected;
+    for (uint32_t line = 0; line < length; line += 16) {
+      char digits[64];
+      snprintf(digits, sizeof(digits), "0x%08X: ", line - 16);
+      std::string shown = digits;
+      std::string characters;
+      for (uint32_t i = 0; i < 16 && line + i < length; ++i) {
+        const uint8_t byte = start[line + i];
+        snprintf(digits, sizeof(digits), "%s%02X", i == 0 ? "" : i % 4 == 0 ? ":" : " ", byte);
+        shown += digits;
+        characters += byte >= 32 && byte <= 122 ? static_cast<char>(byte) : '.';
+      }
+      shown.resize(63, ' ');
+      characters.resize(17, ' ');
+      expected += shown + characters + "\r\n";
+    }
+    ASSERT_EQ(expected, text.get());
+    ASSERT_EQ(expected.size() + 1, count);
+  }
+}
+
+TEST(Dump, OfNothingIsEmpty)
+{
+  uint32_t count = 0;
+  EXPECT_EQ(SM_STATUS_SUCCESS, BufToSSUTF8Str(nullptr, kDumped, 0, 0));
+  EXPECT_EQ(SM_STATUS_SUCCESS, BufToSSUTF8Str(nullptr, nullptr, 5, 0));
+  for (const uint8_t *bytes : {kDumped, static_cast<const uint8_t *>(nullptr)}) {
+    count = bytes == nullptr ? 5 : 0;
+    const std::unique_ptr<char, void (*)(void *)> text(BufToUTF8Str(bytes, &count, 0), SMFreeMem);
+    EXPECT_STREQ("", text.get());
+    EXPECT_EQ(1u, count);
+  }
+  EXPECT_EQ(nullptr, BufToUTF8Str(kDumped, nullptr, 0));
+  count = 0xFFFFFFFF;  // a dump that no count can tell the length of
+  EXPECT_EQ(nullptr, BufToUTF8Str(kDumped, &count, 0));
+  EXPECT_EQ(0xFFFFFFFFu, count);
+  Ucs2Record units(16);
+  EXPECT_EQ(SM_STATUS_SUCCESS, BufToUCS2Str(&units, nullptr, 5, 0));
+  EXPECT_EQ(0u, units.strLen);
+  SSUCS2Str noUnits = {};
+  SSUTF8Str noBytes = {};
+  EXPECT_EQ(kUnsuccessful, BufToUCS2Str(&noUnits, nullptr, 0, 0));
+  EXPECT_EQ(kUnsuccessful, BufToSSUTF8Str(&noBytes, kDumped, 1, 0));
+  EXPECT_EQ(kUnsuccessful, BufToSSUTF8Str(nullptr, kDumped, 1, 0));
+}
+
+TEST(Dump, FailsWithoutMemory)
+{
+  const std::vector<uint8_t> bytes(16 * 30, 'b');  // 2460 characters: the working string has to grow once
+  const auto count = static_cast<uint32_t>(bytes.size());
+  const long blocks = support::liveBlocks();
+  EXPECT_EQ(1u, support::failEach(Call::allocation, ENOMEM, [&](unsigned nth) {
+              uint32_t size = count;
+              char *text = BufToUTF8Str(bytes.data(), &size, 0);
+              EXPECT_EQ(nth == 1, text == nullptr);
+              EXPECT_EQ(nth == 1 ? count : 2461u, size);
+              SMFreeMem(text);
+            }));
+  // A buffer for exactly five lines, and none for the sixth: what was appended stays.
+  Utf8Record record(5 * 82 + 1);
+  {
+    support::Fault fault(Call::allocation, 1);
+    EXPECT_EQ(kUnsuccessful, BufToSSUTF8Str(&record, bytes.data(), 96, 0));
+  }
+  EXPECT_EQ(5u * 82, record.strLen);
+  // The working string, its growth, the append to the record.
+  const uint32_t statuses[] = {SM_STATUS_NO_MEMORY, kUnsuccessful, SM_STATUS_SUCCESS, SM_STATUS_SUCCESS};
+  Ucs2Record units(16);
+  EXPECT_EQ(3u, support::failEach(Call::allocation, ENOMEM, [&](unsigned nth) {
+              EXPECT_EQ(statuses[nth - 1], BufToUCS2Str(&units, bytes.data(), count, 0)) << nth;
+              EXPECT_EQ(nth == 4 ? 2460u : 0u, units.strLen);
+            }));
+  SSUTF8StrFree(&record);
+  SSUCS2StrFree(&units);
+  EXPECT_EQ(blocks, support::liveBlocks());
+}
+
+}  // namespace

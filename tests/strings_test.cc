@@ -1,0 +1,468 @@
+// Strings: exact results and exact writes at every length and alignment, with both ends of a string where a byte too many
+// is noticed; the order of units and bytes; digits.
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <locale.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <iterator>
+#include <numeric>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "qvsupt32.h"
+#include "support/guarded_block.h"
+
+namespace {
+
+using Text = std::u16string;
+
+constexpr size_t kBlockUnits = 8;  // what the library looks at in one step
+
+/// Units that end at an unreadable page. In front of them stand zeros and the units of a text in turns: whoever takes
+/// those for a part of the string finds too much, or too early an end.
+class Guarded {
+ public:
+  Guarded() : block_(kMost * sizeof(SMChar16)) {}
+  explicit Guarded(const Text &units) : Guarded() { hold(units); }
+
+  /// Holds other units.
+  SMChar16 *hold(const Text &units, const Text &before = u"x")
+  {
+    units_ = reinterpret_cast<SMChar16 *>(block_.data()) + kMost - units.size();
+    std::copy(units.begin(), units.end(), units_);
+    for (size_t i = 1; i <= kBlockUnits; ++i) {
+      units_[-static_cast<ptrdiff_t>(i)] = i % 2 == 0 ? u'\0' : before[i / 2 % before.size()];
+    }
+    return units_;
+  }
+
+  operator SMChar16 *() { return units_; }
+
+ private:
+  static constexpr size_t kMost = 5100;
+  support::GuardedBlock block_;
+  SMChar16 *units_;
+};
+
+/// The units of a string with its terminator.
+Text terminated(const Text &text)
+{
+  return text + u'\0';
+}
+
+/// What an operation leaves in a buffer that held units 0xAAAA behind a string.
+template <class Operation>
+Text leftBy(const Text &string, size_t size, Operation operation)
+{
+  Text buffer(size, u'\xAAAA');
+  std::copy_n(terminated(string).begin(), string.size() + 1, buffer.begin());
+  operation(buffer.data());
+  return buffer;
+}
+
+Text padded(Text text, size_t size)
+{
+  text.resize(size, u'\xAAAA');
+  return text;
+}
+
+Text randomText(std::mt19937 &random, const Text &alphabet, size_t length)
+{
+  Text text(length, u'\0');
+  std::generate(text.begin(), text.end(), [&] { return alphabet[random() % alphabet.size()]; });
+  return text;
+}
+
+TEST(Strings, EachNameIsTheSameFunction)
+{
+  void *library = dlopen(QVSUPT32_LIBRARY, RTLD_NOW);
+  ASSERT_NE(nullptr, library);
+  const auto expectSame = [&](const std::string &name, const std::string &other) {
+    EXPECT_NE(nullptr, dlsym(library, name.c_str())) << name;
+    EXPECT_EQ(dlsym(library, name.c_str()), dlsym(library, other.c_str())) << other;
+  };
+  for (const char *suffix :
+       {"len", "cpy", "ncpy", "cat", "ncat", "cmp", "chr", "str", "spn", "cspn", "tok", "set", "nset", "rev"}) {
+    expectSame(std::string("Uni_str") + suffix, std::string("UCS2Str") + suffix);
+    expectSame(std::string("Uni_str") + suffix, std::string("SMUCS2Str") + suffix);
+  }
+  expectSame("UTF8Strnicmp", "SMUTF8Strnicmp");
+  expectSame("strupr", "SMUTF8StrUpperCase");
+  expectSame("strlwr", "SMUTF8StrLowerCase");
+  expectSame("strrev", "SMUTF8Strrev");
+  dlclose(library);
+}
+
+TEST(Strings, SearchesStopWhereTheyShould)
+{
+  std::vector<size_t> lengths(70);
+  std::iota(lengths.begin(), lengths.end(), 0);
+  lengths.insert(lengths.end(), {2047, 2048, 5001});
+  Guarded guarded;
+  for (const size_t length : lengths) {
+    SMChar16 *s = guarded.hold(terminated(Text(length, u'a')));
+    ASSERT_EQ(length, Uni_strlen(s));
+    ASSERT_EQ(s + length, Uni_strchr(s, u'\0'));
+    ASSERT_EQ(nullptr, Uni_strchr(s, u'x'));
+    ASSERT_EQ(length, Uni_strspn(s, u"ba"));
+    ASSERT_EQ(length, Uni_strcspn(s, u"yx"));
+    ASSERT_EQ(nullptr, Uni_strpbrk(s, u"yx"));
+    for (size_t at = 0; at < length; at += length < 100 ? 1 : 509) {
+      s[at] = u'x';
+      s[length - 1] = u'x';
+      ASSERT_EQ(s + at, Uni_strchr(s, u'x')) << length;
+      ASSERT_EQ(at, Uni_strspn(s, u"ba")) << length;
+      ASSERT_EQ(at, Uni_strcspn(s, u"yx")) << length;
+      ASSERT_EQ(s + at, Uni_strpbrk(s, u"yx")) << length;
+      s[at] = u'a';
+      s[length - 1] = u'a';
+    }
+  }
+}
+
+// The sets are too large to be compared member by member, hold units with equal low bytes, or both.
+TEST(Strings, SetsOfEverySize)
+{
+  const Text alphabet = u"\u0001Aa\u00C1\u0141\u0161\u4141\uFF41\uFFFFbcdefghijklmnopqrstuvwxyz";
+  std::mt19937 random(1);
+  Guarded guarded;
+  Guarded otherGuarded;
+  for (int round = 0; round < 3000; ++round) {
+    const Text text = randomText(random, alphabet, random() % 40);
+    const Text set = randomText(random, alphabet, random() % 40);
+    SMChar16 *s = guarded.hold(terminated(text), alphabet);
+    const SMChar16 *members = otherGuarded.hold(terminated(set));
+    const size_t inside = std::min(text.size(), text.find_first_not_of(set));
+    const size_t outside = std::min(text.size(), text.find_first_of(set));
+    ASSERT_EQ(inside, Uni_strspn(s, members)) << round;
+    ASSERT_EQ(outside, Uni_strcspn(s, members)) << round;
+    ASSERT_EQ(outside == text.size() ? nullptr : s + outside, Uni_strpbrk(s, members)) << round;
+  }
+}
+
+TEST(Strings, FindsTheFirstOccurrence)
+{
+  SMChar16 text[] = u"abcabd";
+  EXPECT_EQ(text, Uni_strstr(text, u""));
+  EXPECT_EQ(nullptr, Uni_strstr(text, u"abcabda"));
+  SMChar16 empty[] = u"";
+  EXPECT_EQ(empty, Uni_strstr(empty, u""));
+
+  std::mt19937 random(2);
+  Guarded guarded;
+  Guarded otherGuarded;
+  for (int round = 0; round < 5000; ++round) {
+    const Text alphabet = round % 2 == 0 ? u"ab" : u"aaaab";
+    const Text hay = randomText(random, alphabet, random() % 60);
+    const Text needle = randomText(random, alphabet, random() % 12);
+    SMChar16 *s = guarded.hold(terminated(hay), u"ab");
+    const SMChar16 *t = otherGuarded.hold(terminated(needle));
+    const size_t found = hay.find(needle);
+    ASSERT_EQ(found == Text::npos ? nullptr : s + found, Uni_strstr(s, t)) << round;
+  }
+}
+
+TEST(Strings, CopiesAndAppendsWriteExactly)
+{
+  Guarded guarded;
+  for (size_t length = 0; length < 20; ++length) {
+    const Text text(length, u'\x263A');
+    for (const Text &old : {Text(), Text(u"0123456789")}) {
+      const size_t size = 40;
+      EXPECT_EQ(padded(terminated(text), size), leftBy(u"", size, [&](SMChar16 *dst) {
+                  EXPECT_EQ(dst, Uni_strcpy(dst, guarded.hold(terminated(text))));
+                }));
+      guarded.hold(terminated(text));
+      EXPECT_EQ(padded(terminated(old + text), size),
+                leftBy(old, size, [&](SMChar16 *dst) { EXPECT_EQ(dst, Uni_strcat(dst, guarded)); }));
+      for (uint32_t n = 0; n < 24; ++n) {
+        // No more of the source than n units can be read.
+        const SMChar16 *cut = guarded.hold(terminated(text).substr(0, n));
+        const Text kept = text.substr(0, n);
+        EXPECT_EQ(padded(n > length ? terminated(text) : kept, size), leftBy(u"", size,
+                                                                             [&](SMChar16 *dst) {
+                                                                               dst[0] = u'\xAAAA';
+                                                                               EXPECT_EQ(dst, Uni_strncpy(dst, cut, n));
+                                                                             }))
+            << length << " " << n;
+        EXPECT_EQ(padded(terminated(old + kept), size),
+                  leftBy(old, size, [&](SMChar16 *dst) { EXPECT_EQ(dst, Uni_strncat(dst, cut, n)); }))
+            << length << " " << n;
+      }
+    }
+  }
+  Guarded unterminated(u"abc");
+  EXPECT_EQ(unterminated + 0, Uni_strncat(unterminated, u"d", 0));
+  EXPECT_EQ(padded(terminated(u"abc"), 9), leftBy(u"", 9, [](SMChar16 *dst) { Uni_strncpy(dst, u"abc", UINT32_MAX); }));
+  EXPECT_EQ(padded(terminated(u"abc"), 9), leftBy(u"a", 9, [](SMChar16 *dst) { Uni_strncat(dst, u"bc", UINT32_MAX); }));
+}
+
+// Two strings that differ nowhere or in one unit, both ending at an unreadable page or some units before it, so that they
+// start at all distances from each other's block boundaries.
+TEST(Strings, ComparisonsSeeEveryUnitAndNoFurther)
+{
+  Guarded guarded;
+  Guarded otherGuarded;
+  for (size_t length = 0; length < 36; ++length) {
+    for (size_t behind = 0; behind < 2 * kBlockUnits; ++behind) {
+      const Text text(length, u'k');
+      const SMChar16 *s = guarded.hold(terminated(text));
+      SMChar16 *t = otherGuarded.hold(terminated(text) + Text(behind, u'z'));
+      ASSERT_EQ(0U, Uni_strcmp(s, t));
+      ASSERT_EQ(0U, Uni_strcmp(t, s));
+      ASSERT_EQ(0, Uni_strncasecmp(t, s, INT32_MAX));
+      ASSERT_EQ(0U, Uni_memcmp(s, t, static_cast<uint32_t>(length + 1)));
+      for (size_t at = 0; at <= length; ++at) {
+        const auto same = static_cast<int32_t>(at);
+        const SMChar16 old = t[at];
+        t[at] = u'\xF000';  // the string may end behind it or go on
+        const auto difference = static_cast<int32_t>(old) - 0xF000;
+        if (at < length || behind > 0) {
+          ASSERT_EQ(static_cast<uint32_t>(difference & 0xFFFF), Uni_strcmp(s, t)) << length << " " << at;
+          ASSERT_EQ(static_cast<uint32_t>(-difference & 0xFFFF), Uni_strcmp(t, s)) << length << " " << at;
+        }
+        const auto folded = difference - (at < length ? 'k' - 'K' : 0);
+        ASSERT_EQ(folded, Uni_strncasecmp(s, t, same + 1)) << length << " " << at;
+        ASSERT_EQ(-folded, Uni_strncasecmp(t, s, same + 1)) << length << " " << at;
+        ASSERT_EQ(0, Uni_strncasecmp(s, t, same)) << length << " " << at;
+        ASSERT_EQ(static_cast<uint32_t>(difference & 0xFFFF), Uni_memcmp(s, t, static_cast<uint32_t>(length + 1)));
+        ASSERT_EQ(0U, Uni_memcmp(s, t, static_cast<uint32_t>(at)));
+        t[at] = old;
+      }
+    }
+  }
+  EXPECT_EQ(1U, Uni_strcmp(u"b", u"a"));
+  EXPECT_EQ(65535U, Uni_strcmp(u"a", u"b"));
+  EXPECT_NE(0U, Uni_memcmp(u"a\0b", u"a\0c", 3));  // a terminator is a unit like any other
+  EXPECT_EQ(0, Uni_strncasecmp(u"a", u"b", 0));
+  EXPECT_EQ(0, Uni_strncasecmp(u"a", u"b", -1));
+}
+
+TEST(Strings, LimitedComparisonsNeedNoTerminator)
+{
+  Guarded guarded;
+  Guarded otherGuarded;
+  for (size_t length = 1; length < 40; ++length) {
+    for (size_t behind = 0; behind < 4; ++behind) {
+      const SMChar16 *s = guarded.hold(Text(length, u'Q'));
+      const SMChar16 *t = otherGuarded.hold(Text(length, u'q') + Text(behind, u'z'));
+      ASSERT_EQ(0, Uni_strncasecmp(s, t, static_cast<int32_t>(length)));
+      ASSERT_EQ(0, Uni_strncasecmp(t, s, static_cast<int32_t>(length)));
+      support::GuardedBlock a(std::vector<uint8_t>(length, 'Q'));
+      support::GuardedBlock b(std::vector<uint8_t>(length + behind, 'q'));
+      const auto *bytes = reinterpret_cast<const char *>(a.data());
+      auto *others = reinterpret_cast<char *>(b.data());
+      const auto limit = static_cast<uint32_t>(length);
+      ASSERT_EQ(0, UTF8Strnicmp(bytes, others, limit));
+      others[length - 1] = '\0';
+      ASSERT_EQ(-'q', UTF8Strnicmp(others, bytes, limit));
+      ASSERT_EQ('q', UTF8Strnicmp(bytes, others, limit));
+      ASSERT_EQ(0, UTF8Strnicmp(bytes, others, limit - 1));
+    }
+  }
+}
+
+// Every unit and every byte, where blocks are compared and where they are not.
+TEST(Strings, CaseIsThatOfAsciiLettersOnly)
+{
+  alignas(16) SMChar16 units[kBlockUnits + 2] = u"........q";
+  alignas(16) SMChar16 others[kBlockUnits + 2] = u"........q";
+  alignas(16) char bytes[18] = "................q";
+  alignas(16) char otherBytes[18] = "................q";
+  for (const size_t at : {0U, 1U}) {  // aligned, and not
+    for (int32_t unit = 0; unit <= 0xFFFF; ++unit) {
+      units[at] = static_cast<SMChar16>(unit);
+      for (const SMChar16 other : u"q_[") {
+        others[at] = other;
+        const int32_t expected = (unit >= 97 && unit <= 122 ? unit - 32 : unit) - (other == u'q' ? u'Q' : other);
+        const int32_t got = Uni_strncasecmp(units + at, others + at, static_cast<int32_t>(std::size(units)) - 2);
+        ASSERT_EQ(expected, got) << unit;
+      }
+    }
+    for (int32_t byte = 0; byte <= 0xFF; ++byte) {
+      bytes[at] = static_cast<char>(byte);
+      for (const char other : {'Q', '_', '[', '\x80', '\0'}) {
+        otherBytes[at] = other;
+        const int32_t expected =
+            (byte >= 65 && byte <= 90 ? byte + 32 : byte) - (other == 'Q' ? 'q' : static_cast<uint8_t>(other));
+        ASSERT_EQ(expected, UTF8Strnicmp(bytes + at, otherBytes + at, sizeof(bytes) - 2)) << byte;
+      }
+    }
+  }
+  EXPECT_GT(Uni_strncasecmp(u"[", u"a", 1), 0);
+  EXPECT_LT(UTF8Strnicmp("[", "A", 1), 0);
+  EXPECT_EQ(0, UTF8Strnicmp("a", "b", 0));
+}
+
+TEST(Strings, TokensAreCutOutOneByOne)
+{
+  SMChar16 text[] = u"  a,b";
+  SMChar16 *first = Uni_strtok(text, u" ,");
+  EXPECT_EQ(text + 2, first);
+  EXPECT_EQ(text + 4, ___Uni_strtok);
+  EXPECT_EQ(text + 4, Uni_strtok(nullptr, u" ,"));
+  EXPECT_EQ(nullptr, ___Uni_strtok);
+  EXPECT_EQ(nullptr, Uni_strtok(nullptr, u" ,"));
+  EXPECT_EQ(nullptr, Uni_strtok(nullptr, u" ,"));
+  EXPECT_EQ(Text(u"  a\0b", 5), Text(text, 5));
+
+  // A text that ends in a separator has a position left, but no token. The set may change from call to call.
+  SMChar16 other[] = u"x=1;;";
+  EXPECT_EQ(Text(u"x"), Uni_strtok(other, u"="));
+  EXPECT_EQ(Text(u"1"), Uni_strtok(nullptr, u";"));
+  EXPECT_EQ(other + 4, ___Uni_strtok);
+  EXPECT_EQ(nullptr, Uni_strtok(nullptr, u";"));
+  EXPECT_EQ(nullptr, ___Uni_strtok);
+  EXPECT_EQ(Text(u"x"), Uni_strtok(other, u""));
+}
+
+TEST(Strings, FillsAndReverses)
+{
+  for (size_t length = 0; length < 70; ++length) {
+    Text text(length, u'\0');
+    std::string bytes(length, '\0');
+    for (size_t i = 0; i < length; ++i) {
+      text[i] = static_cast<SMChar16>(0x3001 + i * 0x101);
+      bytes[i] = static_cast<char>(i + 1);
+    }
+    const size_t size = length + 3;
+    EXPECT_EQ(padded(terminated(Text(length, u'\x2122')), size),
+              leftBy(text, size, [](SMChar16 *s) { EXPECT_EQ(s, Uni_strset(s, u'\x2122')); }));
+    EXPECT_EQ(padded(Text(length + 2, u'\x2122'), size),
+              leftBy(text, size, [&](SMChar16 *s) { Uni_strnset(s, u'\x2122', static_cast<uint32_t>(length + 2)); }));
+    EXPECT_EQ(padded(terminated(Text(text.rbegin(), text.rend())), size),
+              leftBy(text, size, [](SMChar16 *s) { EXPECT_EQ(s, Uni_strrev(s)); }));
+    std::string reversed = bytes;
+    EXPECT_EQ(reversed.data(), strrev(reversed.data()));
+    EXPECT_EQ(std::string(bytes.rbegin(), bytes.rend()), reversed);
+  }
+}
+
+// Packed records have strings at odd addresses. The instrumented build refuses to read them.
+TEST(Strings, OddAddressesAreRead)
+{
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "misaligned accesses are errors in this build";
+#endif
+  const Text text = terminated(u"a string of 22 units\u0100\u0001");
+  std::vector<char> record(text.size() * sizeof(SMChar16) + 32);
+  for (size_t odd = 1; odd < 16; odd += 2) {
+    memcpy(record.data() + odd, text.data(), text.size() * sizeof(SMChar16));
+    auto *s = reinterpret_cast<SMChar16 *>(record.data() + odd);
+    EXPECT_EQ(22U, Uni_strlen(s));
+    EXPECT_EQ(s + 20, Uni_strchr(s, u'\u0100'));
+    EXPECT_EQ(s + 12, Uni_strstr(s, u"22"));
+    EXPECT_EQ(0U, Uni_strcmp(s, text.c_str()));
+    EXPECT_EQ(0U, Uni_strcmp(text.c_str(), s));
+  }
+}
+
+TEST(Strings, CaseFollowsTheLocale)
+{
+  char text[] = "Mixed 1_{ \xE4\xC4\xFF";
+  EXPECT_EQ(text, strupr(text));
+  EXPECT_STREQ("MIXED 1_{ \xE4\xC4\xFF", text);
+  EXPECT_EQ(text, strlwr(text));
+  EXPECT_STREQ("mixed 1_{ \xE4\xC4\xFF", text);
+
+  char directory[] = "/tmp/qvsupt32-locale-XXXXXX";
+  ASSERT_NE(nullptr, mkdtemp(directory));
+  const std::string made = std::string(directory) + "/latin1";
+  const int status = system(("localedef -i de_DE -f ISO-8859-1 " + made + " >/dev/null 2>&1").c_str());
+  setenv("LOCPATH", directory, 1);
+  const locale_t latin1 = newlocale(LC_CTYPE_MASK, "latin1", nullptr);
+  unsetenv("LOCPATH");
+  std::filesystem::remove_all(directory);
+  if (latin1 == nullptr) {
+    GTEST_SKIP() << "localedef makes no Latin-1 locale here, status " << status;
+  }
+  const locale_t old = uselocale(latin1);
+  EXPECT_STREQ("MIXED 1_{ \xC4\xC4\xFF", strupr(text));
+  EXPECT_STREQ("mixed 1_{ \xE4\xE4\xFF", strlwr(text));
+  uselocale(old);
+  freelocale(latin1);
+}
+
+TEST(Strings, IntegersAsDigits)
+{
+  const struct {
+    int32_t value;
+    int32_t radix;
+    const char *digits;
+  } rows[] = {
+      {0, 8, "0"},
+      {0, 10, "0"},
+      {0, 7, "0"},
+      {8, 8, "10"},
+      {-1, 8, "37777777777"},
+      {INT32_MIN, 8, "20000000000"},
+      {INT32_MAX, 10, "2147483647"},
+      {INT32_MIN, 10, "-2147483648"},
+      {0xABCDEF, 16, "abcdef"},
+      {-1, 16, "ffffffff"},
+      {-17, 0, "-17"},
+      {-17, 36, "-17"},
+      {-17, -2, "-17"},
+  };
+  for (const auto &row : rows) {
+    char text[33];
+    EXPECT_EQ(static_cast<intptr_t>(strlen(row.digits)), ltostr(text, row.value, row.radix));
+    EXPECT_STREQ(row.digits, text);
+  }
+  const std::pair<int32_t, const char *> inBase2[] = {
+      {0, ""},
+      {1, "1"},
+      {10, "1010"},
+      {INT32_MAX, "1111111111111111111111111111111"},
+      {-1, "11111111111111111111111111111111"},
+      {INT32_MIN, "10000000000000000000000000000000"},
+  };
+  for (const auto &[value, digits] : inBase2) {
+    support::GuardedBlock block(33);
+    auto *text = reinterpret_cast<char *>(block.data());
+    EXPECT_EQ(text, dec2bin(text, value));
+    EXPECT_STREQ(digits, text);
+    memset(text, '?', 33);
+    EXPECT_EQ(text, reinterpret_cast<char *>(ltostr(text, value, 2)));
+    EXPECT_STREQ(digits, text);
+  }
+}
+
+TEST(Strings, DigitStrings)
+{
+  const auto plain = [](const char *s) { return IsASCIIIntNum(s, 0); };
+  const auto withSign = [](const char *s) { return IsASCIIIntNum(s, 256); };  // any nonzero 16 bits
+  const auto capitals = [](const char *s) { return IsASCIIHexNum(s, 0); };
+  const auto small = [](const char *s) { return IsASCIIHexNum(s, 1); };
+  const auto octal = [](const char *s) { return IsASCIIOctalNum(s); };
+  const struct {
+    uint32_t (*check)(const char *);
+    std::vector<const char *> good;
+    std::vector<const char *> bad;
+  } rows[] = {
+      {plain, {"0", "0123456789"}, {"-1", "+1", "1 ", " 1", "1/", "1:", "1.0", "\xB2"}},
+      {withSign, {"0", "-1", "+1", "-", "+"}, {"--1", "+-1", "1-", " -1"}},
+      {capitals, {"09AF", "0x09AF", "0x"}, {"1f", "0X1", "x1", "0x0x1", "G", "@", "0x ", "-1"}},
+      {small, {"09af", "0x09af", "0x", "0"}, {"1F", "0X1", "x1", "0x0x1", "g", "`"}},
+      {octal, {"0", "01234567"}, {"8", "/", "-1", "0x1", "1 "}},
+  };
+  for (const auto &row : rows) {
+    EXPECT_EQ(SM_STATUS_INVALID_PARAMETER, row.check(nullptr));
+    EXPECT_EQ(SM_STATUS_INVALID_PARAMETER, row.check(""));
+    for (const char *text : row.good) {
+      EXPECT_EQ(SM_STATUS_SUCCESS, row.check(text)) << text;
+    }
+    for (const char *text : row.bad) {
+      EXPECT_EQ(SM_STATUS_INVALID_PARAMETER, row.check(text)) << text;
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,452 @@
+// Numbers, times, typed values and parameters: limits, statuses and their order, what is left unwritten, locales.
+
+#include <gtest/gtest.h>
+#include <locale.h>
+#include <stdlib.h>
+#include <time.h>
+
+#include <climits>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "qvsupt32.h"
+#include "support/faults.h"
+#include "support/guarded_block.h"
+
+namespace {
+
+using support::GuardedBlock;
+
+std::string text(const SMChar16 *units)
+{
+  std::string bytes;
+  for (; *units != 0; ++units) {
+    bytes += static_cast<char>(*units);
+  }
+  return bytes;
+}
+
+TEST(NumberTest, DecimalReadersWrapAndStop)
+{
+  const struct {
+    const char *text;
+    int64_t asSigned;
+    uint64_t asUnsigned;
+  } rows[] = {
+      {"", 0, 0},
+      {" \t\n+12x3", 12, 12},
+      {"-5", -5, 0},
+      {"+-5", 0, 0},
+      {"9223372036854775807", INT64_MAX, INT64_MAX},
+      {"-9223372036854775808", INT64_MIN, 0},
+      {"18446744073709551615", -1, UINT64_MAX},
+      {"18446744073709551616", 0, 0},
+      {"0x10", 0, 0},
+  };
+  for (const auto &row : rows) {
+    EXPECT_EQ(row.asSigned, SMASCIIToSigned64(row.text)) << row.text;
+    EXPECT_EQ(row.asUnsigned, SMASCIIToUnSigned64(row.text)) << row.text;
+  }
+}
+
+TEST(NumberTest, WritersFillExactlyTheirRoom)
+{
+  const int64_t numbers[] = {0, 5, -5, INT64_MAX, INT64_MIN};
+  for (const int64_t number : numbers) {
+    GuardedBlock block(21);
+    char *buffer = reinterpret_cast<char *>(block.data());
+    char *digits = SMSigned64ToASCII(buffer, number);
+    EXPECT_EQ(number < 0 ? buffer + 1 : buffer, digits);
+    EXPECT_EQ(std::to_string(number), buffer);
+    const auto pattern = static_cast<uint64_t>(number);
+    EXPECT_EQ(buffer, SMUnSigned64ToASCII(buffer, pattern));
+    EXPECT_EQ(std::to_string(pattern), buffer);
+  }
+}
+
+TEST(NumberTest, ValidatingReaders)
+{
+  const struct {
+    const char *text;
+    uint32_t radix;
+    uint32_t status;
+    int32_t signed32;
+    uint32_t unsigned32;
+    int64_t signed64;
+    uint64_t unsigned64;
+  } rows[] = {
+      {"-1", 10, 0, -1, 4294967295, -1, 0},
+      {"+7", 10, 0, 7, 7, 7, 7},
+      {"2147483648", 10, 0, INT32_MAX, 2147483648, 2147483648, 2147483648},
+      {"-2147483649", 10, 0, INT32_MIN, 2147483647, -2147483649, 0},
+      {"4294967296", 10, 0, INT32_MAX, UINT32_MAX, 4294967296, 4294967296},
+      {"-", 10, 0, 0, 0, 0, 0},
+      {" 1", 10, 271, 0, 0, 0, 0},
+      {"1.5", 10, 271, 0, 0, 0, 0},
+      {"", 10, 271, 0, 0, 0, 0},
+      {"12", 2, 271, 0, 0, 0, 0},
+      {"17", 8, 0, 15, 15, 15, 15},
+      {"18", 8, 271, 0, 0, 0, 0},
+      {"37777777777", 8, 0, -1, UINT32_MAX, 4294967295, 4294967295},
+      {"1F", 16, 0, 31, 31, 31, 31},
+      {"0x10", 16, 0, 16, 16, 16, 16},
+      {"0x", 16, 0, 0, 0, 0, 0},
+      {"aB", 16, 271, 0, 0, 0, 0},
+      {"ffffffff", 16, 0, -1, UINT32_MAX, 4294967295, 4294967295},
+      {"80000000", 16, 0, INT32_MIN, 2147483648, 2147483648, 2147483648},
+      {"ffffffffffffffff", 16, 0, -1, UINT32_MAX, -1, UINT64_MAX},
+      {nullptr, 10, 271, 0, 0, 0, 0},
+  };
+  for (const auto &row : rows) {
+    SCOPED_TRACE(std::string(row.text == nullptr ? "null" : row.text) + " radix " + std::to_string(row.radix));
+    uint32_t status = 99;
+    EXPECT_EQ(row.signed32, ASCIIToSigned32VT(row.text, row.radix, &status));
+    EXPECT_EQ(row.status, status);
+    EXPECT_EQ(row.unsigned32, ASCIIToUnSigned32VT(row.text, row.radix, &status));
+    EXPECT_EQ(row.status, status);
+    EXPECT_EQ(row.signed64, ASCIIToSigned64VT(row.text, row.radix, &status));
+    EXPECT_EQ(row.status, status);
+    EXPECT_EQ(row.unsigned64, ASCIIToUnSigned64VT(row.text, row.radix, &status));
+    EXPECT_EQ(row.status, status);
+  }
+}
+
+TEST(NumberTest, ValidatedDoubles)
+{
+  const struct {
+    const char *text;
+    uint32_t status;
+    double value;
+  } rows[] = {
+      {"1.500", 0, 1.5}, {"-0.25", 0, -0.25},   {"+3", 0, 3},   {".5", 0, 0.5},         {"5.", 0, 5},
+      {"1e3", 0, 1000},  {"-1.5E-1", 0, -0.15}, {"1e", 271, 0}, {"1e+", 271, 0},        {".", 271, 0},
+      {"-", 0, 0},       {"1.5 ", 271, 0},      {" 1", 271, 0}, {"inf", 271, 0},        {"nan", 271, 0},
+      {"0x1p3", 271, 0}, {"1,5", 271, 0},       {"", 271, 0},   {"1e999", 0, HUGE_VAL},
+  };
+  for (const auto &row : rows) {
+    uint32_t status = 99;
+    EXPECT_EQ(row.value, ASCIIToDoubleVT(row.text, 10, &status)) << row.text;
+    EXPECT_EQ(row.status, status) << row.text;
+  }
+  uint32_t status = 99;
+  EXPECT_EQ(255.0, ASCIIToDoubleVT("ff", 16, &status));
+  EXPECT_EQ(0u, status);
+  EXPECT_EQ(0.0, ASCIIToDoubleVT("1.5", 7, &status));
+  EXPECT_EQ(271u, status);
+  EXPECT_EQ(0.0, ASCIIToDouble("no number"));
+  EXPECT_EQ(2.5, ASCIIToDouble("  2.5abc"));
+}
+
+TEST(TypedValueTest, Reading)
+{
+  const struct {
+    const char *text;
+    uint32_t type;
+    uint32_t radix;
+    uint32_t status;
+    std::vector<uint8_t> bytes;
+  } rows[] = {
+      {"TRUE", SM_TYPE_BOOLEAN, 10, 0, {1, 0}},
+      {"false", SM_TYPE_BOOLEAN, 10, 0, {0, 0}},
+      {"yes", SM_TYPE_BOOLEAN, 10, 271, {}},
+      {"truer", SM_TYPE_BOOLEAN, 10, 271, {}},
+      {"127", SM_TYPE_S8, 10, 0, {0x7F}},
+      {"128", SM_TYPE_S8, 10, 290, {}},
+      {"-128", SM_TYPE_S8, 10, 0, {0x80}},
+      {"-129", SM_TYPE_S8, 10, 291, {}},
+      {"32768", SM_TYPE_S16, 10, 290, {}},
+      {"-32768", SM_TYPE_S16, 10, 0, {0x00, 0x80}},
+      {"-32769", SM_TYPE_S16, 10, 291, {}},
+      {"-2", SM_TYPE_S32, 10, 0, {0xFE, 0xFF, 0xFF, 0xFF}},
+      {"-9223372036854775808", SM_TYPE_S64, 10, 0, {0, 0, 0, 0, 0, 0, 0, 0x80}},
+      {"255", SM_TYPE_U8, 10, 0, {0xFF}},
+      {"256", SM_TYPE_U8, 10, 290, {}},
+      {"-1", SM_TYPE_U8, 10, 290, {}},
+      {"65535", SM_TYPE_U16, 10, 0, {0xFF, 0xFF}},
+      {"65536", SM_TYPE_U16, 10, 290, {}},
+      {"ab", SM_TYPE_U32, 16, 0, {171, 0, 0, 0}},
+      {"aB", SM_TYPE_U32, 16, 271, {}},
+      {"0x1f", SM_TYPE_U32, 16, 0, {31, 0, 0, 0}},
+      {"1", SM_TYPE_U32, 3, 271, {}},
+      {"-5", SM_TYPE_U64, 10, 0, {0, 0, 0, 0, 0, 0, 0, 0}},
+      {"1.500", SM_TYPE_DOUBLE, 10, 0, {0, 0, 0, 0, 0, 0, 0xF8, 0x3F}},
+      {"ko", SM_TYPE_LANGID, 10, 0, {0x12, 0x08, 0, 0}},
+      {"xx", SM_TYPE_LANGID, 10, 0xFFFFFFFF, {}},
+      {"1", SM_TYPE_TIME, 10, 2, {}},
+      {"1", SM_TYPE_BINARY, 10, 2, {}},
+      {"1", UINT32_MAX, 10, 2, {}},
+  };
+  for (const auto &row : rows) {
+    SCOPED_TRACE(std::string(row.text) + " as " + std::to_string(row.type));
+    const auto width = static_cast<uint32_t>(row.bytes.size());
+    GuardedBlock value(std::vector<uint8_t>(width == 0 ? 8 : width, 0xA5));
+    uint32_t size = static_cast<uint32_t>(value.size());
+    EXPECT_EQ(row.status, SMXLTUTF8ToTypeValue(row.text, value.data(), &size, row.type, row.radix));
+    EXPECT_EQ(value.size(), size);
+    EXPECT_EQ(width == 0 ? std::vector<uint8_t>(8, 0xA5) : row.bytes, value.bytes());
+    size = 0;
+    EXPECT_EQ(row.status, SMXLTUTF8ToTypeValue(row.text, nullptr, &size, row.type, row.radix)) << "validation only";
+    EXPECT_EQ(0u, size);
+    if (width != 0) {
+      size = width - 1;
+      EXPECT_EQ(16u, SMXLTUTF8ToTypeValue(row.text, value.data(), &size, row.type, row.radix));
+      EXPECT_EQ(width, size);
+    }
+  }
+  uint32_t size = 4;
+  uint32_t value = 9;
+  EXPECT_EQ(271u, SMXLTUTF8ToTypeValue(nullptr, &value, &size, SM_TYPE_TIME, 10)) << "null comes before the type";
+  EXPECT_EQ(271u, SMXLTUTF8ToTypeValue("1", nullptr, &size, SM_TYPE_U32, 10));
+  EXPECT_EQ(271u, SMXLTUTF8ToTypeValue("1", &value, nullptr, SM_TYPE_U32, 10));
+  size = 0;
+  EXPECT_EQ(290u, SMXLTUTF8ToTypeValue("300", &value, &size, SM_TYPE_U8, 10)) << "the range comes before the size";
+  EXPECT_EQ(0u, size);
+}
+
+template <class T>
+std::vector<uint8_t> bytesOf(T value)
+{
+  std::vector<uint8_t> bytes(sizeof(value));
+  memcpy(bytes.data(), &value, sizeof(value));
+  return bytes;
+}
+
+TEST(TypedValueTest, WritingAndReadingBack)
+{
+  const struct {
+    uint32_t type;
+    std::vector<uint8_t> value;
+    uint32_t least;
+    const char *text;
+    bool readsBack;
+  } rows[] = {
+      {SM_TYPE_BOOLEAN, bytesOf<int16_t>(1), 6, "true", true},
+      {SM_TYPE_BOOLEAN, bytesOf<int16_t>(2), 6, "false", false},
+      {SM_TYPE_S8, bytesOf<int8_t>(-128), 17, "-128", true},
+      {SM_TYPE_S16, bytesOf<int16_t>(INT16_MIN), 17, "-32768", true},
+      {SM_TYPE_S32, bytesOf<int32_t>(INT32_MIN), 17, "-2147483648", true},
+      {SM_TYPE_S64, bytesOf<int64_t>(INT64_MIN), 33, "-9223372036854775808", true},
+      {SM_TYPE_U8, bytesOf<uint8_t>(255), 16, "255", true},
+      {SM_TYPE_U16, bytesOf<uint16_t>(65535), 16, "65535", true},
+      {SM_TYPE_U32, bytesOf<uint32_t>(UINT32_MAX), 16, "4294967295", true},
+      {SM_TYPE_U64, bytesOf<uint64_t>(UINT64_MAX), 32, "18446744073709551615", true},
+      {SM_TYPE_DOUBLE, bytesOf(1.5), 32, "1.500", true},
+      {SM_TYPE_DOUBLE, bytesOf(-0.0625), 32, "-0.062", false},
+      {SM_TYPE_DOUBLE, bytesOf(1e60), 32, "999999999999999949387135297074018866963645011013410073083904", false},
+      {SM_TYPE_LANGID, bytesOf<uint32_t>(2066), 16, "ko", true},
+      {SM_TYPE_LANGID, bytesOf<uint32_t>(1042), 16, "en_US", false},
+  };
+  for (const auto &row : rows) {
+    SCOPED_TRACE(row.text);
+    uint32_t size = row.least - 1;
+    GuardedBlock buffer(row.least);
+    char *out = reinterpret_cast<char *>(buffer.data());
+    memset(out, 0x5A, row.least);
+    EXPECT_EQ(16u, SMXLTTypeValueToUTF8(row.value.data(), 0, out, &size, row.type));
+    EXPECT_EQ(row.least, size);
+    EXPECT_EQ(0x5A, out[0]) << "nothing is written";
+    EXPECT_EQ(0u, SMXLTTypeValueToUTF8(row.value.data(), 0, out, &size, row.type));
+    EXPECT_EQ(row.least, size);
+    EXPECT_EQ(std::string(row.text).substr(0, row.least - 1), out);
+    if (row.readsBack) {
+      std::vector<uint8_t> back(row.value.size());
+      size = static_cast<uint32_t>(back.size());
+      EXPECT_EQ(0u, SMXLTUTF8ToTypeValue(out, back.data(), &size, row.type, 10));
+      EXPECT_EQ(row.value, back);
+    }
+  }
+  uint32_t size = 64;
+  char out[64];
+  EXPECT_EQ(271u, SMXLTTypeValueToUTF8(nullptr, 0, out, &size, 13)) << "null comes before the type";
+  EXPECT_EQ(271u, SMXLTTypeValueToUTF8("", 0, out, nullptr, 0));
+  EXPECT_EQ(2u, SMXLTTypeValueToUTF8("", 0, out, &size, 13));
+}
+
+TEST(TypedValueTest, Dumps)
+{
+  const uint8_t bytes[20] = {'A'};
+  uint32_t size = 0;
+  char out[256] = "kept";
+  EXPECT_EQ(16u, SMXLTTypeValueToUTF8(bytes, 20, out, &size, SM_TYPE_BINARY));
+  EXPECT_EQ(165u, size);
+  EXPECT_STREQ("kept", out);
+  EXPECT_EQ(0u, SMXLTTypeValueToUTF8(bytes, 20, out, &size, SM_TYPE_BINARY));
+  EXPECT_EQ(165u, size);
+  EXPECT_EQ(164u, strlen(out));
+  EXPECT_EQ(0, strncmp(out, "0x00000000: 41 00", 17));
+  size = sizeof(out);
+  EXPECT_EQ(0u, SMXLTTypeValueToUTF8(bytes, 0, out, &size, SM_TYPE_BINARY));
+  EXPECT_EQ(1u, size);
+  EXPECT_STREQ("", out);
+  const unsigned failed = support::failEach(support::Call::allocation, ENOMEM, [&](unsigned) {
+    uint32_t room = sizeof(out);
+    const long before = support::liveBlocks();
+    const uint32_t status = SMXLTTypeValueToUTF8(bytes, 20, out, &room, SM_TYPE_BINARY);
+    EXPECT_TRUE(status == 0 || status == 0xFFFFFFFF) << status;
+    EXPECT_EQ(before, support::liveBlocks());
+  });
+  EXPECT_LE(1u, failed);
+}
+
+TEST(TimeTest, LocalTextWithoutLineFeed)
+{
+  for (const char *zone : {"UTC0", "CET-1"}) {
+    ASSERT_EQ(0, setenv("TZ", zone, 1));
+    for (const int32_t seconds : {0, INT32_MAX, INT32_MIN, 1795057226}) {
+      tzset();
+      const time_t time = seconds;
+      char expected[32];
+      ctime_r(&time, expected);
+      expected[strlen(expected) - 1] = '\0';
+      GuardedBlock block(26);
+      char *out = reinterpret_cast<char *>(block.data());
+      EXPECT_EQ(0u, TimeToUTF8Str(&seconds, out));
+      EXPECT_STREQ(expected, out);
+      EXPECT_EQ(0u, SMTimeToUTF8Str(int64_t{seconds} + (int64_t{5} << 32), out)) << "the low 32 bits count";
+      EXPECT_STREQ(expected, out);
+      SMChar16 units[32];
+      uint32_t size = sizeof(units);
+      EXPECT_EQ(0u, SMUCS2TimeToStr(&seconds, units, &size));
+      EXPECT_EQ(50u, size);
+      EXPECT_EQ(expected, text(units));
+      size = 49;
+      EXPECT_EQ(0xFFFFFFFFu, SMUCS2TimeToStr(&seconds, units, &size));
+      std::vector<uint8_t> value = bytesOf(seconds);
+      char typed[64];
+      size = sizeof(typed);
+      EXPECT_EQ(0u, SMXLTTypeValueToUTF8(value.data(), 0, typed, &size, SM_TYPE_TIME));
+      EXPECT_STREQ(expected, typed);
+    }
+  }
+}
+
+TEST(Ucs2Test, Reading)
+{
+  const struct {
+    const SMChar16 *text;
+    int32_t signed32;
+    uint32_t unsigned32;
+    int64_t signed64;
+    double real;
+  } rows[] = {
+      {u" -12x", -12, 4294967284, -12, -12},
+      {u"99999999999", INT32_MAX, UINT32_MAX, 99999999999, 99999999999.0},
+      {u"12é", 0, 0, 0, 0},
+      {u"1.5e2", 1, 1, 1, 150},
+      {u"", 0, 0, 0, 0},
+      {nullptr, 0, 0, 0, 0},
+  };
+  for (const auto &row : rows) {
+    EXPECT_EQ(row.signed32, SMUCS2ToSigned32(row.text));
+    EXPECT_EQ(row.unsigned32, SMUCS2ToUnSigned32(row.text));
+    EXPECT_EQ(row.signed64, SMUCS2ToSigned64(row.text));
+    EXPECT_EQ(row.real, SMUCS2ToDouble(row.text));
+  }
+  EXPECT_EQ(UINT64_MAX, SMUCS2ToUnSigned64(u"18446744073709551615"));
+  const std::u16string longText = std::u16string(500, u'0') + u"7";
+  EXPECT_EQ(7, SMUCS2ToSigned32(longText.c_str()));
+  const support::Fault fault(support::Call::allocation, 1);
+  EXPECT_EQ(0, SMUCS2ToSigned32(longText.c_str()));
+}
+
+TEST(Ucs2Test, Writing)
+{
+  const struct {
+    int32_t value;
+    int32_t radix;
+    const char *text;
+  } rows[] = {{-5, 10, "-5"}, {-1, 16, "ffffffff"}, {8, 8, "10"}, {5, 2, "101"}, {-1, 7, "-1"}, {0, 2, ""}};
+  for (const auto &row : rows) {
+    SMChar16 units[40];
+    uint32_t size = sizeof(units);
+    EXPECT_EQ(0u, SMUCS2Signed32ToStr(row.value, row.radix, units, &size));
+    EXPECT_EQ(row.text, text(units));
+    EXPECT_EQ(2 * (strlen(row.text) + 1), size);
+    EXPECT_EQ(0u, SMUCS2UnSigned32ToStr(static_cast<uint32_t>(row.value), row.radix, units, &size));
+    EXPECT_EQ(row.text, text(units));
+    uint32_t needed = 0;
+    EXPECT_EQ(0u, SMUCS2Signed32ToStr(row.value, row.radix, nullptr, &needed));
+    EXPECT_EQ(size, needed);
+  }
+  SMChar16 units[2000];
+  uint32_t size = sizeof(units);
+  EXPECT_EQ(0u, SMUCS2DoubleToStr(2.5, 3, units, &size));
+  EXPECT_EQ("2.500", text(units));
+  size = sizeof(units);
+  EXPECT_EQ(0u, SMUCS2DoubleToStr(1e300, 600, units, &size));
+  EXPECT_EQ(2u * (301 + 1 + 600 + 1), size);
+  size = 4;
+  EXPECT_EQ(0xFFFFFFFFu, SMUCS2DoubleToStr(2.5, 3, units, &size));
+  const support::Fault fault(support::Call::allocation, 1);
+  EXPECT_EQ(0xFFFFFFFFu, SMUCS2DoubleToStr(1e300, 600, units, &size));
+}
+
+TEST(LocaleTest, DecimalCommaTouchesOnlyTheUcs2Doubles)
+{
+  if (setlocale(LC_NUMERIC, "de_DE.UTF-8") == nullptr) {
+    GTEST_SKIP() << "this machine has no locale de_DE.UTF-8";
+  }
+  char out[32];
+  const double value = 1.5;
+  uint32_t size = sizeof(out);
+  EXPECT_EQ(0u, SMXLTTypeValueToUTF8(&value, 0, out, &size, SM_TYPE_DOUBLE));
+  EXPECT_STREQ("1.500", out);
+  double back = 0;
+  size = sizeof(back);
+  EXPECT_EQ(0u, SMXLTUTF8ToTypeValue(out, &back, &size, SM_TYPE_DOUBLE, 10));
+  EXPECT_EQ(value, back);
+  SMChar16 units[32];
+  size = sizeof(units);
+  EXPECT_EQ(0u, SMUCS2DoubleToStr(value, 1, units, &size));
+  EXPECT_EQ("1,5", text(units));
+  EXPECT_EQ(value, SMUCS2ToDouble(units));
+  setlocale(LC_NUMERIC, "C");
+}
+
+TEST(ParameterTest, NamesAndValues)
+{
+  char a[] = "a=1";
+  char b[] = "B=2";
+  char c[] = "c";
+  char none[] = "=3";
+  char empty[] = "";
+  char second[] = "a=4=5";
+  char *parameters[] = {a, none, b, nullptr, c, empty, second};
+  const struct {
+    const char *name;
+    int16_t ignoreCase;
+    int32_t index;
+  } rows[] = {{"a", 0, 0},   {"b", 1, 2}, {"b", 0, -1},  {"b", 2, -1}, {"c", 1, -1},
+              {"a=9", 0, 0}, {"", 0, -1}, {"ab", 0, -1}, {"B", 0, 2},  {nullptr, 0, -1}};
+  for (const auto &row : rows) {
+    EXPECT_EQ(row.index, SMNVPGetParamIndexByUTF8Name(7, parameters, row.name, row.ignoreCase))
+        << (row.name == nullptr ? "null" : row.name);
+  }
+  EXPECT_EQ(-1, SMNVPGetParamIndexByUTF8Name(0, parameters, "a", 0));
+  EXPECT_EQ(-1, SMNVPGetParamIndexByUTF8Name(INT32_MIN, parameters, "a", 0));
+  EXPECT_EQ(b + 2, SMNVPGetUTF8ParamValueByUTF8Name(7, parameters, "b", 1));
+  EXPECT_EQ(nullptr, SMNVPGetUTF8ParamValueByUTF8Name(7, parameters, "z", 1));
+  EXPECT_STREQ("4=5", SMNVPGetUTF8ParamValue(second));
+  EXPECT_EQ(nullptr, SMNVPGetUTF8ParamValue(none));
+  EXPECT_EQ(1, SMIsValidParam(a));
+  EXPECT_EQ(0, SMIsValidParam(c));
+  EXPECT_EQ(0, SMIsValidParam(none));
+  EXPECT_EQ(1u, GetUTF8StrParamNameLen(a));
+
+  uint16_t value = 9;
+  uint32_t size = sizeof(value);
+  EXPECT_EQ(0u, SMNVPUTF8ToTypeValue(7, parameters, "b", 1, &value, &size, SM_TYPE_U16, 10));
+  EXPECT_EQ(2u, value);
+  EXPECT_EQ(256u, SMNVPUTF8ToTypeValue(7, parameters, "z", 1, &value, &size, SM_TYPE_U16, 10));
+  EXPECT_EQ(271u, SMNVPUTF8ToTypeValue(7, nullptr, "b", 1, &value, &size, SM_TYPE_U16, 10));
+  EXPECT_EQ(271u, SMNVPUTF8ToTypeValue(7, parameters, "b", 1, nullptr, &size, SM_TYPE_U16, 10));
+  EXPECT_EQ(271u, SMNVPUTF8ToTypeValue(7, parameters, "a", 0, &value, &size, SM_TYPE_BOOLEAN, 10));
+
+  EXPECT_STREQ("a", SMNVPGetUTF8ParamName(second));
+  EXPECT_EQ(nullptr, SMNVPGetUTF8ParamName(second)) << "it is cut now";
+}
+
+}  // namespace
