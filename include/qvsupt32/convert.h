@@ -52,7 +52,8 @@ QVSUPT32_API uint32_t UCS4CharToUTF16Chars(SMChar16 *units, uint32_t *size, uint
  * size always suffices. Otherwise characters are converted one by one, and the first that fails decides between 257
  * and 16; what is converted so far stands in the buffer then, without a terminator. *size is stored with 0 only. */
 
-/*   271  text or size is null
+/* Converts UCS-2 to UTF-8.
+ *   271  text or size is null
  *   257  a surrogate that is not half of a pair
  *   16   a character or the terminator does not fit; a size that passes 32 bits is asked for
  *   0    *size is the bytes written or needed */

@@ -12,7 +12,7 @@ enum class [[nodiscard]] Status : uint32_t{
     success = SM_STATUS_SUCCESS,
     unsuccessful = SM_STATUS_UNSUCCESSFUL,
     badArgument = SM_STATUS_BAD_ARGUMENT,
-  timeout = SM_STATUS_TIMEOUT,
+    timeout = SM_STATUS_TIMEOUT,
     lockFailed = SM_STATUS_LOCK_FAILED,
     indexOutOfRange = SM_STATUS_INDEX_OUT_OF_RANGE,
     bufferTooSmall = SM_STATUS_BUFFER_TOO_SMALL,
@@ -22,8 +22,8 @@ enum class [[nodiscard]] Status : uint32_t{
     alreadyExists = SM_STATUS_ALREADY_EXISTS,
     invalidParameter = SM_STATUS_INVALID_PARAMETER,
     noMemory = SM_STATUS_NO_MEMORY,
-  valueTooLarge = SM_STATUS_VALUE_TOO_LARGE,
-  valueTooSmall = SM_STATUS_VALUE_TOO_SMALL,
+    valueTooLarge = SM_STATUS_VALUE_TOO_LARGE,
+    valueTooSmall = SM_STATUS_VALUE_TOO_SMALL,
 };
 
 constexpr uint32_t result(Status status)

@@ -88,7 +88,8 @@ constexpr uint32_t bitCount16(uint32_t bits)
 template <size_t count, class Function>
 void repeat(Function f)
 {
-  [&f]<size_t... i>(std::index_sequence<i...>) { (f(i), ...); }
+  const auto each = [&f]<size_t... i>(std::index_sequence<i...>) { (f(i), ...); };
+  each
   (std::make_index_sequence<count>());
 }
 
