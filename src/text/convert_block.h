@@ -84,13 +84,17 @@ constexpr uint32_t bitCount16(uint32_t bits)
   return (bits + (bits >> 8)) & 0x1F;
 }
 
+template <class Function, size_t... i>
+void repeatWith(Function f, std::index_sequence<i...>)
+{
+  (f(i), ...);
+}
+
 /// Calls f with 0, 1, ... count - 1 as constants.
 template <size_t count, class Function>
 void repeat(Function f)
 {
-  const auto each = [&f]<size_t... i>(std::index_sequence<i...>) { (f(i), ...); };
-  each
-  (std::make_index_sequence<count>());
+  repeatWith(f, std::make_index_sequence<count>());
 }
 
 // From UTF-8 to UTF-16 ------------------------------------------------------------------------------------------------
@@ -160,7 +164,7 @@ class Utf8LongAscii {
   bool matches() const
   {
     return highBits(Utf8Ascii::asciiIn(blocks_[0]) & Utf8Ascii::asciiIn(blocks_[1]) & Utf8Ascii::asciiIn(blocks_[2]) &
-                  Utf8Ascii::asciiIn(blocks_[3])) == kAllBytes;
+                    Utf8Ascii::asciiIn(blocks_[3])) == kAllBytes;
   }
 
   void convert(char16_t *out) const
@@ -231,7 +235,8 @@ class Utf8LastBytes {
     const __m128i continues = _mm_cmplt_epi8(block, every8(0xC0));  // 10xxxxxx
     const __m128i low = block & every8(0x7F);
     const __m128i middle = _mm_slli_si128(block, 1) & continues & every8(0x3F);
-    const __m128i high = _mm_slli_epi16(_mm_slli_si128(block, 2), 4) & continues & _mm_slli_si128(continues, 1) & every8(0xF0);
+    const __m128i high =
+        _mm_slli_epi16(_mm_slli_si128(block, 2), 4) & continues & _mm_slli_si128(continues, 1) & every8(0xF0);
     const __m128i zero = _mm_setzero_si128();
     store16(units_, _mm_unpacklo_epi8(low, high) | _mm_slli_epi16(_mm_unpacklo_epi8(middle, zero), 6));
     store16(units_ + 8, _mm_unpackhi_epi8(low, high) | _mm_slli_epi16(_mm_unpackhi_epi8(middle, zero), 6));
@@ -467,10 +472,9 @@ class Utf16PairRun {
   {
     const __m128i codePoints = _mm_add_epi32(
         _mm_slli_epi32(units_ & every32(0x3FF), 10) | (_mm_srli_epi32(units_, 16) & every32(0x3FF)), every32(0x10000));
-    store16(out, every32(0x808080F0) | _mm_srli_epi32(codePoints, 18) |
-                     (_mm_srli_epi32(codePoints, 4) & every32(0x3F00)) |
-                     (_mm_slli_epi32(codePoints, 10) & every32(0x3F0000)) |
-                     _mm_slli_epi32(codePoints & every32(0x3F), 24));
+    store16(out,
+            every32(0x808080F0) | _mm_srli_epi32(codePoints, 18) | (_mm_srli_epi32(codePoints, 4) & every32(0x3F00)) |
+                (_mm_slli_epi32(codePoints, 10) & every32(0x3F0000)) | _mm_slli_epi32(codePoints & every32(0x3F), 24));
   }
 
  private:

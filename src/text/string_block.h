@@ -24,7 +24,7 @@ inline size_t offsetInBlock(const void *at)
 
 /// Loads the block that starts at a boundary and that a string has at least one byte of. The sanitizers would take its
 /// other bytes for bytes that are used.
-__attribute__((no_sanitize("address", "thread"))) inline __m128i loadBlock(const void *at)
+__attribute__((no_sanitize("address", "thread"))) inline __m128i loadAlignedBlock(const void *at)
 {
   return _mm_load_si128(static_cast<const __m128i *>(at));
 }
@@ -66,7 +66,7 @@ class EndWatch {
     while (noEndBefore_ < end) {
       const size_t offset = offsetInBlock(noEndBefore_);
       const Unit *block = noEndBefore_ - offset / sizeof(Unit);
-      if (maskOf(equalUnits<Unit>(loadBlock(block), _mm_setzero_si128())) >> offset != 0) {
+      if (maskOf(equalUnits<Unit>(loadAlignedBlock(block), _mm_setzero_si128())) >> offset != 0) {
         return false;
       }
       noEndBefore_ = block + kBlockSize / sizeof(Unit);
@@ -96,8 +96,8 @@ size_t commonLength(const Unit *s, const Unit *t, size_t limit, Fold fold)
   const bool watched = offsetInBlock(t + i) % sizeof(Unit) == 0;
   EndWatch<Unit> watch(t + i);
   while (i < limit && (aligned || (watched && limit - i >= kUnits && watch.goesOnTo(t + i + kUnits)))) {
-    const __m128i a = fold(loadBlock(s + i));
-    const __m128i b = fold(aligned ? loadBlock(t + i) : loadUnaligned(t + i));
+    const __m128i a = fold(loadAlignedBlock(s + i));
+    const __m128i b = fold(aligned ? loadAlignedBlock(t + i) : loadUnaligned(t + i));
     const __m128i ends = equalUnits<Unit>(a, _mm_setzero_si128());
     const unsigned goOn = maskOf(_mm_andnot_si128(ends, equalUnits<Unit>(a, b)));
     if (goOn != 0xFFFF) {

@@ -16,7 +16,7 @@ namespace {
 using Unit = SMChar16;
 using qv::text::commonLength;
 using qv::text::equalUnits;
-using qv::text::loadBlock;
+using qv::text::loadAlignedBlock;
 using qv::text::loadUnaligned;
 using qv::text::maskOf;
 using qv::text::offsetInBlock;
@@ -47,13 +47,13 @@ size_t scan(const Unit *s, size_t limit, Stop stop)
     return i;
   }
   const Unit *block = s - offset / sizeof(Unit);
-  unsigned mask = maskOf(stop(loadBlock(block))) >> offset << offset;
+  unsigned mask = maskOf(stop(loadAlignedBlock(block))) >> offset << offset;
   while (mask == 0) {
     block += kBlockUnits;
     if (static_cast<size_t>(block - s) >= limit) {
       return limit;
     }
-    mask = maskOf(stop(loadBlock(block)));
+    mask = maskOf(stop(loadAlignedBlock(block)));
   }
   const Unit *found = block + static_cast<size_t>(std::countr_zero(mask)) / sizeof(Unit);
   return std::min(limit, static_cast<size_t>(found - s));
