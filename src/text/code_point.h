@@ -35,12 +35,12 @@ inline Character decodeUtf8(const char *at)
   if (form == 1 || form > kLongestForm) {
     return {0, 0};
   }
-  uint32_t codePoint = byte(0) & (0x7Fu >> form);
+  uint32_t codePoint = byte(0) & (0x7FU >> form);
   for (int i = 1; i < form; ++i) {
     if (byte(i) == 0) {
       return {0, 0};
     }
-    codePoint = codePoint << 6 | (byte(i) & 0x3Fu);
+    codePoint = codePoint << 6 | (byte(i) & 0x3FU);
   }
   return {codePoint, static_cast<uint32_t>(form)};
 }
@@ -69,7 +69,7 @@ inline void encodeUtf8(uint32_t codePoint, uint32_t length, char *out)
     out[i] = static_cast<char>(0x80 | (codePoint & 0x3F));
     codePoint >>= 6;
   }
-  *out = static_cast<char>(0xFF00u >> length | codePoint);
+  *out = static_cast<char>(0xFF00U >> length | codePoint);
 }
 
 /// A surrogate that is not half of a pair comes back as {that surrogate, 0}.
@@ -77,10 +77,10 @@ inline Character decodeUtf16(const char16_t *at)
 {
   const uint32_t unit = at[0];
   if ((unit & kSurrogateMask) == kHighSurrogate && (at[1] & kSurrogateMask) == kLowSurrogate) {
-    return {kBeyondUnit + ((unit & 0x3FF) << 10 | (at[1] & 0x3FFu)), 2};
+    return {kBeyondUnit + ((unit & 0x3FF) << 10 | (at[1] & 0x3FFU)), 2};
   }
   const bool surrogate = (unit & kSurrogateMask) == kHighSurrogate || (unit & kSurrogateMask) == kLowSurrogate;
-  return {unit, surrogate ? 0u : 1u};
+  return {unit, surrogate ? 0U : 1U};
 }
 
 /// The units of a code point, 0 above kUtf16Max.

@@ -314,7 +314,7 @@ class Utf8Mixed {
 
  private:
   static constexpr size_t kBytes = 13;
-  static constexpr uint32_t kMask = (1u << kBytes) - 1;
+  static constexpr uint32_t kMask = (1U << kBytes) - 1;
 
   __m128i block_;
   uint32_t high_;

@@ -30,6 +30,7 @@ std::optional<uint64_t> toUnicode(SMChar16 *buffer, uint64_t room, const char *t
   uint64_t count = 0;
   while (text != nullptr) {
     wchar_t part[kPart];
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): its state is the argument
     const size_t converted = mbsrtowcs(part, &text, kPart, &state);
     if (converted == kFailed) {
       return std::nullopt;
@@ -62,6 +63,7 @@ std::optional<uint64_t> toLocal(char *buffer, uint64_t room, const SMChar16 *tex
     }
     char bytes[kPart * MB_LEN_MAX];
     const wchar_t *at = part;
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): its state is the argument
     const size_t converted = wcsnrtombs(bytes, &at, taken, sizeof(bytes), &state);
     if (converted == kFailed) {
       return std::nullopt;

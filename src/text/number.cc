@@ -93,7 +93,7 @@ Status validate(const char *text, uint32_t radix)
 template <class Number, class Unsigned, class ReadDecimal>
 Number readValidated(const char *text, uint32_t radix, uint32_t *status, ReadDecimal readDecimal)
 {
-  const Status valid = validate(text, radix);
+  const Status valid = text == nullptr ? Status::invalidParameter : validate(text, radix);
   *status = qv::result(valid);
   if (valid != Status::success) {
     return 0;

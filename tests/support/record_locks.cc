@@ -26,9 +26,9 @@ std::string recordLocks(pid_t process)
     fields >> advisory >> access >> holder >> file >> first >> last;
     if (kind == "POSIX" && holder == std::to_string(process)) {
       // The table is read in pieces and changes meanwhile: a line may come twice.
-      const std::string line = arrow + access + " " + first + " " + last + "\n";
-      if (locks.find(line) == std::string::npos) {
-        locks += line;
+      const std::string lock = arrow + access + " " + first + " " + last + "\n";
+      if (locks.find(lock) == std::string::npos) {
+        locks += lock;
       }
     }
   }
