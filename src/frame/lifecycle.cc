@@ -15,6 +15,7 @@
 #include "qvsupt32/frame.h"
 #include "qvsupt32/os.h"
 #include "qvsupt32/os_objects.h"
+#include "qvsupt32/paths.h"
 
 int32_t modAttachCount = 0;
 SMBool modExitingFlag = 0;
@@ -35,6 +36,13 @@ struct Step {
 
 /// In the order of attaching. Detaching runs it backwards.
 constexpr Step kSteps[] = {
+    {.attach =
+         [] {
+           SUPTMiscInitInstallPathCache();
+           return true;
+         },
+     .detach = SUPTMiscFreeInstallPathCache,
+     .keptByFailedAttach = true},
     {.attach = [] { return OSSyncInfoAttach() != 0; }, .detach = OSSyncInfoDetach, .keptByFailedAttach = false},
     {.attach = [] { return OSCriticalSectionAttach() != 0; },
      .detach = OSCriticalSectionDetach,
