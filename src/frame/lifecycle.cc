@@ -13,6 +13,7 @@
 #include "frame/alias.h"
 #include "frame/status.h"
 #include "qvsupt32/frame.h"
+#include "qvsupt32/network.h"
 #include "qvsupt32/os.h"
 #include "qvsupt32/os_objects.h"
 
@@ -35,6 +36,9 @@ struct Step {
 
 /// In the order of attaching. Detaching runs it backwards.
 constexpr Step kSteps[] = {
+    {.attach = [] { return LoadIPSupt() == SM_STATUS_SUCCESS; },
+     .detach = [] { (void)UnLoadIPSupt(); },  // it is loaded, unless a caller unloaded it
+     .keptByFailedAttach = false},
     {.attach = [] { return OSSyncInfoAttach() != 0; }, .detach = OSSyncInfoDetach, .keptByFailedAttach = false},
     {.attach = [] { return OSCriticalSectionAttach() != 0; },
      .detach = OSCriticalSectionDetach,

@@ -16,6 +16,7 @@ enum class [[nodiscard]] Status : uint32_t{
     lockFailed = SM_STATUS_LOCK_FAILED,
     indexOutOfRange = SM_STATUS_INDEX_OUT_OF_RANGE,
     bufferTooSmall = SM_STATUS_BUFFER_TOO_SMALL,
+    notLoaded = SM_STATUS_NOT_LOADED,
     limitExceeded = SM_STATUS_LIMIT_EXCEEDED,
     notFound = SM_STATUS_NOT_FOUND,
     badType = SM_STATUS_BAD_TYPE,
