@@ -19,6 +19,7 @@
 #include "qvsupt32/network.h"
 #include "qvsupt32/os.h"
 #include "qvsupt32/os_objects.h"
+#include "qvsupt32/resource.h"
 #include "qvsupt32/sdo.h"
 #include "qvsupt32/strings.h"
 #include "qvsupt32/types.h"
