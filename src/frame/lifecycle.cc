@@ -13,6 +13,7 @@
 #include "frame/alias.h"
 #include "frame/status.h"
 #include "qvsupt32/frame.h"
+#include "qvsupt32/network.h"
 #include "qvsupt32/os.h"
 #include "qvsupt32/os_objects.h"
 #include "qvsupt32/paths.h"
@@ -43,6 +44,9 @@ constexpr Step kSteps[] = {
          },
      .detach = SUPTMiscFreeInstallPathCache,
      .keptByFailedAttach = true},
+    {.attach = [] { return LoadIPSupt() == SM_STATUS_SUCCESS; },
+     .detach = [] { (void)UnLoadIPSupt(); },  // it is loaded, unless a caller unloaded it
+     .keptByFailedAttach = false},
     {.attach = [] { return OSSyncInfoAttach() != 0; }, .detach = OSSyncInfoDetach, .keptByFailedAttach = false},
     {.attach = [] { return OSCriticalSectionAttach() != 0; },
      .detach = OSCriticalSectionDetach,

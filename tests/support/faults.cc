@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/sem.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -199,6 +200,11 @@ int access(const char *path, int mode) noexcept
 int close(int descriptor)
 {
   return strikes(Call::close) ? -1 : real<int(int)>("close")(descriptor);
+}
+
+int socket(int family, int type, int protocol) noexcept
+{
+  return strikes(Call::socket) ? -1 : real<int(int, int, int)>("socket")(family, type, protocol);
 }
 
 int semget(key_t key, int count, int flags) noexcept

@@ -17,6 +17,7 @@ enum class Call {
   read,
   access,
   close,
+  socket,
   semget,
   semop,
   semctl,

@@ -1,0 +1,90 @@
+/* Localized string resources and paths: texts by number and language, and the most specific file that exists.
+ *
+ * A string-resource file starts with the bytes FF FE. The rest is UCS-2 in 16-bit units, low byte first, in lines that
+ * end in a carriage return and a line feed. A line "407:1F4=Hallo" gives string 500 (hexadecimal 1F4) in the language
+ * 1031 (hexadecimal 407, see language.h): both numbers in upper-case hexadecimal without leading zeros, then the text as
+ * it stands. Language 0 is the default. A line that does not hold the key that is looked for is passed over, so comments
+ * need no mark.
+ *
+ * What makes a line, and what does not, is worth knowing to whoever writes such a file:
+ *   - a line, its end included, has at most 1023 units; what is longer is taken in pieces that start after 1023 units;
+ *   - of a line of exactly 1024 units the piece ends before the line feed, which the next line then begins with;
+ *   - a last line without its line end loses its last unit, as does the file when its last byte is a lone one;
+ *   - a line, or piece, ends for the search at a unit 0;
+ *   - the first line that holds the key anywhere is the entry, so "10:1F4=" is an entry of "0:1F4=" as well; it is cut
+ *     at its first carriage return or line feed, and the text is what stands behind the last "=" of the rest.
+ *
+ * Sizes are bytes and count the terminator. */
+#ifndef QVSUPT32_RESOURCE_H
+#define QVSUPT32_RESOURCE_H
+
+#include <stdio.h>
+
+#include "types.h"
+
+QVSUPT32_BEGIN_C
+
+/* Lines and texts -------------------------------------------------------------------------------------------------- */
+
+/* Reads a line of 16-bit units from where the file stands, with its carriage return and line feed and a terminator
+ * behind them. capacity is the units that line has room for. A line that finds no room with its terminator, and one
+ * whose end is missing, is cut before the last unit that was read; the file then stands at that unit. Returns line, or
+ * null when less than two units are left to read or the file cannot tell or change where it stands. The file stays where
+ * it was when nothing was read.
+ * Threads: those that share a file take turns. */
+QVSUPT32_API SMChar16 *qv_fgetws(SMChar16 *line, uint32_t capacity, FILE *file);
+
+/* Copies text with its terminator where there is room. It needs 2 * (units + 1) bytes, and none when it is null.
+ *   buffer and *size       copied when *size is large enough; *size becomes the size needed, which is returned when it
+ *                          was copied, and 0 when it was not
+ *   buffer, size is null   copies nothing and returns 0
+ *   *size, buffer is null  *size becomes the size needed; returns 0
+ *   neither                returns the size needed */
+QVSUPT32_API uint32_t SetUnicodeStringToDestination(const SMChar16 *text, SMChar16 *buffer, uint32_t *size);
+
+/* Strings by number ------------------------------------------------------------------------------------------------ */
+
+/* Looks a string up in a resource file, and delivers it as SetUnicodeStringToDestination does. Returns the bytes copied,
+ * 0 when the string was not found or not copied; without a buffer and without a size the bytes that it needs. *size
+ * becomes the same number in every case, also where a size was only asked for.
+ *
+ * Looks for the language that *language gives, or 0 without the pointer. Languages 437 and 1033 count as 0, and
+ * *language then becomes 0; it also does where the file has no entry in the language, and the entry of language 0 is
+ * taken. An entry whose line holds no "=" where it is cut delivers nothing.
+ *
+ * Where the lookup cannot start, a text that says why is delivered in the string's place, and *language stays:
+ *   "Invalid Path File Name"         pathFile is null
+ *   "Failed to allocate memory"      the heap is exhausted; not even that is delivered when it has no room for a line
+ *   "String resource locked"         the global file lock was not obtained within its minute
+ *   "String resource not found"      the file cannot be opened
+ *   "Invalid string resource found"  it does not begin with the bytes FF FE, or cannot be read
+ * Where reading fails later, the file counts as ended.
+ *
+ * Takes the global file lock while it reads, and reads the file once from front to back, with the same little memory
+ * for a file of any size.
+ * Threads: may run in parallel; they take turns at the lock. */
+QVSUPT32_API uint32_t GetUCS2StrFromIDPathFile(uint32_t stringID, uint32_t *language, const char *pathFile,
+                                               SMChar16 *buffer, uint32_t *size);
+QVSUPT32_API uint32_t SMGetUCS2StrFromIDPathFile(uint32_t stringID, uint32_t *language, const char *pathFile,
+                                                 SMChar16 *buffer, uint32_t *size);
+
+/* Paths ------------------------------------------------------------------------------------------------------------ */
+
+/* Returns the first of these paths that exists, in a new block of 256 bytes that the caller frees with SMFreeMem:
+ *
+ *   base/product/ll/CC/sub/file   for the locale name "ll_CC"; base/product/ll/sub/file for one without "_"
+ *   base/product/ll/sub/file      for the locale name "ll_CC"
+ *   base/product/sub/file
+ *
+ * A null base is ".", a null locale name that of the process (see GetOSLocaleName), and a null sub-directory an empty
+ * one. A path of more than 255 characters counts as one that does not exist. Returns null when none exists, when the
+ * product directory or the file name is null, when the locale name is longer than 8 bytes, and when the heap is
+ * exhausted. */
+QVSUPT32_API char *GetLocalizedPathFileName(const char *base, const char *productDirectory, const char *localeName,
+                                            const char *subDirectory, const char *fileName);
+QVSUPT32_API char *SMGetLocalizedPathFileName(const char *base, const char *productDirectory, const char *localeName,
+                                              const char *subDirectory, const char *fileName);
+
+QVSUPT32_END_C
+
+#endif

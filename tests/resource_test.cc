@@ -1,0 +1,373 @@
+// String resources: what the line reader cuts, which entry a lookup takes from which file and how it is delivered, what
+// stands in a string's place when the lookup cannot start, and the most specific path.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <string_view>
+
+#include "qvsupt32.h"
+#include "support/faults.h"
+#include "support/guarded_block.h"
+#include "support/names.h"
+#include "support/record_locks.h"
+
+namespace {
+
+using namespace std::string_literals;
+using support::Call;
+using support::Fault;
+using support::GuardedBlock;
+namespace fs = std::filesystem;
+
+constexpr char kFile[] = "/etc/strings.dat";
+constexpr char kMark[] = "\xFF\xFE";
+
+/// Latin-1 as bytes of UCS-2, low byte first.
+std::string units(const std::string &text)
+{
+  std::string bytes;
+  for (const char character : text) {
+    bytes += character;
+    bytes += '\0';
+  }
+  return bytes;
+}
+
+/// The other way, up to the terminator.
+std::string latin1(const SMChar16 *text)
+{
+  std::string bytes;
+  for (; *text != 0; ++text) {
+    bytes += *text < 0x100 ? static_cast<char>(*text) : '?';
+  }
+  return bytes;
+}
+
+void writeFile(const std::string &bytes)
+{
+  std::ofstream(kFile, std::ios::binary) << bytes;
+}
+
+/// All lines of a file by a room of so many units, each with a bar behind it; at the end where the file then stands.
+std::string linesOf(const std::string &bytes, uint32_t capacity)
+{
+  writeFile(bytes);
+  FILE *file = fopen(kFile, "rb");
+  GuardedBlock block(capacity * sizeof(SMChar16));
+  auto *line = reinterpret_cast<SMChar16 *>(block.data());
+  std::string text;
+  while (qv_fgetws(line, capacity, file) == line) {
+    text += latin1(line) + "|";
+  }
+  text += std::to_string(ftell(file));
+  fclose(file);
+  return text;
+}
+
+TEST(LineReader, CutsWhatIsTooLongOrHasNoEnd)
+{
+  const struct {
+    std::string bytes;
+    uint32_t capacity;
+    const char *lines;
+  } rows[] = {
+      {units("ab\r\nc\r\n\r\n"), 100, "ab\r\n|c\r\n|\r\n|18"},
+      {units("ab\r\nc\r\n"), 5, "ab\r\n|c\r\n|14"},
+      {units("ab\r\nc\r\n"), 4, "ab\r|\nc\r|14"},  // the line feed that finds no room, twice; what is left is one unit
+      {units("abcdefgh\r\n"), 4, "abc|def|gh\r|20"},
+      {units("abcdef\r\ng\r\n"), 4, "abc|def|\r\n|g\r\n|22"},
+      {units("a\rb\nc\n\r\r\nd"), 100, "a\rb\nc\n\r\r\n|20"},
+      {units("abc"), 100, "ab|6"},
+      {units("abc") + "d", 100, "ab|7"},
+      {units("ab\r\nc"), 100, "ab\r\n|10"},
+      {units("ab\r\n") + "c", 100, "ab\r\n|8"},
+      {units("a\0b\r\nc\r\n"s), 100, "a|c\r\n|16"},
+      {units("ab\r\n"), 2, "a|b|\r|8"},
+      {units("ab"), 1, "2"},
+      {units("ab"), 0, "0"},
+      {"", 100, "0"},
+      {"a", 100, "0"},
+  };
+  for (const auto &row : rows) {
+    EXPECT_EQ(linesOf(row.bytes, row.capacity), row.lines) << row.lines << " by " << row.capacity;
+  }
+}
+
+TEST(LineReader, NeedsAFileThatStandsSomewhere)
+{
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  ASSERT_EQ(write(ends[1], "a\0\r\0\n\0", 6), 6);
+  FILE *file = fdopen(ends[0], "rb");
+  SMChar16 line[10];
+  EXPECT_EQ(qv_fgetws(line, 10, file), nullptr);
+  fclose(file);
+  close(ends[1]);
+}
+
+constexpr uint32_t kNone = 0xFFFFFFFF;
+
+/// What a lookup in the file delivers, in quotes, and what becomes of the language; kNone asks without one.
+std::string lookUp(uint32_t stringID, uint32_t language = kNone)
+{
+  SMChar16 buffer[2048];
+  buffer[0] = 'x';
+  uint32_t size = sizeof(buffer);
+  uint32_t after = language;
+  const uint32_t result =
+      GetUCS2StrFromIDPathFile(stringID, language == kNone ? nullptr : &after, kFile, buffer, &size);
+  EXPECT_EQ(result, size);
+  std::string text = "nothing";
+  if (result != 0) {
+    text = "'" + latin1(buffer) + "'";
+    EXPECT_EQ(result, 2 * (text.size() - 1));
+  } else {
+    EXPECT_EQ(buffer[0], 'x');
+  }
+  return language == kNone ? text : text + " " + std::to_string(after);
+}
+
+TEST(Lookup, TakesTheLanguageOrTheDefault)
+{
+  writeFile(kMark + units("; comment\r\n\r\n0:1F4=Hello\r\n407:1F4=Hallo\r\n407:5=nur deutsch\r\n407:1F4=zweite\r\n"
+                          "0:1F4=second\r\n40C:6=fran\xE7"
+                          "ais\r\n0:6=a=b\r\n0:7=\r\n0:ABCDEF01=hex\r\n"));
+  EXPECT_EQ(lookUp(500, 1031), "'Hallo' 1031");
+  EXPECT_EQ(lookUp(500, 1033), "'Hello' 0");
+  EXPECT_EQ(lookUp(500, 437), "'Hello' 0");
+  EXPECT_EQ(lookUp(500, 0), "'Hello' 0");
+  EXPECT_EQ(lookUp(500, 1036), "'Hello' 0");
+  EXPECT_EQ(lookUp(500), "'Hello'");
+  EXPECT_EQ(lookUp(5, 1031), "'nur deutsch' 1031");
+  EXPECT_EQ(lookUp(5, 1036), "nothing 0");
+  EXPECT_EQ(lookUp(5), "nothing");
+  EXPECT_EQ(lookUp(6, 1036),
+            "'fran\xE7"
+            "ais' 1036");
+  EXPECT_EQ(lookUp(6, 1031), "'b' 0") << "behind the last =";
+  EXPECT_EQ(lookUp(7), "''");
+  EXPECT_EQ(lookUp(0xABCDEF01), "'hex'");
+  EXPECT_EQ(lookUp(8, 1033), "nothing 0");
+}
+
+TEST(Lookup, TakesTheFirstLineThatHoldsTheKey)
+{
+  const std::string longText(1017, 'x');  // with "0:9=" and its end a line of 1023 units
+  const struct {
+    const char *what;
+    std::string text;
+    const char *found;  // string 5, without a language
+  } rows[] = {
+      {"the end of another key", "410:5=other\r\n0:5=own\r\n", "'other'"},
+      {"key inside a text", "0:1=see 0:5=here\r\n0:5=own\r\n", "'here'"},
+      {"longer number", "0:55=other\r\n0:15=other\r\n0:5=own\r\n", "'own'"},
+      {"almost keys", ":5=0;5=0:5 =0:50::5==\r\n0:5=own\r\n", "'own'"},
+      {"cut at a line feed", "0:5=own\nother\r\n", "'own'"},
+      {"cut at a carriage return", "0:5=own\rother\r\n", "'own'"},
+      {"line feeds only", "0:1=one\n0:5=five\n", "'one'"},
+      {"cut in front of every =", "comment\n0:5=own\r\n0:5=second\r\n", "nothing"},
+      {"key behind a unit 0", "0:1=\0 0:5=other\r\n0:5=own\r\n"s, "'own'"},
+      {"unit 0 in the text", "0:5=ow\0n\r\n"s, "'ow'"},
+      {"last line without an end", "0:5=own", "'ow'"},
+      {"only the = to lose", "0:5=", "nothing"},
+      {"longest line", "0:9=" + longText + "\r\n0:5=own\r\n", "'own'"},
+      {"line feed without room", "0:9=" + longText + "x\r\n0:5=own\r\n", "nothing"},
+      {"line end in the second piece", "0:9=" + longText + "xx\r\n0:5=own\r\n", "'own'"},
+      {"last key of the first piece", longText + "x" + "x0:5=own\r\n", "''"},
+      {"key across two pieces", longText + "xx" + "x0:5=own\r\n0:5=second\r\n", "'second'"},
+      {"first key of the second piece", longText + "xxxxxx" + "0:5=own\r\n", "'own'"},
+      {"line of 5000 units", std::string(5000, ':') + "0:5=own\r\n", "'own'"},
+  };
+  for (const auto &row : rows) {
+    writeFile(kMark + units(row.text));
+    EXPECT_EQ(lookUp(5), row.found) << row.what;
+    writeFile(kMark + units(row.text) + "\r");
+    EXPECT_EQ(lookUp(5), row.found) << row.what << ", and half a unit";
+  }
+}
+
+TEST(Lookup, FindsEveryLineOfALongFile)
+{
+  std::string text;
+  for (uint32_t i = 1; i <= 5000; ++i) {
+    char key[32];
+    snprintf(key, sizeof(key), "%X:%X=", i % 3 == 0 ? 0x407u : 0u, i);
+    text += key + std::string(i % 61, 'x') + std::to_string(i) + "\r\n";
+  }
+  writeFile(kMark + units(text));
+  for (uint32_t i = 1; i <= 5000; i += i < 900 || i > 4900 ? 1 : 37) {
+    const std::string value = "'" + std::string(i % 61, 'x') + std::to_string(i) + "'";
+    ASSERT_EQ(lookUp(i, 1031), value + (i % 3 == 0 ? " 1031" : " 0"));
+  }
+  const Fault reads(Call::read, 3, EIO, true);
+  EXPECT_EQ(lookUp(5000), "nothing") << "what cannot be read is not there";
+}
+
+TEST(Lookup, DeliversIntoWhatRoomThereIs)
+{
+  writeFile(kMark + units("0:5=text\r\n"));
+  GuardedBlock block(10);
+  auto *buffer = reinterpret_cast<SMChar16 *>(block.data());
+  uint32_t size = 10;
+  EXPECT_EQ(SMGetUCS2StrFromIDPathFile(5, nullptr, kFile, buffer, &size), 10u);
+  EXPECT_EQ(size, 10u);
+  EXPECT_EQ(latin1(buffer), "text");
+  buffer[0] = 'x';
+  for (const uint32_t tooSmall : {9u, 0u}) {
+    size = tooSmall;
+    EXPECT_EQ(GetUCS2StrFromIDPathFile(5, nullptr, kFile, buffer, &size), 0u);
+    EXPECT_EQ(size, 0u);
+  }
+  size = 10;
+  EXPECT_EQ(GetUCS2StrFromIDPathFile(5, nullptr, kFile, nullptr, &size), 0u);
+  EXPECT_EQ(size, 0u);
+  EXPECT_EQ(GetUCS2StrFromIDPathFile(5, nullptr, kFile, buffer, nullptr), 0u);
+  EXPECT_EQ(GetUCS2StrFromIDPathFile(5, nullptr, kFile, nullptr, nullptr), 10u);
+  EXPECT_EQ(latin1(buffer), "xext");
+}
+
+TEST(Delivery, WithAndWithoutBufferAndSize)
+{
+  GuardedBlock block(6);
+  auto *buffer = reinterpret_cast<SMChar16 *>(block.data());
+  const auto deliver = [&](const SMChar16 *text, SMChar16 *to, uint32_t size) {
+    buffer[0] = 'x';
+    const uint32_t result = SetUnicodeStringToDestination(text, to, &size);
+    return std::to_string(result) + " " + std::to_string(size) + " " + static_cast<char>(buffer[0]);
+  };
+  EXPECT_EQ(deliver(u"ab", buffer, 6), "6 6 a");
+  EXPECT_EQ(deliver(u"ab", buffer, 4000), "6 6 a");
+  EXPECT_EQ(deliver(u"ab", buffer, 5), "0 6 x");
+  EXPECT_EQ(deliver(u"ab", nullptr, 6), "0 6 x");
+  EXPECT_EQ(deliver(nullptr, buffer, 6), "0 0 x");
+  EXPECT_EQ(SetUnicodeStringToDestination(u"ab", buffer, nullptr), 0u);
+  EXPECT_EQ(SetUnicodeStringToDestination(u"ab", nullptr, nullptr), 6u);
+  EXPECT_EQ(SetUnicodeStringToDestination(nullptr, nullptr, nullptr), 0u);
+}
+
+TEST(Lookup, SaysWhyItCannotStart)
+{
+  constexpr char kInvalid[] = "'Invalid string resource found' 1033";
+  for (const std::string &start : {""s, "\xFF"s, "\xFE\xFF"s + units("0:5=x\r\n"), units("0:5=x\r\n")}) {
+    writeFile(start);
+    EXPECT_EQ(lookUp(5, 1033), kInvalid) << "the language stays, too";
+  }
+  fs::remove(kFile);
+  EXPECT_EQ(lookUp(5, 1033), "'String resource not found' 1033");
+  fs::create_directory(kFile);
+  EXPECT_EQ(lookUp(5, 1033), kInvalid);
+  fs::remove(kFile);
+  ASSERT_EQ(mkfifo(kFile, 0600), 0);
+  EXPECT_EQ(lookUp(5, 1033), kInvalid) << "and nobody waits for a writer";
+  fs::remove(kFile);
+  writeFile(kMark + units("0:5=x\r\n"));
+  {
+    const Fault fault(Call::fcntl, 1, EIO);
+    EXPECT_EQ(lookUp(5, 1033), "'String resource locked' 1033");
+  }
+  {
+    const Fault fault(Call::read, 1, EIO);
+    EXPECT_EQ(lookUp(5, 1033), kInvalid);
+  }
+  {
+    const Fault fault(Call::read, 1, EINTR);
+    EXPECT_EQ(lookUp(5, 1033), "'x' 0");
+  }
+  SMChar16 buffer[64];
+  uint32_t size = sizeof(buffer);
+  EXPECT_EQ(GetUCS2StrFromIDPathFile(5, nullptr, nullptr, buffer, &size), 46u);
+  EXPECT_EQ(latin1(buffer), "Invalid Path File Name");
+
+  const long blocks = support::liveBlocks();
+  const unsigned struck = support::failEach(Call::allocation, ENOMEM, [&](unsigned nth) {
+    size = sizeof(buffer);
+    const uint32_t result = GetUCS2StrFromIDPathFile(5, nullptr, kFile, buffer, &size);
+    EXPECT_EQ(result, nth == 1 ? 0u : nth == 2 ? 52u : 4u);
+    EXPECT_EQ(size, result);
+  });
+  EXPECT_EQ(struck, 2u);
+  EXPECT_EQ(blocks, support::liveBlocks());
+}
+
+TEST(Lookup, HoldsTheLockWhileItReadsAndNoLonger)
+{
+  writeFile(kMark + units("0:5=x\r\n"));
+  std::string locks;
+  {
+    const Fault watcher(Call::read, 1, [&] { locks = support::recordLocks(getpid()); });
+    EXPECT_EQ(lookUp(5), "'x'");
+  }
+  EXPECT_EQ(locks, "WRITE 120000 120000\n");
+  EXPECT_EQ(support::recordLocks(getpid()), "");
+}
+
+/// The path that is found, or "none".
+std::string pathOf(const char *base, const char *product, const char *locale, const char *sub, const char *file)
+{
+  char *path = GetLocalizedPathFileName(base, product, locale, sub, file);
+  const std::string text = path == nullptr ? "none" : path;
+  SMFreeMem(path);
+  return text;
+}
+
+TEST(LocalizedPath, TakesTheMostSpecificThatExists)
+{
+  support::expectOneFunction({"GetLocalizedPathFileName"});
+  fs::create_directory("/etc/tree");
+  fs::current_path("/etc/tree");
+  const auto make = [](const fs::path &path) {
+    fs::create_directories(path.parent_path());
+    std::ofstream(path).put('x');
+  };
+  EXPECT_EQ(pathOf(nullptr, "app", "zh_TW", "help", "a.txt"), "none");
+  make("app/help/a.txt");
+  EXPECT_EQ(pathOf(nullptr, "app", "zh_TW", "help", "a.txt"), "./app/help/a.txt");
+  EXPECT_EQ(pathOf(nullptr, "app", "zh", "help", "a.txt"), "./app/help/a.txt");
+  make("app/zh/help/a.txt");
+  EXPECT_EQ(pathOf(".", "app", "zh_TW", "help", "a.txt"), "./app/zh/help/a.txt");
+  EXPECT_EQ(pathOf(".", "app", "zh", "help", "a.txt"), "./app/zh/help/a.txt");
+  EXPECT_EQ(pathOf(".", "app", "de_DE", "help", "a.txt"), "./app/help/a.txt");
+  make("app/zh/TW/help/a.txt");
+  EXPECT_EQ(pathOf("/etc/tree", "app", "zh_TW", "help", "a.txt"), "/etc/tree/app/zh/TW/help/a.txt");
+  EXPECT_EQ(pathOf(".", "app", "zh_TW", nullptr, "help"), "./app/zh/TW//help");
+  setenv("LANG", "zh_TW", 1);
+  EXPECT_EQ(pathOf(nullptr, "app", nullptr, "help", "a.txt"), "./app/zh/TW/help/a.txt");
+  unsetenv("LANG");
+  EXPECT_EQ(pathOf(nullptr, "app", nullptr, "help", "a.txt"), "./app/help/a.txt");
+
+  EXPECT_EQ(pathOf(".", nullptr, "zh", "help", "a.txt"), "none");
+  EXPECT_EQ(pathOf(".", "app", "zh", "help", nullptr), "none");
+  EXPECT_EQ(pathOf(".", "app", "12345678", "help", "a.txt"), "./app/help/a.txt");
+  EXPECT_EQ(pathOf(".", "app", "123456789", "help", "a.txt"), "none");
+  EXPECT_EQ(pathOf(".", "app", "verylongname", "help", "a.txt"), "none");
+
+  // With 255 characters the path without a locale fits, and those with one do not.
+  const std::string longName(255 - strlen("./app/sub/"), 'n');
+  make("app/sub/" + longName);
+  make("app/sub/" + longName + "n");
+  make("app/zh/sub/" + longName);
+  EXPECT_EQ(pathOf(".", "app", "zh", "sub", longName.c_str()), "./app/sub/" + longName);
+  EXPECT_EQ(pathOf(".", "app", "zh", "sub", (longName + "n").c_str()), "none");
+
+  const long blocks = support::liveBlocks();
+  EXPECT_EQ(support::failEach(Call::allocation, ENOMEM,
+                              [](unsigned nth) {
+                                char *path = GetLocalizedPathFileName(".", "app", "zh", "help", "a.txt");
+                                EXPECT_EQ(path == nullptr, nth == 1);
+                                SMFreeMem(path);
+                              }),
+            1u);
+  EXPECT_EQ(pathOf(".", "app", "zh", "help", "none.txt"), "none");
+  EXPECT_EQ(blocks, support::liveBlocks());
+  fs::current_path("/");
+}
+
+}  // namespace
