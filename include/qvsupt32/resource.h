@@ -68,6 +68,18 @@ QVSUPT32_API uint32_t GetUCS2StrFromIDPathFile(uint32_t stringID, uint32_t *lang
 QVSUPT32_API uint32_t SMGetUCS2StrFromIDPathFile(uint32_t stringID, uint32_t *language, const char *pathFile,
                                                  SMChar16 *buffer, uint32_t *size);
 
+/* The numbers of an OEM: those from oemBase to oemBase + oemRange are looked up oemOffset further. Read once a process
+ * from the keys "BaseID", "oemRange" and "offset" (by default 2304, 32 and 0) in the section "OEM Configuration" of the
+ * library's own file "qvprv32.ini" (see SMReadINIFileValue); oemBase is 0 until then. Read-only for callers. */
+QVSUPT32_API extern uint32_t oemBase;
+QVSUPT32_API extern uint32_t oemRange;
+QVSUPT32_API extern uint32_t oemOffset;
+
+/* The same for the file "ini/qvunidat.txt" below the install directory of the library's own product (see paths.h), with
+ * the numbers of an OEM moved. Returns 0, also as *size, when there is no such directory. */
+QVSUPT32_API uint32_t GetUCS2StrFromID(uint32_t stringID, uint32_t *language, SMChar16 *buffer, uint32_t *size);
+QVSUPT32_API uint32_t SMGetUCS2StrFromID(uint32_t stringID, uint32_t *language, SMChar16 *buffer, uint32_t *size);
+
 /* Paths ------------------------------------------------------------------------------------------------------------ */
 
 /* Returns the first of these paths that exists, in a new block of 256 bytes that the caller frees with SMFreeMem:

@@ -18,6 +18,7 @@
 #include "qvsupt32/strings.h"
 #include "qvsupt32/value.h"
 #include "text/number_scan.h"
+#include "text/time_text.h"
 
 namespace {
 
@@ -25,7 +26,6 @@ using qv::Status;
 
 constexpr size_t kDigitsMax = 21;   // of a 64-bit number with sign and terminator
 constexpr size_t kPatternMax = 33;  // of a 32-bit number in any radix, with terminator
-constexpr size_t kTimeMax = 26;     // of what ctime(3) writes, with terminator
 
 /// Digits up to the first other character, modulo 2^64.
 uint64_t readWrapping(const char *text)
@@ -141,6 +141,24 @@ double readLocalDouble(const char *text)
 
 }  // namespace
 
+namespace qv::text {
+
+bool formTime(int64_t seconds, char *buffer)
+{
+  const auto time = static_cast<time_t>(seconds);
+  tzset();  // ctime looks at TZ, the reentrant call would not
+  if (ctime_r(&time, buffer) == nullptr) {
+    return false;
+  }
+  const size_t length = strlen(buffer);
+  if (length > 0) {
+    buffer[length - 1] = '\0';
+  }
+  return true;
+}
+
+}  // namespace qv::text
+
 int64_t ASCIIToSigned64(const char *text)
 {
   const qv::Sign sign = qv::readSign(qv::skipSpace(text));
@@ -181,16 +199,7 @@ uint32_t DoubleToASCII(char *buffer, uint32_t size, double value)
 
 uint32_t TimeToUTF8Str(const int32_t *seconds, char *buffer)
 {
-  const time_t time = *seconds;
-  tzset();  // ctime looks at TZ, the reentrant call would not
-  if (ctime_r(&time, buffer) == nullptr) {
-    return qv::result(Status::unsuccessful);
-  }
-  const size_t length = strlen(buffer);
-  if (length > 0) {
-    buffer[length - 1] = '\0';
-  }
-  return qv::result(Status::success);
+  return qv::result(qv::text::formTime(*seconds, buffer) ? Status::success : Status::unsuccessful);
 }
 
 uint32_t SMTimeToUTF8Str(int64_t seconds, char *buffer)
@@ -302,7 +311,7 @@ uint32_t UCS2DoubleToStr(double value, int32_t decimals, SMChar16 *buffer, uint3
 
 uint32_t UCS2TimeToStr(const int32_t *seconds, SMChar16 *buffer, uint32_t *size)
 {
-  char text[kTimeMax];
+  char text[qv::text::kTimeRoom];
   const uint32_t status = TimeToUTF8Str(seconds, text);
   return status == SM_STATUS_SUCCESS ? toUcs2(buffer, size, text) : status;
 }
