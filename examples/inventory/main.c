@@ -10,20 +10,11 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "parameters.h"
 #include "receiver.h"
 #include "sender.h"
 
 enum { kExitUsage = 2 };
-
-static int explainUsage(void)
-{
-  (void)fputs(
-      "usage: inventory            send the facts of this machine to a second process, which prints and answers them\n"
-      "       inventory --corrupt  damage them on the way: the receiver refuses them, the exit status is 1\n"
-      "       inventory receive    be the second process; the sender starts it\n",
-      stderr);
-  return kExitUsage;
-}
 
 // Sees to it that no pipe takes the place of a standard stream that this program was started without.
 static bool openStandardStreams(void)
@@ -40,16 +31,15 @@ static bool openStandardStreams(void)
 
 static int run(int count, char **arguments)
 {
-  if (count == 1) {
-    return runSender(false);
-  }
-  if (count == 2 && strcmp(arguments[1], "--corrupt") == 0) {
-    return runSender(true);
-  }
   if (count == 2 && strcmp(arguments[1], "receive") == 0) {
     return runReceiver();
   }
-  return explainUsage();
+  Parameters parameters;
+  if (!readParameters(count - 1, arguments + 1, &parameters)) {
+    explainUsage(stderr);
+    return kExitUsage;
+  }
+  return runSender(&parameters);
 }
 
 int main(int count, char **arguments)

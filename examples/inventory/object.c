@@ -59,6 +59,15 @@ static void addBoolean(Builder *builder, uint16_t fieldID, bool value)
   add(builder, fieldID, kTypeBoolean, &stored, sizeof(stored));
 }
 
+// Times are 32 bits wide. One that they cannot hold is left out.
+static void addTime(Builder *builder, uint16_t fieldID, time_t time)
+{
+  const int32_t stored = (int32_t)time;
+  if (stored == time) {
+    add(builder, fieldID, kTypeTime, &stored, sizeof(stored));
+  }
+}
+
 // Nests an object, which belongs to its parent from the successful add on. One that nothing is known of is left out.
 static void addObject(Builder *parent, uint16_t fieldID, Builder nested)
 {
@@ -134,6 +143,9 @@ static Builder buildProcessor(const Facts *facts)
   if (facts->processorsOnline != 0) {
     addNumber32(&processor, kFieldProcessorsOnline, facts->processorsOnline);
   }
+  if (facts->loadKnown) {
+    add(&processor, kFieldLoad, kTypeFraction, &facts->load, sizeof(facts->load));
+  }
   return processor;
 }
 
@@ -183,7 +195,7 @@ static Builder buildFileSystem(const Facts *facts, size_t index)
   return element;
 }
 
-uint32_t buildInventory(const Facts *facts, Inventory *inventory)
+uint32_t buildInventory(const Facts *facts, uint32_t language, Inventory *inventory)
 {
   Builder root = startObject();
   addText(&root, kFieldHostName, facts->hostName);
@@ -192,6 +204,8 @@ uint32_t buildInventory(const Facts *facts, Inventory *inventory)
   addObject(&root, kFieldProcessor, buildProcessor(facts));
   addObject(&root, kFieldMemory, buildMemory(facts));
   addNumber32(&root, kFieldReceiver, 0);
+  add(&root, kFieldLanguage, kTypeLanguage, &language, sizeof(language));
+  addTime(&root, kFieldCollected, facts->collected);
   // The lists come last: what can be long takes the room that is left.
   inventory->interfacesLeftOut = addArray(&root, kFieldInterfaces, facts, facts->interfaceCount, buildInterface);
   inventory->fileSystemsLeftOut = addArray(&root, kFieldFileSystems, facts, facts->fileSystemCount, buildFileSystem);

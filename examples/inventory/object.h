@@ -16,7 +16,7 @@ typedef struct Inventory {
 } Inventory;
 
 // Builds the object. Where a list is longer than an object can hold, its end is left out and counted.
-uint32_t buildInventory(const Facts *facts, Inventory *inventory);
+uint32_t buildInventory(const Facts *facts, uint32_t language, Inventory *inventory);
 
 // Puts a process ID into the block's receiver field, in place. Both sides do this, each to its own copy.
 uint32_t markReceived(Block *block, uint32_t processID);

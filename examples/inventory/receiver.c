@@ -47,19 +47,11 @@ static bool sayField(const void *binary, uint16_t fieldID, const char *what)
   if (status != SM_STATUS_SUCCESS) {
     return refuse(what, status);
   }
-  uint64_t number;
-  const char *text = asText(&value);
   (void)printf("%s: read in place: %s is ", kSide, what);
-  if (text != NULL) {
-    printText(stdout, text, strlen(text));
-  } else if (asNumber(&value, &number)) {
-    (void)printf("%" PRIu64, number);
-  } else {
-    (void)printf("neither text nor number");
-  }
+  const uint32_t printed = printPlain(stdout, &value);
   (void)putchar('\n');
   freeValue(&value);
-  return true;
+  return printed == SM_STATUS_SUCCESS || refuse(what, printed);
 }
 
 static bool sayKernelRelease(const void *binary)
@@ -158,7 +150,11 @@ int runReceiver(void)
     return EXIT_FAILURE;
   }
   say(kSide, "received %" PRIu32 " bytes", block.size);
-  const bool done = readInPlace(&block) && printTree(&block) && edit(&block) && answer(&block);
+  const bool understood = readInPlace(&block) && printTree(&block);
+  if (!understood) {
+    (void)printDump(stderr, kSide, block.bytes, block.size);
+  }
+  const bool done = understood && edit(&block) && answer(&block);
   freeBlock(&block);
   return done ? EXIT_SUCCESS : EXIT_FAILURE;
 }

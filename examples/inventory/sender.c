@@ -27,10 +27,10 @@ static void sayLeftOut(size_t leftOut, size_t count, const char *what)
 }
 
 // Turns the facts into a block.
-static bool prepareBlock(const Facts *facts, Block *block)
+static bool prepareBlock(const Facts *facts, uint32_t language, Block *block)
 {
   Inventory inventory;
-  uint32_t status = buildInventory(facts, &inventory);
+  uint32_t status = buildInventory(facts, language, &inventory);
   if (status != SM_STATUS_SUCCESS) {
     complain(kSide, "cannot build the object: status %" PRIu32, status);
     return false;
@@ -45,13 +45,13 @@ static bool prepareBlock(const Facts *facts, Block *block)
   return status == SM_STATUS_SUCCESS;
 }
 
-static bool collectBlock(Block *block)
+static bool collectBlock(uint32_t language, Block *block)
 {
   Facts facts = {0};
   bool prepared = collectFacts(&facts);
   if (prepared) {
     say(kSide, "found %zu network interfaces and %zu file systems", facts.interfaceCount, facts.fileSystemCount);
-    prepared = prepareBlock(&facts, block);
+    prepared = prepareBlock(&facts, language, block);
   } else {
     complain(kSide, "cannot collect the facts: %s", strerror(errno));
   }
@@ -94,12 +94,8 @@ static bool readChecksum(const Block *answer, uint32_t *checksum)
   if (readField(answer->bytes, kFieldChecksum, &value) != SM_STATUS_SUCCESS) {
     return false;
   }
-  uint64_t number;
-  const bool isChecksum = asNumber(&value, &number) && number <= UINT32_MAX;
+  const bool isChecksum = asNumber32(&value, checksum);
   freeValue(&value);
-  if (isChecksum) {
-    *checksum = (uint32_t)number;
-  }
   return isChecksum;
 }
 
@@ -169,10 +165,12 @@ static bool handOver(Block *block, bool corrupt)
   return endedWell(&receiver) && answered && agrees(block, receiverID, checksum);
 }
 
-int runSender(bool corrupt)
+int runSender(const Parameters *parameters)
 {
+  say(kSide, "the language is %s (identifier %" PRIu32 ")", GetLocaleNameFromLangID(parameters->language),
+      parameters->language);
   Block block = {0};
-  const bool done = collectBlock(&block) && handOver(&block, corrupt);
+  const bool done = collectBlock(parameters->language, &block) && handOver(&block, parameters->corrupt);
   freeBlock(&block);
   return done ? EXIT_SUCCESS : EXIT_FAILURE;
 }
