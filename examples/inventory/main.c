@@ -1,13 +1,13 @@
 // inventory: facts of this machine travel as a typed object from one process to another.
 //
-// The sender collects the facts, builds an object of them and hands its flat binary form through a pipe to the
-// receiver, which is this program too. The receiver reads, rebuilds, prints and edits it, and answers with a checksum.
+// The receiver makes a room to meet in and starts the sender, which is this program too. The sender collects the facts,
+// builds an object of them and leaves its flat binary form in the room. The receiver reads, rebuilds, prints and edits
+// it, and answers with a checksum.
 #include <fcntl.h>
 #include <signal.h>
 #include <stdbool.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
 #include <unistd.h>
 
 #include "parameters.h"
@@ -16,7 +16,7 @@
 
 enum { kExitUsage = 2 };
 
-// Sees to it that no pipe takes the place of a standard stream that this program was started without.
+// Sees to it that no lock file takes the place of a standard stream that this program was started without.
 static bool openStandardStreams(void)
 {
   int descriptor;
@@ -31,15 +31,12 @@ static bool openStandardStreams(void)
 
 static int run(int count, char **arguments)
 {
-  if (count == 2 && strcmp(arguments[1], "receive") == 0) {
-    return runReceiver();
-  }
   Parameters parameters;
   if (!readParameters(count - 1, arguments + 1, &parameters)) {
     explainUsage(stderr);
     return kExitUsage;
   }
-  return runSender(&parameters);
+  return parameters.room == NULL ? runReceiver(&parameters, count - 1, arguments + 1) : runSender(&parameters);
 }
 
 int main(int count, char **arguments)
@@ -49,7 +46,7 @@ int main(int count, char **arguments)
     return EXIT_FAILURE;
   }
   (void)signal(SIGPIPE, SIG_IGN);  // a reader that has gone is reported where the write fails
-  (void)signal(SIGCHLD, SIG_DFL);  // ignored, it would take the receiver's exit status away
+  (void)signal(SIGCHLD, SIG_DFL);  // ignored, it would take the sender's exit status away
   const int status = run(count, arguments);
   if (fflush(stdout) != 0 || ferror(stdout) != 0) {
     (void)fputs("inventory: cannot write to standard output\n", stderr);

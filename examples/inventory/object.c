@@ -6,6 +6,7 @@
 #include <string.h>
 
 #include "schema.h"
+#include "value.h"
 
 enum { kKeepOld = 0 };  // the last argument of SDOConfigAddData: every field is added once
 
@@ -223,11 +224,40 @@ uint32_t markReceived(Block *block, uint32_t processID)
   return SDOBinarySetData(block->bytes, &size, kFieldReceiver, kTypeNumber32, &processID, sizeof(processID));
 }
 
-uint32_t buildAnswer(uint32_t checksum, Block *answer)
+uint32_t buildAnswer(const Answer *answer, Block *block)
 {
   Builder root = startObject();
-  addNumber32(&root, kFieldChecksum, checksum);
-  const uint32_t status = root.status == SM_STATUS_SUCCESS ? flatten(root.object, answer) : root.status;
+  addNumber32(&root, kFieldReceiver, answer->receiverID);
+  addNumber32(&root, kFieldStatus, answer->status);
+  if (answer->status == SM_STATUS_SUCCESS) {
+    addNumber32(&root, kFieldChecksum, answer->checksum);
+  }
+  const uint32_t status = root.status == SM_STATUS_SUCCESS ? flatten(root.object, block) : root.status;
   SDOConfigFree(root.object);
+  return status;
+}
+
+static uint32_t readNumber32(const Block *block, uint16_t fieldID, uint32_t *number)
+{
+  Value value;
+  const uint32_t status = readField(block->bytes, fieldID, &value);
+  if (status != SM_STATUS_SUCCESS) {
+    return status;
+  }
+  const bool isNumber = asNumber32(&value, number);
+  freeValue(&value);
+  return isNumber ? SM_STATUS_SUCCESS : SM_STATUS_BAD_TYPE;
+}
+
+uint32_t readAnswer(const Block *block, Answer *answer)
+{
+  *answer = (Answer){0};
+  uint32_t status = readNumber32(block, kFieldReceiver, &answer->receiverID);
+  if (status == SM_STATUS_SUCCESS) {
+    status = readNumber32(block, kFieldStatus, &answer->status);
+  }
+  if (status == SM_STATUS_SUCCESS && answer->status == SM_STATUS_SUCCESS) {
+    status = readNumber32(block, kFieldChecksum, &answer->checksum);
+  }
   return status;
 }

@@ -4,6 +4,7 @@
 
 #include <inttypes.h>
 #include <stddef.h>
+#include <string.h>
 
 #include "qvsupt32.h"
 #include "report.h"
@@ -11,6 +12,7 @@
 enum {
   kMatchCase = 0,
   kDecimal = 10,
+  kPatienceUnlessTold = 10000,
 };
 
 static const char kProgram[] = "inventory";
@@ -18,17 +20,26 @@ static const char kProgram[] = "inventory";
 // Every name, with what stands in the usage for its value.
 static char kLanguage[] = "lang=NAME";
 static char kCorrupt[] = "corrupt=true";
-static char *const kKnown[] = {kLanguage, kCorrupt};
+static char kDeath[] = "die=WHERE";
+static char kPatience[] = "wait=STEPS";
+static char kRoom[] = "room=NAME";
+static char *const kKnown[] = {kLanguage, kCorrupt, kDeath, kPatience, kRoom};
 static const int32_t kKnownCount = sizeof(kKnown) / sizeof(kKnown[0]);
 
 void explainUsage(FILE *stream)
 {
   (void)fputs(
-      "usage: inventory [NAME=VALUE...]  send the facts of this machine to a second process, which prints and answers "
-      "them\n"
+      "usage: inventory [NAME=VALUE...]\n"
+      "\n"
+      "Receives the facts of this machine from a second process, prints and answers them.\n"
       "\n"
       "  lang=NAME     the language: es, de, en_US, en_GB, fr, ja, ko, pt_BR, zh or zh_TW; that of LANG unless told\n"
-      "  corrupt=true  damage the facts on the way: the receiver refuses them, the exit status is 1\n",
+      "  wait=STEPS    how long either process waits for the other, in steps of about a millisecond; 10000 unless "
+      "told\n"
+      "  corrupt=true  damage the facts on the way: the receiver refuses them, the exit status is 1\n"
+      "  die=locked    kill the second process when it has taken the mutex; the exit status is 1\n"
+      "  die=written   kill it when it has written its block and not yet announced it; the exit status is 1\n"
+      "  room=NAME     be the second process, and meet the first in the room of this name; the first says so\n",
       stream);
 }
 
@@ -78,6 +89,22 @@ static bool readTyped(int count, char *const *arguments, char *name, uint32_t ty
   return false;
 }
 
+static bool readDeath(int count, char *const *arguments, Death *death)
+{
+  const char *where = SMNVPGetUTF8ParamValueByUTF8Name(count, arguments, kDeath, kMatchCase);
+  if (where == NULL) {
+    *death = kNoDeath;
+  } else if (strcmp(where, "locked") == 0) {
+    *death = kDeathInTheRoom;
+  } else if (strcmp(where, "written") == 0) {
+    *death = kDeathWithoutAnEvent;
+  } else {
+    complain(kProgram, "die: \"%s\" is neither \"locked\" nor \"written\"", where);
+    return false;
+  }
+  return true;
+}
+
 bool readParameters(int count, char *const *arguments, Parameters *parameters)
 {
   for (int i = 0; i < count; ++i) {
@@ -86,9 +113,15 @@ bool readParameters(int count, char *const *arguments, Parameters *parameters)
     }
   }
   SMBool corrupt = 0;
-  *parameters = (Parameters){.language = SMGetLocalLanguageID()};
+  *parameters = (Parameters){
+      .language = SMGetLocalLanguageID(),
+      .patience = kPatienceUnlessTold,
+      .room = SMNVPGetUTF8ParamValueByUTF8Name(count, arguments, kRoom, kMatchCase),
+  };
   const bool read = readTyped(count, arguments, kLanguage, SM_TYPE_LANGID, &parameters->language, sizeof(uint32_t)) &&
-                    readTyped(count, arguments, kCorrupt, SM_TYPE_BOOLEAN, &corrupt, sizeof(corrupt));
+                    readTyped(count, arguments, kCorrupt, SM_TYPE_BOOLEAN, &corrupt, sizeof(corrupt)) &&
+                    readTyped(count, arguments, kPatience, SM_TYPE_U16, &parameters->patience, sizeof(uint16_t)) &&
+                    readDeath(count, arguments, &parameters->death);
   parameters->corrupt = corrupt != 0;
   return read;
 }

@@ -5,9 +5,19 @@
 #include <stdint.h>
 #include <stdio.h>
 
+// Where the sender is to be killed, so that one sees what the receiver makes of it.
+typedef enum Death {
+  kNoDeath,
+  kDeathInTheRoom,       // with the mutex, before there is a block
+  kDeathWithoutAnEvent,  // with the mutex and a block that is not announced
+} Death;
+
 typedef struct Parameters {
   uint32_t language;  // identifier
   bool corrupt;
+  Death death;
+  uint16_t patience;  // steps of about a millisecond
+  const char *room;   // null in the first process, the receiver
 } Parameters;
 
 // Reads the parameters, count of them, and takes the default of each that is not there. False, and what is wrong has

@@ -46,6 +46,7 @@ static const FieldName kNames[] = {
     {kFieldFreeSize, "free bytes"},
     {kFieldAvailableSize, "available bytes"},
     {kFieldChecksum, "checksum"},
+    {kFieldStatus, "status"},
 };
 
 const char *fieldName(uint16_t fieldID)

@@ -65,7 +65,8 @@ enum {
   kFieldFreeSize = 65,
   kFieldAvailableSize = 66,
 
-  kFieldChecksum = 70,  // the only field of the answer
+  kFieldChecksum = 70,  // this and the next stand in the answer, beside kFieldReceiver
+  kFieldStatus = 71,
 };
 
 // The name of a field, null when this program does not know the ID.

@@ -1,4 +1,4 @@
-// The sending side: collects, builds, flattens, hands over, and checks the answer.
+// The sending side, the second process: collects, builds, flattens, hands over, and checks the answer.
 #pragma once
 
 #include "parameters.h"
