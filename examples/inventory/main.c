@@ -36,7 +36,7 @@ static int run(int count, char **arguments)
     explainUsage(stderr);
     return kExitUsage;
   }
-  return parameters.room == NULL ? runReceiver(&parameters, count - 1, arguments + 1) : runSender(&parameters);
+  return parameters.isSender ? runSender(&parameters) : runReceiver(&parameters, count - 1, arguments + 1);
 }
 
 int main(int count, char **arguments)

@@ -23,7 +23,8 @@ static char kCorrupt[] = "corrupt=true";
 static char kDeath[] = "die=WHERE";
 static char kPatience[] = "wait=STEPS";
 static char kRoom[] = "room=NAME";
-static char *const kKnown[] = {kLanguage, kCorrupt, kDeath, kPatience, kRoom};
+char kSenderArgument[] = "role=sender";
+static char *const kKnown[] = {kLanguage, kCorrupt, kDeath, kPatience, kRoom, kSenderArgument};
 static const int32_t kKnownCount = sizeof(kKnown) / sizeof(kKnown[0]);
 
 void explainUsage(FILE *stream)
@@ -39,7 +40,8 @@ void explainUsage(FILE *stream)
       "  corrupt=true  damage the facts on the way: the receiver refuses them, the exit status is 1\n"
       "  die=locked    kill the second process when it has taken the mutex; the exit status is 1\n"
       "  die=written   kill it when it has written its block and not yet announced it; the exit status is 1\n"
-      "  room=NAME     be the second process, and meet the first in the room of this name; the first says so\n",
+      "  room=NAME     the name under which the processes meet, \"inventory\" unless told\n"
+      "  role=sender   be the second process; the first starts it\n",
       stream);
 }
 
@@ -89,17 +91,39 @@ static bool readTyped(int count, char *const *arguments, char *name, uint32_t ty
   return false;
 }
 
+// Reads a parameter as a text; one that is not there leaves the text as it is.
+static void readText(int count, char *const *arguments, const char *name, const char **text)
+{
+  const char *value = SMNVPGetUTF8ParamValueByUTF8Name(count, arguments, name, kMatchCase);
+  if (value != NULL) {
+    *text = value;
+  }
+}
+
 static bool readDeath(int count, char *const *arguments, Death *death)
 {
-  const char *where = SMNVPGetUTF8ParamValueByUTF8Name(count, arguments, kDeath, kMatchCase);
-  if (where == NULL) {
-    *death = kNoDeath;
-  } else if (strcmp(where, "locked") == 0) {
+  const char *where = "never";
+  readText(count, arguments, kDeath, &where);
+  if (strcmp(where, "locked") == 0) {
     *death = kDeathInTheRoom;
   } else if (strcmp(where, "written") == 0) {
     *death = kDeathWithoutAnEvent;
+  } else if (strcmp(where, "never") == 0) {
+    *death = kNoDeath;
   } else {
-    complain(kProgram, "die: \"%s\" is neither \"locked\" nor \"written\"", where);
+    complain(kProgram, "die: \"%s\" is none of \"never\", \"locked\" and \"written\"", where);
+    return false;
+  }
+  return true;
+}
+
+static bool readRole(int count, char *const *arguments, bool *isSender)
+{
+  const char *role = "receiver";
+  readText(count, arguments, kSenderArgument, &role);
+  *isSender = strcmp(role, SMNVPGetUTF8ParamValue(kSenderArgument)) == 0;
+  if (!*isSender && strcmp(role, "receiver") != 0) {
+    complain(kProgram, "role: \"%s\" is neither \"receiver\" nor \"sender\"", role);
     return false;
   }
   return true;
@@ -116,12 +140,14 @@ bool readParameters(int count, char *const *arguments, Parameters *parameters)
   *parameters = (Parameters){
       .language = SMGetLocalLanguageID(),
       .patience = kPatienceUnlessTold,
-      .room = SMNVPGetUTF8ParamValueByUTF8Name(count, arguments, kRoom, kMatchCase),
+      .room = kProgram,
   };
+  readText(count, arguments, kRoom, &parameters->room);
   const bool read = readTyped(count, arguments, kLanguage, SM_TYPE_LANGID, &parameters->language, sizeof(uint32_t)) &&
                     readTyped(count, arguments, kCorrupt, SM_TYPE_BOOLEAN, &corrupt, sizeof(corrupt)) &&
                     readTyped(count, arguments, kPatience, SM_TYPE_U16, &parameters->patience, sizeof(uint16_t)) &&
-                    readDeath(count, arguments, &parameters->death);
+                    readDeath(count, arguments, &parameters->death) &&
+                    readRole(count, arguments, &parameters->isSender);
   parameters->corrupt = corrupt != 0;
   return read;
 }

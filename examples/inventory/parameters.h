@@ -17,8 +17,12 @@ typedef struct Parameters {
   bool corrupt;
   Death death;
   uint16_t patience;  // steps of about a millisecond
-  const char *room;   // null in the first process, the receiver
+  const char *room;
+  bool isSender;  // the second process
 } Parameters;
+
+// What the second process gets beside the parameters of the first.
+extern char kSenderArgument[];
 
 // Reads the parameters, count of them, and takes the default of each that is not there. False, and what is wrong has
 // been said, for a parameter that is unknown, malformed or there twice.

@@ -6,7 +6,6 @@
 #include <inttypes.h>
 #include <signal.h>
 #include <stdbool.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
@@ -81,6 +80,7 @@ static bool awaitBlock(Receiver *receiver)
     complain(kSide, "no block was announced within %" PRIu32 " steps of about a millisecond", receiver->patience);
   }
   lookAround(&receiver->room);
+  endChild(&receiver->sender, 0);  // it has had its time
   return false;
 }
 
@@ -154,14 +154,14 @@ static bool work(Receiver *receiver)
   return answer(receiver, &content) && content.status == SM_STATUS_SUCCESS;
 }
 
-static bool workWithSender(Receiver *receiver, int count, char *const *arguments, char *roomArgument)
+static bool workWithSender(Receiver *receiver, int count, char *const *arguments)
 {
-  if (!startChild(&receiver->sender, count, arguments, roomArgument)) {
+  if (!startChild(&receiver->sender, count, arguments, kSenderArgument)) {
     complain(kSide, "cannot start the sender: %s", strerror(errno));
     return false;
   }
   const bool done = work(receiver);
-  endChild(&receiver->sender, toldToStop == 0 ? receiver->patience : 0);
+  endChild(&receiver->sender, receiver->patience);
   if (done && !hasSucceeded(&receiver->sender)) {
     complainOfEnd(&receiver->sender, kSide, "the sender", " after the answer");
     return false;
@@ -173,15 +173,14 @@ int runReceiver(const Parameters *parameters, int count, char *const *arguments)
 {
   heedSignals();
   Receiver receiver = {.patience = parameters->patience};
-  char roomArgument[64];
-  (void)snprintf(roomArgument, sizeof(roomArgument), "room=inventory.%ld", (long)getpid());
-  const char *roomName = SMNVPGetUTF8ParamValue(roomArgument);
-  if (!createRoom(roomName, &receiver.room)) {
-    complain(kSide, "cannot make the room %s: is the suite's directory below /etc there?", roomName);
+  if (!createRoom(parameters->room, &receiver.room)) {
+    complain(kSide,
+             "cannot make the room \"%s\": another has it, its name does not do, or the suite's directory is missing",
+             parameters->room);
     return EXIT_FAILURE;
   }
-  say(kSide, "made the room %s", roomName);
-  const bool done = workWithSender(&receiver, count, arguments, roomArgument);
+  say(kSide, "made the room \"%s\"", parameters->room);
+  const bool done = workWithSender(&receiver, count, arguments);
   closeRoom(&receiver.room);
   return done ? EXIT_SUCCESS : EXIT_FAILURE;
 }

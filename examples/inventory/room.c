@@ -1,5 +1,5 @@
-// The room on the library's named objects. Its parts have names of their own, since events and shared memory draw their
-// System V keys from one space.
+// The room on the library's named objects. Events and shared memory draw their System V keys from one space, in which
+// different names can meet. So its parts have names of their own, and these are looked at for their keys.
 #include "room.h"
 
 #include <stddef.h>
@@ -20,12 +20,21 @@ typedef struct PartNames {
   char answerEvent[kNameSize];
 } PartNames;
 
+static bool haveKeysOfTheirOwn(const PartNames *names)
+{
+  const int32_t memory = GetUniqueKeyFromStr(names->memory);
+  const int32_t block = GetUniqueKeyFromStr(names->blockEvent);
+  const int32_t answer = GetUniqueKeyFromStr(names->answerEvent);
+  return memory != block && memory != answer && block != answer;
+}
+
+// False for a name that is too long or that makes two parts one.
 static bool nameParts(const char *room, PartNames *names)
 {
   const int longest = snprintf(names->answerEvent, kNameSize, "%s.answer", room);
   (void)snprintf(names->blockEvent, kNameSize, "%s.block", room);
   (void)snprintf(names->memory, kNameSize, "%s.memory", room);
-  return longest < kNameSize;
+  return longest < kNameSize && haveKeysOfTheirOwn(names);
 }
 
 // A room lacks nothing, or is no room.
@@ -45,16 +54,19 @@ bool createRoom(const char *name, Room *room)
   if (!nameParts(name, &names)) {
     return false;
   }
-  *room = (Room){
-      .mutex = SMMutexCreate(name),
-      .memory = SMSharedMemCreate(names.memory, kRoomSize),
-      .blockEvent = SMEventCreate(names.blockEvent, kAutomatic, kNotSignalled),
-      .answerEvent = SMEventCreate(names.answerEvent, kAutomatic, kNotSignalled),
-  };
+  // The memory comes first: while another process that created it lives, it is refused, and nothing else of that
+  // process's room may be touched.
+  *room = (Room){.memory = SMSharedMemCreate(names.memory, kRoomSize)};
+  if (room->memory == NULL) {
+    return false;
+  }
+  room->mutex = SMMutexCreate(name);
+  room->blockEvent = SMEventCreate(names.blockEvent, kAutomatic, kNotSignalled);
+  room->answerEvent = SMEventCreate(names.answerEvent, kAutomatic, kNotSignalled);
   if (!checkRoom(room)) {
     return false;
   }
-  // A creator that was killed may have left these with whatever was in them.
+  // A creator that was killed has left them with whatever was in them.
   memset(SMSharedMemGetAddressPtr(room->memory), 0, kRoomSize);
   (void)SMEventReset(room->blockEvent);  // it is an event, so it can be reset
   (void)SMEventReset(room->answerEvent);
@@ -67,12 +79,13 @@ bool openRoom(const char *name, Room *room)
   if (!nameParts(name, &names)) {
     return false;
   }
-  *room = (Room){
-      .mutex = SMMutexOpen(name),
-      .memory = SMSharedMemOpen(names.memory),
-      .blockEvent = SMEventOpen(names.blockEvent),
-      .answerEvent = SMEventOpen(names.answerEvent),
-  };
+  *room = (Room){.memory = SMSharedMemOpen(names.memory)};
+  if (room->memory == NULL) {
+    return false;
+  }
+  room->mutex = SMMutexOpen(name);
+  room->blockEvent = SMEventOpen(names.blockEvent);
+  room->answerEvent = SMEventOpen(names.answerEvent);
   return checkRoom(room);
 }
 

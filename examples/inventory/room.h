@@ -26,11 +26,12 @@ typedef enum Wait {
 
 typedef bool (*IsGone)(void *other);
 
-// Both return false, with nothing left behind, when the library or the system refuses.
+// Both return false, with nothing left behind, when the name does not do or the system refuses. One name is one room:
+// while it is there, no other process can create it.
 bool createRoom(const char *name, Room *room);
 bool openRoom(const char *name, Room *room);
 
-// Lets go of everything, and in the creating process removes it. A room that was never entered is fine.
+// Lets go of everything, and in the creating process removes it.
 void closeRoom(Room *room);
 
 // Takes and gives back the mutex. False when somebody else held it to the last step.

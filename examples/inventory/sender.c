@@ -164,7 +164,7 @@ int runSender(const Parameters *parameters)
       parameters->language);
   Room room;
   if (!openRoom(parameters->room, &room)) {
-    complain(kSide, "nobody waits in a room %s: \"inventory\" starts the second process itself", parameters->room);
+    complain(kSide, "nobody waits in the room \"%s\": the first process starts the second itself", parameters->room);
     return EXIT_FAILURE;
   }
   Block block = {0};
