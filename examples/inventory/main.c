@@ -29,14 +29,15 @@ static bool openStandardStreams(void)
   return descriptor >= 0;
 }
 
-static int run(int count, char **arguments)
+// Takes the arguments without the program's name.
+static int run(int count, char *const *arguments)
 {
   Parameters parameters;
-  if (!readParameters(count - 1, arguments + 1, &parameters)) {
+  if (!readParameters(count, arguments, &parameters)) {
     explainUsage(stderr);
     return kExitUsage;
   }
-  return parameters.isSender ? runSender(&parameters) : runReceiver(&parameters, count - 1, arguments + 1);
+  return parameters.isSender ? runSender(&parameters) : runReceiver(&parameters, count, arguments);
 }
 
 int main(int count, char **arguments)
@@ -47,7 +48,7 @@ int main(int count, char **arguments)
   }
   (void)signal(SIGPIPE, SIG_IGN);  // a reader that has gone is reported where the write fails
   (void)signal(SIGCHLD, SIG_DFL);  // ignored, it would take the sender's exit status away
-  const int status = run(count, arguments);
+  const int status = count > 0 ? run(count - 1, arguments + 1) : run(0, NULL);
   if (fflush(stdout) != 0 || ferror(stdout) != 0) {
     (void)fputs("inventory: cannot write to standard output\n", stderr);
     return status == EXIT_SUCCESS ? EXIT_FAILURE : status;

@@ -119,11 +119,11 @@ static bool readDeath(int count, char *const *arguments, Death *death)
 
 static bool readRole(int count, char *const *arguments, bool *isSender)
 {
-  const char *role = "receiver";
+  const char *role = NULL;
   readText(count, arguments, kSenderArgument, &role);
-  *isSender = strcmp(role, SMNVPGetUTF8ParamValue(kSenderArgument)) == 0;
-  if (!*isSender && strcmp(role, "receiver") != 0) {
-    complain(kProgram, "role: \"%s\" is neither \"receiver\" nor \"sender\"", role);
+  *isSender = role != NULL;
+  if (role != NULL && strcmp(role, SMNVPGetUTF8ParamValue(kSenderArgument)) != 0) {
+    complain(kProgram, "role: \"%s\" is not \"sender\"", role);
     return false;
   }
   return true;
