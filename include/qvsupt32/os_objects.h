@@ -7,7 +7,8 @@
  *
  * Named objects work across processes, unnamed ones (a null name) between the threads of a process. A name is 1 to 255
  * bytes, for a mutex 1 to 233. Semaphores, events and shared memory derive a 32-bit System V key from the name and
- * share one key space: two different names can meet in one key, rarely.
+ * share one key space of fewer keys than 32 bits have: about one pair of names in 300 meets in one key. The second
+ * create of such a pair adopts the object of the first; GetUniqueKeyFromStr tells whether names meet.
  *
  * Timeouts are polling steps, as in os.h. None of these functions may be called from a signal handler. */
 #ifndef QVSUPT32_OS_OBJECTS_H
