@@ -220,12 +220,17 @@ int createTemporary(const char *path, int original)
 bool takePlace(const char *destination, const char *source)
 {
   struct stat old;
-  const bool isSafe = lstat(destination, &old) == 0 ? S_ISREG(old.st_mode) && old.st_nlink == 1 : errno == ENOENT;
-  if (!isSafe) {
+  if (!isRegular(destination, old) || old.st_nlink != 1) {
     return false;
   }
   setFileMode(source);
   return rename(source, destination) == 0;
+}
+
+bool takeEmptyPlace(const char *destination, const char *source)
+{
+  setFileMode(source);
+  return renameat2(AT_FDCWD, source, AT_FDCWD, destination, RENAME_NOREPLACE) == 0;
 }
 
 int openForAppending(const char *path)

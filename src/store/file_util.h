@@ -39,9 +39,12 @@ int openForReading(const char *path, off_t &size);
 /// must not be lost.
 int createTemporary(const char *path, int original = -1);
 
-/// Puts a new file in the place of one that has this name only, or where there is none, by one rename. False, with
-/// nothing done to it, where anything else stands at the destination, and when the rename fails.
+/// Puts a new file in the place of a regular file that has this name only, by one rename. False, with nothing done to
+/// it, where anything else stands at the destination, and when the rename fails.
 bool takePlace(const char *destination, const char *source);
+
+/// Puts a new file where there is nothing, by one rename. False where there is something, and when that fails.
+bool takeEmptyPlace(const char *destination, const char *source);
 
 /// Opens a file for reading and appending, and creates it when it is missing. -1 also for a pipe or a socket.
 int openForAppending(const char *path);

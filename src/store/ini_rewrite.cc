@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 #include <string_view>
 
@@ -228,7 +229,7 @@ Status appendToMissing(const char *section, const char *key, const char *value, 
     if (output) {
       writeSection(section, key, value, output);
     }
-    if (output && output.end() && qv::takePlace(path, temporaryPath)) {
+    if (output && output.end() && qv::takeEmptyPlace(path, temporaryPath)) {
       return Status::success;
     }
     (void)unlink(temporaryPath);  // one that stays is replaced by the next rewrite
@@ -281,6 +282,11 @@ Status update(const char *section, const char *key, const char *value, const cha
   return status == Status::success ? static_cast<Status>(ReplaceFile(path, temporaryPath)) : status;
 }
 
+bool isMissing(const char *path)
+{
+  return access(path, F_OK) != 0 && errno != EIO && errno != ENOMEM;  // those two leave it open
+}
+
 bool isTooLong(const char *name)
 {
   return strnlen(name, qv::kLongestIniName + 1) > qv::kLongestIniName;
@@ -312,7 +318,7 @@ Status writeText(const char *section, const char *key, const char *value, uint32
   if (!guard) {
     return Status::lockFailed;
   }
-  if (access(path, F_OK) != 0) {
+  if (isMissing(path)) {
     return appendToMissing(section, key, value, path, temporary.text);
   }
   return update(section, key, value, path, temporary.text);
