@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <sys/sem.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -149,9 +150,13 @@ void free(void *block)
 #ifdef __i386__
 #define QV_FCNTL __fcntl_time64
 #define QV_SEMCTL __semctl64
+#define QV_LSTAT __lstat64_time64
+#define QV_FSTAT __fstat64_time64
 #else
 #define QV_FCNTL fcntl64
 #define QV_SEMCTL semctl
+#define QV_LSTAT lstat64
+#define QV_FSTAT fstat64
 #endif
 #define QV_TEXT(name) QV_TEXT_OF(name)
 #define QV_TEXT_OF(name) #name
@@ -159,6 +164,10 @@ void free(void *block)
 int testOpen(const char *path, int flags, ...) asm("open64");
 int testFcntl(int descriptor, int command, ...) asm(QV_TEXT(QV_FCNTL));
 int testSemctl(int id, int number, int command, ...) asm(QV_TEXT(QV_SEMCTL));
+int testLstat(const char *path, struct stat *status) noexcept asm(QV_TEXT(QV_LSTAT));
+int testFstat(int descriptor, struct stat *status) noexcept asm(QV_TEXT(QV_FSTAT));
+off_t testLseek(int descriptor, off_t offset, int whence) noexcept asm("lseek64");
+ssize_t testPread(int descriptor, void *buffer, size_t size, off_t offset) asm("pread64");
 
 int testOpen(const char *path, int flags, ...)
 {
@@ -199,7 +208,13 @@ int access(const char *path, int mode) noexcept
 
 int close(int descriptor)
 {
-  return strikes(Call::close) ? -1 : real<int(int)>("close")(descriptor);
+  const bool struck = strikes(Call::close);
+  const int kept = errno;
+  const int result = real<int(int)>("close")(descriptor);
+  if (struck) {
+    errno = kept;
+  }
+  return struck ? -1 : result;
 }
 
 int socket(int family, int type, int protocol) noexcept
@@ -225,5 +240,56 @@ int usleep(useconds_t microseconds)
   }
   state.slept += microseconds;
   return strikes(Call::usleep) ? -1 : 0;
+}
+
+ssize_t write(int descriptor, const void *bytes, size_t size)
+{
+  return strikes(Call::write) ? -1 : real<ssize_t(int, const void *, size_t)>("write")(descriptor, bytes, size);
+}
+
+int fdatasync(int descriptor)
+{
+  return strikes(Call::fdatasync) ? -1 : real<int(int)>("fdatasync")(descriptor);
+}
+
+int rename(const char *from, const char *to) noexcept
+{
+  return strikes(Call::rename) ? -1 : real<int(const char *, const char *)>("rename")(from, to);
+}
+
+int unlink(const char *path) noexcept
+{
+  return strikes(Call::unlink) ? -1 : real<int(const char *)>("unlink")(path);
+}
+
+int chmod(const char *path, mode_t mode) noexcept
+{
+  return strikes(Call::chmod) ? -1 : real<int(const char *, mode_t)>("chmod")(path, mode);
+}
+
+int mkdir(const char *path, mode_t mode) noexcept
+{
+  return strikes(Call::mkdir) ? -1 : real<int(const char *, mode_t)>("mkdir")(path, mode);
+}
+
+int testLstat(const char *path, struct stat *status) noexcept
+{
+  return strikes(Call::lstat) ? -1 : real<int(const char *, struct stat *)>(QV_TEXT(QV_LSTAT))(path, status);
+}
+
+int testFstat(int descriptor, struct stat *status) noexcept
+{
+  return strikes(Call::fstat) ? -1 : real<int(int, struct stat *)>(QV_TEXT(QV_FSTAT))(descriptor, status);
+}
+
+off_t testLseek(int descriptor, off_t offset, int whence) noexcept
+{
+  return strikes(Call::lseek) ? -1 : real<off_t(int, off_t, int)>("lseek64")(descriptor, offset, whence);
+}
+
+ssize_t testPread(int descriptor, void *buffer, size_t size, off_t offset)
+{
+  return strikes(Call::pread) ? -1
+                              : real<ssize_t(int, void *, size_t, off_t)>("pread64")(descriptor, buffer, size, offset);
 }
 }
