@@ -268,7 +268,7 @@ TEST_F(TextLog, KeepsWhatItHasWhenAWriteFails)
   EXPECT_EQ(fs::file_size(path_), before.size() + 100);
 
   const std::string data(64, 'd');
-  for (const Call call : {Call::allocation, Call::open, Call::close, Call::fcntl}) {
+  for (const Call call : {Call::allocation, Call::open, Call::write, Call::close, Call::fcntl}) {
     const unsigned failed = support::failEachBetween(
         call, [&] { writeFile(path_, before); },
         [&] { return AppendToUNITXTLog(path_.c_str(), 4, 1, u"S", nullptr, data.data(), 64, kMaximum); },

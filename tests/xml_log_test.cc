@@ -236,7 +236,7 @@ TEST_F(XmlLog, LosesNothingWhenACallFails)
   ASSERT_EQ(append(), 0u);
   const std::string before = readFile(path_);
   const std::string after = kStart + plain_ + plain_ + kEnd;
-  for (const Call call : {Call::allocation, Call::open, Call::close, Call::fcntl}) {
+  for (const Call call : {Call::allocation, Call::open, Call::pwrite, Call::close, Call::fcntl}) {
     const unsigned failed = support::failEachBetween(
         call, [&] { writeFile(path_, before); }, [&] { return append(); },
         [&](uint32_t status) {

@@ -168,6 +168,7 @@ int testLstat(const char *path, struct stat *status) noexcept asm(QV_TEXT(QV_LST
 int testFstat(int descriptor, struct stat *status) noexcept asm(QV_TEXT(QV_FSTAT));
 off_t testLseek(int descriptor, off_t offset, int whence) noexcept asm("lseek64");
 ssize_t testPread(int descriptor, void *buffer, size_t size, off_t offset) asm("pread64");
+ssize_t testPwrite(int descriptor, const void *bytes, size_t size, off_t offset) asm("pwrite64");
 
 int testOpen(const char *path, int flags, ...)
 {
@@ -291,5 +292,13 @@ ssize_t testPread(int descriptor, void *buffer, size_t size, off_t offset)
 {
   return strikes(Call::pread) ? -1
                               : real<ssize_t(int, void *, size_t, off_t)>("pread64")(descriptor, buffer, size, offset);
+}
+
+ssize_t testPwrite(int descriptor, const void *bytes, size_t size, off_t offset)
+{
+  if (strikes(Call::pwrite)) {
+    return -1;
+  }
+  return real<ssize_t(int, const void *, size_t, off_t)>("pwrite64")(descriptor, bytes, size, offset);
 }
 }

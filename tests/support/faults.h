@@ -32,6 +32,7 @@ enum class Call {
   fstat,
   lseek,
   pread,
+  pwrite,
   count,
 };
 
