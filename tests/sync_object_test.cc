@@ -218,7 +218,9 @@ TEST(SemaphoreTest, CountsAndAdoption)
   SMSemaphoreDestroy(adopted);
   EXPECT_EQ(3, SMSemaphoreAcquireWait(pool, 0)) << "the set is gone: every try fails";
   EXPECT_EQ(-1, SMSemaphoreAcquireWait(pool, SM_WAIT_FOREVER));
-  EXPECT_EQ(16, SMSemaphoreRelease(pool, 1, nullptr));
+  for (const int32_t change : {1, 0, -1}) {
+    EXPECT_EQ(16, SMSemaphoreRelease(pool, change, nullptr));
+  }
   SMSemaphoreDestroy(pool);
 }
 
@@ -246,6 +248,14 @@ TEST(SemaphoreTest, ReleaseIsOneStepWithinItsRange)
     EXPECT_EQ(row.before, before) << row.change;
     EXPECT_EQ(row.after, semaphoreCount("pool")) << row.change;
   }
+  // Nobody asks for the count before. -65535 and -131071 are 1 in 16 bits.
+  for (const int32_t refused : {1, 32767, -32768, -65535, -131071, INT32_MIN}) {
+    EXPECT_EQ(16, SMSemaphoreRelease(pool, refused, nullptr)) << refused;
+  }
+  EXPECT_EQ(0, SMSemaphoreRelease(pool, 0, nullptr));
+  EXPECT_EQ(0, SMSemaphoreRelease(pool, -32767, nullptr));
+  EXPECT_EQ(16, SMSemaphoreRelease(pool, -1, nullptr));
+  EXPECT_EQ(0, semaphoreCount("pool"));
   SMSemaphoreDestroy(pool);
 }
 

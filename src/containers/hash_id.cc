@@ -152,9 +152,8 @@ uint32_t FindNextHashID(const uint32_t *table, uint32_t size, uint32_t *word, ui
   if (at >= words) {
     return 0;
   }
-  // Bits above the position; shifted twice, since a shift by the whole width is undefined.
-  const uint32_t above = UINT32_MAX << std::min(*bit, kWordBits - 1) << 1;
-  uint32_t used = usedBits(table, at) & above;
+  constexpr uint32_t kAboveBitZero = UINT32_MAX - 1;
+  uint32_t used = table[at] & kAboveBitZero << std::min(*bit, kWordBits - 1);  // without identifier 0 in any case
   while (used == 0) {
     if (++at == words) {
       return 0;
