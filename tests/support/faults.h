@@ -20,6 +20,8 @@ enum class Call {
   semget,
   semop,
   semctl,
+  shmget,
+  shmat,
   usleep,
   count,
 };
