@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/sem.h>
+#include <sys/shm.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -231,6 +232,17 @@ int semget(key_t key, int count, int flags) noexcept
 int semop(int id, sembuf *operations, size_t count) noexcept
 {
   return strikes(Call::semop) ? -1 : real<int(int, sembuf *, size_t)>("semop")(id, operations, count);
+}
+
+int shmget(key_t key, size_t size, int flags) noexcept
+{
+  return strikes(Call::shmget) ? -1 : real<int(key_t, size_t, int)>("shmget")(key, size, flags);
+}
+
+void *shmat(int id, const void *address, int flags) noexcept
+{
+  return strikes(Call::shmat) ? reinterpret_cast<void *>(-1)
+                              : real<void *(int, const void *, int)>("shmat")(id, address, flags);
 }
 
 int usleep(useconds_t microseconds)

@@ -21,6 +21,8 @@ enum class Call {
   semget,
   semop,
   semctl,
+  shmget,
+  shmat,
   usleep,
   write,
   fdatasync,
