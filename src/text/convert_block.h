@@ -16,8 +16,8 @@
 #include <cstring>
 #include <utility>
 
+#include "text/block.h"
 #include "text/code_point.h"
-#include "text/page_block.h"
 
 namespace qv::text {
 
