@@ -184,7 +184,7 @@ struct FromUtf16 {
 };
 
 template <class Direction, class Sink>
-Status convertInto(Sink &sink, const typename Direction::From *at)
+[[gnu::flatten]] Status convertInto(Sink &sink, const typename Direction::From *at)
 {
   for (;;) {
     while (*at != 0 && text::canLoadBlock(at) && Direction::convertBlocks(at, sink)) {
