@@ -287,13 +287,13 @@ class Utf8Mixed {
     const uint32_t stray = continuations & ~expected & text;
     valid_ = text != 0 && (fours | missing | stray) == 0;
     lastBytes_ = ~(continuations >> 1) & text;
-    high_ = high & text;
+    high_ = high;
   }
 
   bool valid() const { return valid_; }
 
   /// Whether the text is not all ASCII, and not without it, so that no run is likely to follow.
-  bool mixes() const { return high_ != 0 && high_ != kMask; }
+  bool mixes() const { return high_ != 0 && (high_ & kMask) != kMask; }
 
   /// The bytes that are converted, and the units that they give.
   size_t from() const { return static_cast<size_t>(std::bit_width(lastBytes_ | 1)); }
