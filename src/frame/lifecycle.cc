@@ -16,6 +16,7 @@
 #include "qvsupt32/network.h"
 #include "qvsupt32/os.h"
 #include "qvsupt32/os_objects.h"
+#include "qvsupt32/paths.h"
 
 int32_t modAttachCount = 0;
 SMBool modExitingFlag = 0;
@@ -36,6 +37,13 @@ struct Step {
 
 /// In the order of attaching. Detaching runs it backwards.
 constexpr Step kSteps[] = {
+    {.attach =
+         [] {
+           SUPTMiscInitInstallPathCache();
+           return true;
+         },
+     .detach = SUPTMiscFreeInstallPathCache,
+     .keptByFailedAttach = true},
     {.attach = [] { return LoadIPSupt() == SM_STATUS_SUCCESS; },
      .detach = [] { (void)UnLoadIPSupt(); },  // it is loaded, unless a caller unloaded it
      .keptByFailedAttach = false},

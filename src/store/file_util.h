@@ -1,0 +1,50 @@
+// Files as the stores and the logs handle them: which permissions they get, which directory they lie in, how one is
+// opened so that nothing odd at its path can hold the caller up, and how bytes reach the disk.
+#pragma once
+
+#include <sys/types.h>
+
+#include <climits>
+#include <cstddef>
+#include <string_view>
+
+#include "frame/status.h"
+
+namespace qv {
+
+/// The permissions that a file gets around every opening, replacement and removal. A chmod that fails is no failure.
+void setFileMode(const char *path);
+
+/// A path in a buffer of its own. Empty when it would be longer than any path that the system takes; opening it fails
+/// then like opening any other impossible path.
+struct PathBuffer {
+  char text[PATH_MAX];
+};
+
+/// The directory of a file: what stands before the last "/", and "." when there is none or only a leading one.
+std::string_view directoryOf(const char *path);
+
+/// Makes a path of a name in the directory of another file.
+void makeSiblingPath(const char *path, const char *name, PathBuffer &sibling);
+
+/// Creates the directory of a file where its path names one, the last component only.
+Status createDirectoryOf(const char *path);
+
+/// Opens a file for reading without waiting for anything, and tells its size. -1 for what is neither a regular file nor
+/// a directory: a pipe or a device may have no end. (Reading a directory is a read error.)
+int openForReading(const char *path, off_t &size);
+
+/// Opens a new file for writing. What stands at the path is removed first, so that neither a symbolic link nor a second
+/// name for somebody else's file is written through.
+int createTemporary(const char *path);
+
+/// Opens a file for reading and appending, and creates it when it is missing. -1 also for a pipe or a socket.
+int openForAppending(const char *path);
+
+/// Writes all bytes. False when some of them could not be written.
+bool writeAll(int descriptor, std::string_view bytes);
+
+/// Brings a file's bytes to the disk and closes it. False when either fails.
+bool syncAndClose(int descriptor);
+
+}  // namespace qv

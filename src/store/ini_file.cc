@@ -1,0 +1,252 @@
+// Reading INI files: one value, the sections of a file, the keys of a section.
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+
+#include "frame/file_guard.h"
+#include "frame/status.h"
+#include "os/unique_fd.h"
+#include "qvsupt32/store.h"
+#include "store/file_util.h"
+#include "store/ini_line.h"
+#include "store/line_reader.h"
+
+namespace {
+
+using qv::Header;
+using qv::LineReader;
+using qv::Status;
+
+/// What a scan answers when the lines have come to an end without what it was looking for.
+Status atEnd(const LineReader &lines, Status notFound)
+{
+  return lines.failed() ? Status::badIniFile : notFound;
+}
+
+/// Reads up to and with the header of the first section of a name.
+Status findSection(LineReader &lines, std::string_view section)
+{
+  std::string_view line;
+  while (lines.next(line)) {
+    std::string_view name;
+    const Header header = qv::parseHeader(qv::textOf(line), name);
+    if (header == Header::malformed) {
+      return Status::badIniFile;
+    }
+    if (header == Header::named && name == section) {
+      return Status::success;
+    }
+  }
+  return atEnd(lines, Status::sectionNotFound);
+}
+
+struct KeyLine {
+  std::string_view key;
+  std::string_view value;
+};
+
+/// Reads up to and with the next key line of a section. False at the end of the section.
+bool nextKeyLine(LineReader &lines, KeyLine &keyLine)
+{
+  std::string_view line;
+  while (lines.next(line)) {
+    const std::string_view text = qv::textOf(line);
+    if (qv::isIniComment(text)) {
+      continue;
+    }
+    const std::string_view body = qv::skipBlanks(text);
+    if (qv::opensHeader(body)) {
+      return false;
+    }
+    keyLine.key = qv::keyOf(body);
+    if (keyLine.key.size() < body.size()) {
+      const size_t equals = keyLine.key.size();
+      keyLine.value = {body.data() + equals + 1, body.size() - equals - 1};
+      return true;
+    }
+  }
+  return false;
+}
+
+Status copyValue(std::string_view value, char *buffer, uint32_t *size)
+{
+  const auto needed = static_cast<uint32_t>(value.size()) + 1;
+  const bool fits = needed <= *size;
+  *size = needed;
+  if (!fits) {
+    return Status::bufferTooSmall;
+  }
+  memcpy(buffer, value.data(), value.size());
+  buffer[value.size()] = '\0';
+  return Status::success;
+}
+
+Status findValue(const char *section, const char *key, char *buffer, uint32_t *size, LineReader &lines)
+{
+  if (!lines) {
+    return Status::unsuccessful;
+  }
+  const Status status = findSection(lines, section);
+  if (status != Status::success) {
+    return status;
+  }
+  const std::string_view wanted = key;
+  KeyLine keyLine;
+  while (nextKeyLine(lines, keyLine)) {
+    if (keyLine.key == wanted) {
+      return copyValue(keyLine.value, buffer, size);
+    }
+  }
+  return atEnd(lines, Status::keyNotFound);
+}
+
+/// A list of names in a caller's buffer: each with its terminator, and one terminator more at the end, which stays
+/// inside the buffer. What no longer fits is counted only.
+class NameList {
+ public:
+  NameList(char *buffer, uint32_t size) : buffer_(buffer), size_(size)
+  {
+    buffer_[0] = '\0';
+    buffer_[1] = '\0';
+  }
+
+  void add(std::string_view name)
+  {
+    const uint64_t at = total_;
+    total_ += name.size() + 1;
+    if (total_ < size_) {
+      memcpy(buffer_ + at, name.data(), name.size());
+      buffer_[total_ - 1] = '\0';
+      buffer_[total_] = '\0';
+    }
+  }
+
+  bool isEmpty() const { return total_ == 0; }
+
+  /// Stores the size of the names, or the size that the caller's buffer should have had.
+  Status finish(uint32_t *size) const
+  {
+    const uint64_t needed = total_ == size_ ? total_ + 1 : total_;
+    *size = static_cast<uint32_t>(std::min<uint64_t>(needed, UINT32_MAX));
+    return total_ < size_ ? Status::success : Status::bufferTooSmall;
+  }
+
+ private:
+  char *buffer_;
+  uint64_t size_;
+  uint64_t total_ = 0;
+};
+
+constexpr uint32_t kEmptyListSize = 2;
+
+Status listSections(char *buffer, uint32_t *size, LineReader &lines)
+{
+  if (*size < kEmptyListSize) {
+    return Status::badArgument;
+  }
+  NameList names(buffer, *size);
+  if (!lines) {
+    return Status::unsuccessful;
+  }
+  std::string_view line;
+  while (lines.next(line)) {
+    std::string_view name;
+    const Header header = qv::parseHeader(qv::textOf(line), name);
+    if (header == Header::malformed) {
+      return Status::badIniFile;
+    }
+    if (header == Header::named) {
+      names.add(name);
+    }
+  }
+  return lines.failed() || names.isEmpty() ? atEnd(lines, Status::sectionNotFound) : names.finish(size);
+}
+
+Status listKeys(const char *section, char *buffer, uint32_t *size, LineReader &lines)
+{
+  if (*size < kEmptyListSize) {
+    return Status::badArgument;
+  }
+  NameList names(buffer, *size);
+  if (!lines) {
+    return Status::unsuccessful;
+  }
+  const Status status = findSection(lines, section);
+  if (status != Status::success) {
+    return status;
+  }
+  KeyLine keyLine;
+  while (nextKeyLine(lines, keyLine)) {
+    names.add(keyLine.key);
+  }
+  return lines.failed() || names.isEmpty() ? atEnd(lines, Status::keyNotFound) : names.finish(size);
+}
+
+/// Answers with the caller's default, cut to its buffer, or with an empty text.
+void applyDefault(char *buffer, uint32_t *size, const char *defaultText, uint32_t defaultSize)
+{
+  if (defaultText == nullptr || defaultSize == 0) {
+    *size = 0;
+    buffer[0] = '\0';
+    return;
+  }
+  *size = std::min(defaultSize, *size);
+  memcpy(buffer, defaultText, *size);
+  buffer[*size - 1] = '\0';
+}
+
+Status readText(const char *section, const char *key, char *buffer, uint32_t *size, const char *defaultText,
+                uint32_t defaultSize, const char *path, int16_t lockMode)
+{
+  if (buffer == nullptr || size == nullptr || path == nullptr || *size == 0) {
+    return Status::badArgument;
+  }
+  const qv::FileGuard guard(static_cast<uint16_t>(lockMode));
+  if (!guard) {
+    return Status::lockFailed;
+  }
+  off_t fileSize;
+  const qv::UniqueFd file(qv::openForReading(path, fileSize));
+  if (!file) {
+    return Status::fileOpenFailed;
+  }
+  LineReader lines(file.get(), fileSize);
+  if (section == nullptr) {
+    return listSections(buffer, size, lines);
+  }
+  if (key == nullptr) {
+    return listKeys(section, buffer, size, lines);
+  }
+  const Status status = findValue(section, key, buffer, size, lines);
+  if (status != Status::success && status != Status::bufferTooSmall) {
+    applyDefault(buffer, size, defaultText, defaultSize);
+  }
+  return status;
+}
+
+}  // namespace
+
+uint32_t GetValue(const char *section, const char *key, char *buffer, uint32_t *size, FILE *input)
+{
+  LineReader lines(input);
+  return result(findValue(section, key, buffer, size, lines));
+}
+
+uint32_t GetAllSections(char *list, uint32_t *size, FILE *input)
+{
+  LineReader lines(input);
+  return result(listSections(list, size, lines));
+}
+
+uint32_t GetAllKeys(const char *section, char *list, uint32_t *size, FILE *input)
+{
+  LineReader lines(input);
+  return result(listKeys(section, list, size, lines));
+}
+
+uint32_t ReadINIFileValue_astring(const char *section, const char *key, char *buffer, uint32_t *size,
+                                  const char *defaultText, uint32_t defaultSize, const char *path, int16_t lockMode)
+{
+  return result(readText(section, key, buffer, size, defaultText, defaultSize, path, lockMode));
+}

@@ -1,0 +1,339 @@
+// Writing INI files: one key set, added or removed, or a section removed, by way of a temporary file; and the same step
+// by step on streams.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <string_view>
+
+#include "frame/file_guard.h"
+#include "frame/heap.h"
+#include "frame/status.h"
+#include "os/unique_fd.h"
+#include "qvsupt32/store.h"
+#include "store/file_util.h"
+#include "store/ini_line.h"
+#include "store/line_reader.h"
+#include "store/line_writer.h"
+
+namespace {
+
+using qv::Header;
+using qv::LineReader;
+using qv::LineWriter;
+using qv::Status;
+
+constexpr char kTemporaryName[] = "qvpstr32.tmp";
+constexpr uint32_t kLargestValueSize = 8193;
+
+/// What a copy answers when the lines have come to an end.
+Status atEnd(const LineReader &lines, const LineWriter &output, Status otherwise)
+{
+  if (lines.failed()) {
+    return Status::badIniFile;
+  }
+  return output.failed() ? Status::limitExceeded : otherwise;
+}
+
+Status copyRest(LineReader &lines, LineWriter &output)
+{
+  std::string_view bytes;
+  while (!output.failed() && lines.nextBlock(bytes)) {
+    output.write(bytes);
+  }
+  return atEnd(lines, output, Status::success);
+}
+
+/// Copies the lines before a section, and with inclusive its header too, which is read in either case.
+Status copyToSection(std::string_view section, LineReader &lines, LineWriter &output, bool inclusive)
+{
+  std::string_view line;
+  while (!output.failed() && lines.next(line)) {
+    std::string_view name;
+    const Header header = qv::parseHeader(qv::textOf(line), name);
+    const bool isWanted = header == Header::named && name == section;
+    if (!isWanted || inclusive) {
+      output.write(line);
+    }
+    if (isWanted || header == Header::malformed) {
+      return output.failed() ? Status::limitExceeded : isWanted ? Status::success : Status::badIniFile;
+    }
+  }
+  return atEnd(lines, output, Status::sectionNotFound);
+}
+
+void writeKeyLine(std::string_view key, const char *value, LineWriter &output)
+{
+  output.write(key);
+  output.write('=');
+  output.write(std::string_view(value));
+  output.write('\n');
+}
+
+/// Copies a section and all that follows it, with a key's line replaced or added, or without a value dropped.
+Status copyWithKey(std::string_view key, const char *value, LineReader &lines, LineWriter &output)
+{
+  std::string_view line;
+  while (!output.failed() && lines.next(line)) {
+    const std::string_view text = qv::textOf(line);
+    const std::string_view body = qv::skipBlanks(text);
+    const bool isKeyLine = !qv::isIniComment(text);
+    const bool isEnd = isKeyLine && qv::opensHeader(body);
+    const bool isWanted = isKeyLine && !isEnd && qv::keyOf(body) == key;
+    if ((isEnd || isWanted) && value != nullptr) {
+      writeKeyLine(key, value, output);
+    }
+    if (!isWanted) {
+      output.write(line);
+    }
+    if (isEnd || isWanted) {
+      return copyRest(lines, output);
+    }
+  }
+  if (lines.failed() || value == nullptr) {
+    return atEnd(lines, output, Status::success);
+  }
+  if (lines.lacksLineFeed()) {
+    output.write('\n');
+  }
+  writeKeyLine(key, value, output);
+  return atEnd(lines, output, Status::success);
+}
+
+/// Drops the lines of a section whose header was read, and copies all that follows: from the next line that has "[" or
+/// "#" in its first column.
+Status copyWithoutSection(LineReader &lines, LineWriter &output)
+{
+  std::string_view line;
+  while (lines.next(line)) {
+    if (line.front() == '[' || line.front() == '#') {
+      output.write(line);
+      return copyRest(lines, output);
+    }
+  }
+  return atEnd(lines, output, Status::success);
+}
+
+/// The result of a step on streams.
+uint32_t endStep(Status status, LineWriter &output)
+{
+  return result(output.end() ? status : Status::limitExceeded);
+}
+
+/// What is appended to a file: a section with one key, behind a line feed where the last line lacks its own.
+class Appendix {
+ public:
+  Appendix(std::string_view section, std::string_view key, std::string_view value)
+      : block_(static_cast<char *>(malloc(section.size() + key.size() + value.size() + kMarks)))
+  {
+    if (block_ != nullptr) {
+      add("\n[");
+      add(section);
+      add("]\n");
+      add(key);
+      add("=");
+      add(value);
+      add("\n");
+    }
+  }
+
+  explicit operator bool() const { return block_ != nullptr; }
+
+  std::string_view text(bool withLineFeed) const
+  {
+    return withLineFeed ? std::string_view(block_.get(), size_) : std::string_view(block_.get() + 1, size_ - 1);
+  }
+
+ private:
+  static constexpr size_t kMarks = sizeof("\n[]\n=\n");
+
+  void add(std::string_view piece)
+  {
+    memcpy(block_.get() + size_, piece.data(), piece.size());
+    size_ += piece.size();
+  }
+
+  qv::HeapBlock<char> block_;
+  size_t size_ = 0;
+};
+
+bool lacksLineFeed(int file, off_t size)
+{
+  char last;
+  return size > 0 && pread(file, &last, 1, size - 1) == 1 && last != '\n';
+}
+
+/// A file that cannot take all of the text gets none of it.
+Status appendText(int file, const Appendix &appendix)
+{
+  const off_t size = lseek(file, 0, SEEK_END);
+  const bool written = qv::writeAll(file, appendix.text(lacksLineFeed(file, size)));
+  if (!written && size >= 0) {
+    (void)ftruncate(file, size);  // the write has failed already
+  }
+  return qv::syncAndClose(file) && written ? Status::success : Status::limitExceeded;
+}
+
+Status append(const char *section, const char *key, const char *value, const char *path)
+{
+  if (value == nullptr || key == nullptr) {
+    return Status::badDataSize;
+  }
+  const Appendix appendix(section, key, value);
+  if (!appendix) {
+    return Status::unsuccessful;
+  }
+  qv::setFileMode(path);
+  const int file = qv::openForAppending(path);
+  if (file < 0) {
+    return Status::fileOpenFailed;
+  }
+  qv::setFileMode(path);
+  return appendText(file, appendix);
+}
+
+/// Writes the new content into the temporary file. 262 when there is no such section.
+Status writeNewContent(const char *section, const char *key, const char *value, const char *path,
+                       const char *temporaryPath)
+{
+  off_t size;
+  const qv::UniqueFd file(qv::openForReading(path, size));
+  if (!file) {
+    return Status::fileOpenFailed;
+  }
+  const int temporary = qv::createTemporary(temporaryPath);
+  if (temporary < 0) {
+    return Status::fileOpenFailed;
+  }
+  LineWriter output(temporary);
+  LineReader lines(file.get(), size);
+  if (!lines || !output) {
+    return Status::unsuccessful;
+  }
+  Status status = copyToSection(section, lines, output, key != nullptr);
+  if (status == Status::success) {
+    status = key != nullptr ? copyWithKey(key, value, lines, output) : copyWithoutSection(lines, output);
+  }
+  if (status == Status::success && !output.end()) {
+    status = Status::limitExceeded;
+  }
+  return status;
+}
+
+Status update(const char *section, const char *key, const char *value, const char *path, const char *temporaryPath)
+{
+  const Status status = writeNewContent(section, key, value, path, temporaryPath);
+  if (status == Status::sectionNotFound) {
+    (void)unlink(temporaryPath);  // one that stays is replaced by the next rewrite
+    return append(section, key, value, path);
+  }
+  return status == Status::success ? static_cast<Status>(ReplaceFile(path, temporaryPath)) : status;
+}
+
+bool isTooLong(const char *name)
+{
+  return strnlen(name, qv::kLongestIniName + 1) > qv::kLongestIniName;
+}
+
+bool hasWrongSize(const char *value, uint32_t size)
+{
+  if (value == nullptr) {
+    return size != 0;
+  }
+  return size > kLargestValueSize || strnlen(value, size) + 1 != size;
+}
+
+Status writeText(const char *section, const char *key, const char *value, uint32_t size, const char *path,
+                 int16_t lockMode)
+{
+  if (section == nullptr || path == nullptr || isTooLong(section) || (key != nullptr && isTooLong(key))) {
+    return Status::badArgument;
+  }
+  if (hasWrongSize(value, size)) {
+    return Status::badDataSize;
+  }
+  if (qv::createDirectoryOf(path) != Status::success) {
+    return Status::unsuccessful;
+  }
+  qv::PathBuffer temporary;
+  qv::makeSiblingPath(path, kTemporaryName, temporary);
+  const qv::FileGuard guard(static_cast<uint16_t>(lockMode));
+  if (!guard) {
+    return Status::lockFailed;
+  }
+  if (access(path, F_OK) != 0) {
+    return append(section, key, value, path);
+  }
+  return update(section, key, value, path, temporary.text);
+}
+
+}  // namespace
+
+uint32_t ParseForSection(const char *line, char *name)
+{
+  std::string_view found;
+  switch (qv::parseHeader(line, found)) {
+    case Header::none:
+      return result(Status::unsuccessful);
+    case Header::malformed:
+      return result(Status::badIniFile);
+    case Header::named:
+      break;
+  }
+  memcpy(name, found.data(), found.size());
+  name[found.size()] = '\0';
+  return result(Status::success);
+}
+
+uint32_t FindSectionInclusive(const char *section, FILE *input, FILE *output, int16_t inclusive)
+{
+  LineReader lines(input);
+  if (!lines) {
+    return result(Status::unsuccessful);
+  }
+  LineWriter writer(output);
+  return endStep(copyToSection(section, lines, writer, inclusive != 0), writer);
+}
+
+uint32_t FindSection(const char *section, FILE *input, FILE *output)
+{
+  return FindSectionInclusive(section, input, output, 1);
+}
+
+uint32_t FindKeyUpdateValue(const char *key, const char *value, FILE *input, FILE *output)
+{
+  LineReader lines(input);
+  if (!lines) {
+    return result(Status::unsuccessful);
+  }
+  LineWriter writer(output);
+  return endStep(copyWithKey(key, value, lines, writer), writer);
+}
+
+uint32_t FindNextSectionAndDump(FILE *input, FILE *output)
+{
+  LineReader lines(input);
+  if (!lines) {
+    return result(Status::noMemory);
+  }
+  LineWriter writer(output);
+  return endStep(copyWithoutSection(lines, writer), writer);
+}
+
+uint32_t AppendValue(const char *section, const char *key, const char *value, const char *path)
+{
+  return result(append(section, key, value, path));
+}
+
+uint32_t UpdateValue(const char *section, const char *key, const char *value, const char *path,
+                     const char *temporaryPath)
+{
+  return result(update(section, key, value, path, temporaryPath));
+}
+
+uint32_t WriteINIFileValue_astring(const char *section, const char *key, const char *value, uint32_t valueSize,
+                                   const char *path, int16_t lockMode)
+{
+  return result(writeText(section, key, value, valueSize, path, lockMode));
+}
