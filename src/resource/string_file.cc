@@ -33,6 +33,9 @@ namespace resource = qv::resource;
 
 constexpr size_t kChunkUnits = 32 * resource::kLineUnits;
 
+/// What the first read asks for: a string near the front should not cost a whole chunk.
+constexpr size_t kFirstRead = 8192;
+
 /// The memory of a lookup.
 struct Room {
   SMChar16 value[resource::kLineUnits];
@@ -90,8 +93,9 @@ class LineReader {
     memmove(chunk_, chunk_ + used_, bytesHeld_);
     used_ = 0;
     while (left() < resource::kLineUnits && !ended_) {
-      const ssize_t got =
-          read(descriptor_, reinterpret_cast<char *>(chunk_) + bytesHeld_, kChunkUnits * sizeof(SMChar16) - bytesHeld_);
+      const size_t asked = std::min(nextRead_, kChunkUnits * sizeof(SMChar16) - bytesHeld_);
+      const ssize_t got = read(descriptor_, reinterpret_cast<char *>(chunk_) + bytesHeld_, asked);
+      nextRead_ = kChunkUnits * sizeof(SMChar16);
       if (got > 0) {
         bytesHeld_ += static_cast<size_t>(got);
       } else if (got == 0 || errno != EINTR) {
@@ -104,6 +108,7 @@ class LineReader {
   SMChar16 *chunk_;
   size_t bytesHeld_ = 0;
   size_t used_ = 0;  // units of the chunk that were handed out
+  size_t nextRead_ = kFirstRead;
   bool ended_ = false;
 };
 
