@@ -1,6 +1,6 @@
 // The exported reader of one line. The lookup has its own way through a file, by the same rule of line.h.
 
-#include "resource/line.h"
+#include "locale/string_line.h"
 
 #include <sys/types.h>
 
@@ -19,7 +19,7 @@ SMChar16 *qv_fgetws(SMChar16 *line, uint32_t capacity, FILE *file)
   if (count < 2) {
     return nullptr;
   }
-  const size_t length = qv::resource::lineLength(line, count, capacity);
+  const size_t length = qv::locale::lineLength(line, count, capacity);
   line[length] = 0;
   const bool moved = fseeko(file, start + static_cast<off_t>(length * sizeof(SMChar16)), SEEK_SET) == 0;
   return moved ? line : nullptr;

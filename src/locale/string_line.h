@@ -5,9 +5,9 @@
 #include <cstddef>
 
 #include "qvsupt32/types.h"
-#include "text/string_block.h"
+#include "text/block.h"
 
-namespace qv::resource {
+namespace qv::locale {
 
 /// The room that a line is read into, in units.
 constexpr size_t kLineUnits = 1024;
@@ -22,9 +22,9 @@ inline const SMChar16 *findPair(const SMChar16 *at, const SMChar16 *end, SMChar1
   const __m128i firsts = _mm_set1_epi16(static_cast<short>(first));
   const __m128i seconds = _mm_set1_epi16(static_cast<short>(second));
   for (; end - at > kUnits; at += kUnits) {
-    const __m128i pairs = _mm_and_si128(text::equalUnits<SMChar16>(text::loadUnaligned(at), firsts),
-                                        text::equalUnits<SMChar16>(text::loadUnaligned(at + 1), seconds));
-    if (const unsigned mask = text::maskOf(pairs); mask != 0) {
+    const __m128i pairs = _mm_and_si128(text::equalUnits<SMChar16>(text::load16(at), firsts),
+                                        text::equalUnits<SMChar16>(text::load16(at + 1), seconds));
+    if (const uint32_t mask = text::highBits(pairs); mask != 0) {
       return at + static_cast<size_t>(std::countr_zero(mask)) / sizeof(SMChar16);
     }
   }
@@ -46,4 +46,4 @@ inline size_t lineLength(const SMChar16 *units, size_t count, size_t capacity)
   return lineEnd != units + count && length < capacity ? length : count - 1;
 }
 
-}  // namespace qv::resource
+}  // namespace qv::locale

@@ -1,7 +1,7 @@
 // Strings by number in the suite's own resource file, with the numbers of a maker's range moved as its settings say.
 //
 // Leaves to others: where the product is installed (locale/install_path), how a setting is stored (store), and the lookup
-// itself (resource/string_file).
+// itself (locale/string_file).
 
 #include <atomic>
 #include <cstdio>

@@ -1,6 +1,6 @@
 // IPv4 addresses: those of the machine's interfaces, and the way between dotted text and number.
 //
-// Leaves to others: whether IP support is loaded (network/ip_support).
+// Leaves to others: whether IP support is loaded (net/ip_support).
 
 #include <arpa/inet.h>
 #include <net/if.h>

@@ -2,7 +2,7 @@
 //
 // Promises: the file is read once, front to back, through one block of memory, in time that grows with its size alone,
 // whatever it holds; the lock is held while it is open and no longer.
-// Leaves to others: what a line is (resource/line), and where the file is (resource/string_id).
+// Leaves to others: what a line is (locale/string_line), and where the file is (locale/string_id).
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -18,27 +18,27 @@
 #include "frame/file_guard.h"
 #include "frame/global_lock.h"
 #include "frame/heap.h"
+#include "locale/string_line.h"
 #include "os/unique_fd.h"
 #include "qvsupt32/language.h"
 #include "qvsupt32/resource.h"
 #include "qvsupt32/strings.h"
-#include "resource/line.h"
 
 namespace {
 
 using qv::FileGuard;
 using qv::HeapBlock;
 using qv::UniqueFd;
-namespace resource = qv::resource;
+namespace locale = qv::locale;
 
-constexpr size_t kChunkUnits = 32 * resource::kLineUnits;
+constexpr size_t kChunkUnits = 32 * locale::kLineUnits;
 
 /// What the first read asks for: a string near the front should not cost a whole chunk.
 constexpr size_t kFirstRead = 8192;
 
 /// The memory of a lookup.
 struct Room {
-  SMChar16 value[resource::kLineUnits];
+  SMChar16 value[locale::kLineUnits];
   SMChar16 chunk[kChunkUnits];
 };
 
@@ -69,12 +69,12 @@ class LineReader {
   bool next(Line &line)
   {
     fill();
-    const size_t count = std::min(left(), resource::kLineUnits);
+    const size_t count = std::min(left(), locale::kLineUnits);
     if (count < 2) {
       return false;
     }
     const SMChar16 *begin = chunk_ + used_;
-    const size_t length = resource::lineLength(begin, count, resource::kLineUnits);
+    const size_t length = locale::lineLength(begin, count, locale::kLineUnits);
     line = {begin, begin + length};
     used_ += length;
     return true;
@@ -86,13 +86,13 @@ class LineReader {
   /// Reads on until the longest line is there, or the file has ended.
   void fill()
   {
-    if (left() >= resource::kLineUnits || ended_) {
+    if (left() >= locale::kLineUnits || ended_) {
       return;
     }
     bytesHeld_ -= used_ * sizeof(SMChar16);
     memmove(chunk_, chunk_ + used_, bytesHeld_);
     used_ = 0;
-    while (left() < resource::kLineUnits && !ended_) {
+    while (left() < locale::kLineUnits && !ended_) {
       const size_t asked = std::min(nextRead_, kChunkUnits * sizeof(SMChar16) - bytesHeld_);
       const ssize_t got = read(descriptor_, reinterpret_cast<char *>(chunk_) + bytesHeld_, asked);
       nextRead_ = kChunkUnits * sizeof(SMChar16);
@@ -129,7 +129,7 @@ class Key {
   const SMChar16 *findCommon(const SMChar16 *at, const SMChar16 *end) const
   {
     const SMChar16 *common = text_ + languageLength_;
-    while ((at = resource::findPair(at, end, common[0], common[1])) != end) {
+    while ((at = locale::findPair(at, end, common[0], common[1])) != end) {
       if (static_cast<size_t>(end - at) >= commonLength_ && std::equal(common, common + commonLength_, at)) {
         return at;
       }
@@ -179,9 +179,8 @@ Match match(const Key &key, Line &line)
 /// Copies the text of an entry with a terminator. Null when the entry has none.
 const SMChar16 *takeValue(const Line &line, SMChar16 *value)
 {
-  const SMChar16 *end = std::find_if(line.begin, line.end, [](SMChar16 unit) {
-    return unit == resource::kCarriageReturn || unit == resource::kLineFeed;
-  });
+  const SMChar16 *end = std::find_if(
+      line.begin, line.end, [](SMChar16 unit) { return unit == locale::kCarriageReturn || unit == locale::kLineFeed; });
   const SMChar16 *begin = end;
   while (begin != line.begin && begin[-1] != u'=') {
     --begin;
