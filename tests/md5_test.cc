@@ -60,7 +60,7 @@ TEST(Md5Test, PublishedDigests)
       {std::string(64, 'x'), "c1bb4f81d892b2d57947682aeb252456"},
   };
   for (const auto &row : rows) {
-    for (const size_t run : {1, 63, 64, 65, 1000}) {
+    for (const size_t run : {1U, 63U, 64U, 65U, 1000U}) {
       EXPECT_EQ(row.digest, digest(row.message, run)) << row.message << " in runs of " << run;
     }
   }
@@ -71,7 +71,7 @@ TEST(Md5Test, EveryCutOfEveryLengthAgrees)
   std::string message;
   for (int length = 0; length <= 200; ++length) {
     const std::string whole = digest(message, 1000);
-    for (const size_t run : {1, 7, 63, 64, 65}) {
+    for (const size_t run : {1U, 7U, 63U, 64U, 65U}) {
       ASSERT_EQ(whole, digest(message, run)) << length << " in runs of " << run;
     }
     message += static_cast<char>(length * 37);
