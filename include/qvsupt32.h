@@ -16,6 +16,7 @@
 #include "qvsupt32/format.h"
 #include "qvsupt32/frame.h"
 #include "qvsupt32/language.h"
+#include "qvsupt32/log.h"
 #include "qvsupt32/network.h"
 #include "qvsupt32/os.h"
 #include "qvsupt32/os_objects.h"

@@ -1,4 +1,4 @@
-// An object in its flat binary form, as it lies in memory and travels through a pipe.
+// An object in its flat binary form, as it lies in memory and travels between processes.
 //
 // The library reads a block up to the total size that the block itself gives. Whoever takes a block from outside
 // therefore compares that size with the bytes that are there, once, before the first read: blockSize() is for that.

@@ -1,25 +1,28 @@
-// The receiver as a process of its own: this program, executed anew, between two pipes.
+// The second process: this program, executed anew.
 #pragma once
 
 #include <stdbool.h>
+#include <stdint.h>
 #include <sys/types.h>
-
-// The receiver reads blocks from its standard input and writes its answer to this descriptor; its standard output stays
-// free for what it has to say to people.
-enum { kAnswerDescriptor = 3 };
 
 typedef struct Child {
   pid_t process;
-  int toChild;  // -1 when closed, like the other
-  int fromChild;
+  bool ended;
+  int status;  // how it ended, as waitpid(2) tells it
 } Child;
 
-// False, and errno says why, when the receiver cannot be started.
-bool startReceiver(Child *child);
+// Starts this program with the arguments, count of them, and one more. False, and errno says why, when it cannot be
+// started.
+bool startChild(Child *child, int count, char *const *arguments, char *lastArgument);
 
-// Tells the receiver that nothing more comes.
-void endInput(Child *child);
+// Whether the process has ended; does not wait for it.
+bool hasEnded(Child *child);
 
-// Closes both pipes, waits for the receiver's end and stores how it ended, as waitpid(2) tells it. False, and errno
-// says why, when that cannot be learnt.
-bool waitForReceiver(Child *child, int *status);
+// Waits for the process to end, and kills it when it has not done so after a number of milliseconds.
+void endChild(Child *child, uint32_t milliseconds);
+
+// True when the process ended by itself and with success.
+bool hasSucceeded(const Child *child);
+
+// Says how the process ended, as a line "SUBJECT was killed by signal 9 BEHIND".
+void complainOfEnd(const Child *child, const char *side, const char *subject, const char *behind);

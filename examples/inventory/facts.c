@@ -55,6 +55,7 @@ static bool collectProcessors(Facts *facts)
 {
   const long online = sysconf(_SC_NPROCESSORS_ONLN);
   facts->processorsOnline = online > 0 ? (uint32_t)online : 0;
+  facts->loadKnown = getloadavg(&facts->load, 1) == 1;
   return collectProcessorModel(facts);
 }
 
@@ -110,6 +111,7 @@ static bool collectUptime(Facts *facts)
 
 bool collectFacts(Facts *facts)
 {
+  facts->collected = time(NULL);
   return collectNames(facts) && collectProcessors(facts) && collectMemory(facts) && collectUptime(facts) &&
          collectInterfaces(facts) && collectFileSystems(facts);
 }

@@ -8,6 +8,7 @@
 #include <stdbool.h>
 #include <stddef.h>
 #include <stdint.h>
+#include <time.h>
 
 typedef struct OptionalNumber {
   bool known;
@@ -34,6 +35,7 @@ typedef struct FileSystem {
 } FileSystem;
 
 typedef struct Facts {
+  time_t collected;
   char *hostName;  // this and the texts below are null when unknown
   char *kernelName;
   char *kernelRelease;
@@ -41,7 +43,9 @@ typedef struct Facts {
   char *machine;
   char *processorModel;
   uint32_t processorsOnline;  // 0 when unknown
-  OptionalNumber uptime;      // seconds
+  bool loadKnown;
+  double load;            // processes that ran or wanted to, on an average of the last minute
+  OptionalNumber uptime;  // seconds
   OptionalNumber memoryTotal;
   OptionalNumber memoryFree;
   OptionalNumber memoryAvailable;

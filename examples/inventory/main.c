@@ -1,31 +1,22 @@
 // inventory: facts of this machine travel as a typed object from one process to another.
 //
-// The sender collects the facts, builds an object of them and hands its flat binary form through a pipe to the
-// receiver, which is this program too. The receiver reads, rebuilds, prints and edits it, and answers with a checksum.
+// The receiver makes a room to meet in and starts the sender, which is this program too. The sender collects the facts,
+// builds an object of them and leaves its flat binary form in the room. The receiver reads, rebuilds, prints and edits
+// it, and answers with a checksum.
 #include <fcntl.h>
 #include <signal.h>
 #include <stdbool.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
 #include <unistd.h>
 
+#include "parameters.h"
 #include "receiver.h"
 #include "sender.h"
 
 enum { kExitUsage = 2 };
 
-static int explainUsage(void)
-{
-  (void)fputs(
-      "usage: inventory            send the facts of this machine to a second process, which prints and answers them\n"
-      "       inventory --corrupt  damage them on the way: the receiver refuses them, the exit status is 1\n"
-      "       inventory receive    be the second process; the sender starts it\n",
-      stderr);
-  return kExitUsage;
-}
-
-// Sees to it that no pipe takes the place of a standard stream that this program was started without.
+// Sees to it that no lock file takes the place of a standard stream that this program was started without.
 static bool openStandardStreams(void)
 {
   int descriptor;
@@ -38,18 +29,15 @@ static bool openStandardStreams(void)
   return descriptor >= 0;
 }
 
-static int run(int count, char **arguments)
+// Takes the arguments without the program's name.
+static int run(int count, char *const *arguments)
 {
-  if (count == 1) {
-    return runSender(false);
+  Parameters parameters;
+  if (!readParameters(count, arguments, &parameters)) {
+    explainUsage(stderr);
+    return kExitUsage;
   }
-  if (count == 2 && strcmp(arguments[1], "--corrupt") == 0) {
-    return runSender(true);
-  }
-  if (count == 2 && strcmp(arguments[1], "receive") == 0) {
-    return runReceiver();
-  }
-  return explainUsage();
+  return parameters.isSender ? runSender(&parameters) : runReceiver(&parameters, count, arguments);
 }
 
 int main(int count, char **arguments)
@@ -59,8 +47,8 @@ int main(int count, char **arguments)
     return EXIT_FAILURE;
   }
   (void)signal(SIGPIPE, SIG_IGN);  // a reader that has gone is reported where the write fails
-  (void)signal(SIGCHLD, SIG_DFL);  // ignored, it would take the receiver's exit status away
-  const int status = run(count, arguments);
+  (void)signal(SIGCHLD, SIG_DFL);  // ignored, it would take the sender's exit status away
+  const int status = count > 0 ? run(count - 1, arguments + 1) : run(0, NULL);
   if (fflush(stdout) != 0 || ferror(stdout) != 0) {
     (void)fputs("inventory: cannot write to standard output\n", stderr);
     return status == EXIT_SUCCESS ? EXIT_FAILURE : status;

@@ -6,6 +6,7 @@
 #include <string.h>
 
 #include "schema.h"
+#include "value.h"
 
 enum { kKeepOld = 0 };  // the last argument of SDOConfigAddData: every field is added once
 
@@ -57,6 +58,15 @@ static void addBoolean(Builder *builder, uint16_t fieldID, bool value)
 {
   const SMBool stored = value ? 1 : 0;
   add(builder, fieldID, kTypeBoolean, &stored, sizeof(stored));
+}
+
+// Times are 32 bits wide. One that they cannot hold is left out.
+static void addTime(Builder *builder, uint16_t fieldID, time_t time)
+{
+  const int32_t stored = (int32_t)time;
+  if (stored == time) {
+    add(builder, fieldID, kTypeTime, &stored, sizeof(stored));
+  }
 }
 
 // Nests an object, which belongs to its parent from the successful add on. One that nothing is known of is left out.
@@ -134,6 +144,9 @@ static Builder buildProcessor(const Facts *facts)
   if (facts->processorsOnline != 0) {
     addNumber32(&processor, kFieldProcessorsOnline, facts->processorsOnline);
   }
+  if (facts->loadKnown) {
+    add(&processor, kFieldLoad, kTypeFraction, &facts->load, sizeof(facts->load));
+  }
   return processor;
 }
 
@@ -183,7 +196,7 @@ static Builder buildFileSystem(const Facts *facts, size_t index)
   return element;
 }
 
-uint32_t buildInventory(const Facts *facts, Inventory *inventory)
+uint32_t buildInventory(const Facts *facts, uint32_t language, Inventory *inventory)
 {
   Builder root = startObject();
   addText(&root, kFieldHostName, facts->hostName);
@@ -192,6 +205,8 @@ uint32_t buildInventory(const Facts *facts, Inventory *inventory)
   addObject(&root, kFieldProcessor, buildProcessor(facts));
   addObject(&root, kFieldMemory, buildMemory(facts));
   addNumber32(&root, kFieldReceiver, 0);
+  add(&root, kFieldLanguage, kTypeLanguage, &language, sizeof(language));
+  addTime(&root, kFieldCollected, facts->collected);
   // The lists come last: what can be long takes the room that is left.
   inventory->interfacesLeftOut = addArray(&root, kFieldInterfaces, facts, facts->interfaceCount, buildInterface);
   inventory->fileSystemsLeftOut = addArray(&root, kFieldFileSystems, facts, facts->fileSystemCount, buildFileSystem);
@@ -209,11 +224,40 @@ uint32_t markReceived(Block *block, uint32_t processID)
   return SDOBinarySetData(block->bytes, &size, kFieldReceiver, kTypeNumber32, &processID, sizeof(processID));
 }
 
-uint32_t buildAnswer(uint32_t checksum, Block *answer)
+uint32_t buildAnswer(const Answer *answer, Block *block)
 {
   Builder root = startObject();
-  addNumber32(&root, kFieldChecksum, checksum);
-  const uint32_t status = root.status == SM_STATUS_SUCCESS ? flatten(root.object, answer) : root.status;
+  addNumber32(&root, kFieldReceiver, answer->receiverID);
+  addNumber32(&root, kFieldStatus, answer->status);
+  if (answer->status == SM_STATUS_SUCCESS) {
+    addNumber32(&root, kFieldChecksum, answer->checksum);
+  }
+  const uint32_t status = root.status == SM_STATUS_SUCCESS ? flatten(root.object, block) : root.status;
   SDOConfigFree(root.object);
+  return status;
+}
+
+static uint32_t readNumber32(const Block *block, uint16_t fieldID, uint32_t *number)
+{
+  Value value;
+  const uint32_t status = readField(block->bytes, fieldID, &value);
+  if (status != SM_STATUS_SUCCESS) {
+    return status;
+  }
+  const bool isNumber = asNumber32(&value, number);
+  freeValue(&value);
+  return isNumber ? SM_STATUS_SUCCESS : SM_STATUS_BAD_TYPE;
+}
+
+uint32_t readAnswer(const Block *block, Answer *answer)
+{
+  *answer = (Answer){0};
+  uint32_t status = readNumber32(block, kFieldReceiver, &answer->receiverID);
+  if (status == SM_STATUS_SUCCESS) {
+    status = readNumber32(block, kFieldStatus, &answer->status);
+  }
+  if (status == SM_STATUS_SUCCESS && answer->status == SM_STATUS_SUCCESS) {
+    status = readNumber32(block, kFieldChecksum, &answer->checksum);
+  }
   return status;
 }

@@ -3,11 +3,11 @@
 
 #include <inttypes.h>
 #include <stdbool.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include "schema.h"
 #include "text.h"
-#include "value.h"
 
 enum { kDepthMax = 10 };
 
@@ -54,32 +54,53 @@ void printText(FILE *stream, const char *text, size_t size)
   }
 }
 
-static void printBytes(const Printer *printer, const Value *value)
+// Prints a value that is no text on one line.
+static uint32_t printTyped(FILE *stream, const Value *value)
 {
-  enum { kShown = 16 };
-  (void)fprintf(printer->stream, " %" PRIu32 " bytes of type %u:", value->size, (unsigned)value->type);
-  for (uint32_t i = 0; i < value->size && i < kShown; ++i) {
-    (void)fprintf(printer->stream, " %02x", (unsigned)value->bytes[i]);
+  if (!isTyped(value)) {
+    (void)fprintf(stream, "%" PRIu32 " bytes of type %u", value->size, (unsigned)value->type);
+    return SM_STATUS_SUCCESS;
   }
-  (void)fputs(value->size > kShown ? " ...\n" : "\n", printer->stream);
+  char *text;
+  const uint32_t status = writeValue(value, &text);
+  if (status == SM_STATUS_SUCCESS) {
+    (void)fputs(text, stream);
+    free(text);
+  }
+  return status;
 }
 
-static void printPlain(const Printer *printer, const Value *value)
+uint32_t printPlain(FILE *stream, const Value *value)
 {
-  uint64_t number;
-  bool truth;
   const char *text = asText(value);
-  if (text != NULL) {
-    (void)fputc(' ', printer->stream);
-    printText(printer->stream, text, value->size - 1);
-    (void)fputc('\n', printer->stream);
-  } else if (asNumber(value, &number)) {
-    (void)fprintf(printer->stream, " %" PRIu64 "\n", number);
-  } else if (asBoolean(value, &truth)) {
-    (void)fprintf(printer->stream, " %s\n", truth ? "yes" : "no");
-  } else {
-    printBytes(printer, value);
+  if (text == NULL) {
+    return printTyped(stream, value);
   }
+  printText(stream, text, value->size - 1);
+  return SM_STATUS_SUCCESS;
+}
+
+static uint32_t dumpAt(const Printer *printer, const uint8_t *bytes, uint32_t size, int depth)
+{
+  enum { kShown = 64 };
+  const Value head = {.bytes = (uint8_t *)bytes, .size = size < kShown ? size : kShown};
+  char *dump;
+  const uint32_t status = writeValue(&head, &dump);
+  if (status != SM_STATUS_SUCCESS) {
+    return status;
+  }
+  char *cursor = dump;
+  for (const char *line = strsep(&cursor, "\r"); cursor != NULL; line = strsep(&cursor, "\r")) {
+    startLine(printer, depth);
+    (void)fprintf(printer->stream, "%s\n", line);
+    ++cursor;  // over the line feed
+  }
+  free(dump);
+  if (size > kShown) {
+    startLine(printer, depth);
+    (void)fputs("...\n", printer->stream);
+  }
+  return SM_STATUS_SUCCESS;
 }
 
 // The value of nested objects is their pointers, of which there is one without SDO_TYPE_ARRAY.
@@ -105,11 +126,19 @@ static uint32_t printArray(const Printer *printer, const Value *value, int depth
   return SM_STATUS_SUCCESS;
 }
 
+static uint32_t printLeaf(const Printer *printer, const Value *value, int depth)
+{
+  (void)fputc(' ', printer->stream);
+  const uint32_t status = printPlain(printer->stream, value);
+  (void)fputc('\n', printer->stream);
+  const bool told = asText(value) != NULL || isTyped(value);
+  return status != SM_STATUS_SUCCESS || told ? status : dumpAt(printer, value->bytes, value->size, depth + 1);
+}
+
 static uint32_t printValue(const Printer *printer, const Value *value, int depth)
 {
   if ((value->type & SDO_TYPE_MASK) != SDO_TYPE_CONFIG) {
-    printPlain(printer, value);
-    return SM_STATUS_SUCCESS;
+    return printLeaf(printer, value, depth);
   }
   if ((value->type & SDO_TYPE_ARRAY) != 0) {
     return printArray(printer, value, depth + 1);
@@ -148,4 +177,10 @@ uint32_t printObject(FILE *stream, const char *label, const SDOConfig *object)
 {
   const Printer printer = {.stream = stream, .label = label};
   return printEntries(&printer, object, 1);
+}
+
+uint32_t printDump(FILE *stream, const char *label, const uint8_t *bytes, uint32_t size)
+{
+  const Printer printer = {.stream = stream, .label = label};
+  return dumpAt(&printer, bytes, size, 1);
 }

@@ -1,164 +1,186 @@
-// The receiver. It trusts nothing in the block: whatever the library refuses ends it with a message and exit status 1.
+// The receiver. It owns the room and outlives the sender, so that it can tell what became of it and leaves nothing of the
+// room behind, whatever that is.
 #include "receiver.h"
 
 #include <errno.h>
 #include <inttypes.h>
+#include <signal.h>
 #include <stdbool.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "block.h"
 #include "checksum.h"
 #include "child.h"
+#include "inspect.h"
 #include "object.h"
-#include "pipe.h"
-#include "print.h"
 #include "report.h"
+#include "room.h"
 #include "schema.h"
-#include "value.h"
+
+typedef struct Receiver {
+  Room room;
+  Child sender;
+  uint32_t patience;  // steps, in every wait
+} Receiver;
 
 static const char kSide[] = "receiver";
 
-// By hand, the answer's descriptor could be any file, even one of the library's own.
-static bool canAnswer(void)
+// Whoever is told to stop still has a room to remove.
+static volatile sig_atomic_t toldToStop;
+
+static void noteStop(int signal)
 {
-  struct stat status;
-  return fstat(kAnswerDescriptor, &status) == 0 && S_ISFIFO(status.st_mode);
+  (void)signal;
+  toldToStop = 1;
 }
 
-static bool refuse(const char *what, uint32_t status)
+static void heedSignals(void)
 {
-  const char *reason = status == SM_STATUS_BAD_TYPE ? "is malformed" : "cannot be read";
-  complain(kSide, "refused: %s %s (status %" PRIu32 ")", what, reason, status);
+  (void)signal(SIGHUP, noteStop);  // these are signals, so they can be handled
+  (void)signal(SIGINT, noteStop);
+  (void)signal(SIGTERM, noteStop);
+}
+
+static bool isNoMoreToBeWaitedFor(void *sender)
+{
+  return toldToStop != 0 || hasEnded(sender);
+}
+
+// Looks into the room after a wait without an announcement. A process that dies takes its hold on the mutex with it, so
+// that a free mutex tells also processes that are not the sender's parent: nobody is at work here.
+static void lookAround(const Room *room)
+{
+  if (!enterRoom(room, 0)) {
+    say(kSide, "the mutex is taken: somebody is still in the room");
+    return;
+  }
+  Block block;
+  if (takeBlock(room, &block)) {
+    say(kSide, "the mutex is free; the memory holds %" PRIu32 " bytes that nobody announced: not used", block.size);
+    freeBlock(&block);
+  } else {
+    say(kSide, "the mutex is free; the memory holds no block");
+  }
+  leaveRoom(room);
+}
+
+static bool awaitBlock(Receiver *receiver)
+{
+  const Wait wait = awaitEvent(receiver->room.blockEvent, receiver->patience, isNoMoreToBeWaitedFor, &receiver->sender);
+  if (wait == kAnnounced) {
+    return true;
+  }
+  if (receiver->sender.ended) {
+    complainOfEnd(&receiver->sender, kSide, "the sender", " before it announced a block");
+  } else if (toldToStop != 0) {
+    complain(kSide, "told to stop before a block was announced");
+  } else {
+    complain(kSide, "no block was announced within %" PRIu32 " steps of about a millisecond", receiver->patience);
+  }
+  lookAround(&receiver->room);
+  endChild(&receiver->sender, 0);  // it has had its time
   return false;
 }
 
-// Says a field that was read straight from the binary, or a field of a block nested there.
-static bool sayField(const void *binary, uint16_t fieldID, const char *what)
+// Takes a copy: the memory stays the sender's to write to, also between a check and the use of what was checked.
+static bool receiveBlock(Receiver *receiver, Block *block)
 {
-  Value value;
-  const uint32_t status = readField(binary, fieldID, &value);
-  if (status == SM_STATUS_NOT_FOUND) {
-    return true;  // the sender did not know it
+  if (!awaitBlock(receiver)) {
+    return false;
   }
-  if (status != SM_STATUS_SUCCESS) {
-    return refuse(what, status);
+  if (!enterRoom(&receiver->room, receiver->patience)) {
+    complain(kSide, "the sender announced a block and does not leave the room");
+    return false;
   }
-  uint64_t number;
-  const char *text = asText(&value);
-  (void)printf("%s: read in place: %s is ", kSide, what);
-  if (text != NULL) {
-    printText(stdout, text, strlen(text));
-  } else if (asNumber(&value, &number)) {
-    (void)printf("%" PRIu64, number);
+  const bool taken = takeBlock(&receiver->room, block);
+  leaveRoom(&receiver->room);
+  if (taken) {
+    say(kSide, "received %" PRIu32 " bytes", block->size);
   } else {
-    (void)printf("neither text nor number");
+    complain(kSide, "refused: this is no block, or there is no memory for it");
   }
-  (void)putchar('\n');
-  freeValue(&value);
-  return true;
+  return taken;
 }
 
-static bool sayKernelRelease(const void *binary)
+static bool answer(const Receiver *receiver, const Answer *content)
 {
-  Value kernel;
-  const uint32_t status = readNested(binary, kFieldKernel, &kernel);
-  if (status == SM_STATUS_NOT_FOUND) {
-    return true;
-  }
-  if (status != SM_STATUS_SUCCESS) {
-    return refuse("the kernel", status);
-  }
-  const bool said = sayField(kernel.bytes, kFieldKernelRelease, "the kernel release");
-  freeValue(&kernel);
-  return said;
-}
-
-static bool sayInterfaceCount(const void *binary)
-{
-  Value interfaces;
-  const uint32_t status = readNested(binary, kFieldInterfaces, &interfaces);
-  if (status == SM_STATUS_NOT_FOUND) {
-    return true;
-  }
-  if (status != SM_STATUS_SUCCESS) {
-    return refuse("the list of network interfaces", status);
-  }
-  say(kSide, "read in place: the number of network interfaces is %" PRId32, SDOBinaryGetCount(interfaces.bytes));
-  freeValue(&interfaces);
-  return true;
-}
-
-static bool readInPlace(const Block *block)
-{
-  return sayField(block->bytes, kFieldHostName, "the host name") &&
-         sayField(block->bytes, kFieldUptime, "the uptime in seconds") && sayKernelRelease(block->bytes) &&
-         sayInterfaceCount(block->bytes);
-}
-
-static bool printTree(const Block *block)
-{
-  SDOConfig *object = SDOBinaryToConfig(block->bytes);
-  if (object == NULL) {
-    complain(kSide, "refused: no object can be made of the block: it is malformed, or memory is short");
-    return false;
-  }
-  say(kSide, "the object, rebuilt from %" PRIu32 " bytes:", block->size);
-  const uint32_t status = printObject(stdout, kSide, object);
-  SDOConfigFree(object);
-  if (status != SM_STATUS_SUCCESS) {
-    complain(kSide, "cannot print the object: status %" PRIu32, status);
-  }
-  return status == SM_STATUS_SUCCESS;
-}
-
-static bool edit(Block *block)
-{
-  const uint32_t ownID = (uint32_t)getpid();
-  const uint32_t status = markReceived(block, ownID);
-  if (status != SM_STATUS_SUCCESS) {
-    complain(kSide, "cannot edit the block: status %" PRIu32, status);
-    return false;
-  }
-  say(kSide, "edited in place: %s is now %" PRIu32, fieldName(kFieldReceiver), ownID);
-  return true;
-}
-
-static bool answer(const Block *block)
-{
-  const uint32_t checksum = adler32(block->bytes, block->size);
   Block reply;
-  const uint32_t status = buildAnswer(checksum, &reply);
+  const uint32_t status = buildAnswer(content, &reply);
   if (status != SM_STATUS_SUCCESS) {
     complain(kSide, "cannot build the answer: status %" PRIu32, status);
     return false;
   }
-  say(kSide, "answering: Adler-32 of the edited block is %08" PRIx32, checksum);
-  const bool sent = sendBlock(kAnswerDescriptor, &reply);
-  if (!sent) {
-    complain(kSide, "cannot answer: %s", strerror(errno));
+  const bool entered = enterRoom(&receiver->room, receiver->patience);
+  if (entered) {
+    putBlock(&receiver->room, &reply);
+    leaveRoom(&receiver->room);
   }
   freeBlock(&reply);
-  return sent;
+  if (!entered || SMEventSet(receiver->room.answerEvent) != SM_STATUS_SUCCESS) {
+    complain(kSide, "cannot hand the answer over");
+    return false;
+  }
+  return true;
 }
 
-int runReceiver(void)
+static uint32_t edit(Block *block, uint32_t ownID)
 {
-  if (!canAnswer()) {
-    complain(kSide, "no pipe for the answer: \"inventory\" starts the receiver itself");
-    return EXIT_FAILURE;
+  const uint32_t status = markReceived(block, ownID);
+  if (status == SM_STATUS_SUCCESS) {
+    say(kSide, "edited in place: %s is now %" PRIu32, fieldName(kFieldReceiver), ownID);
+  } else {
+    complain(kSide, "cannot edit the block: status %" PRIu32, status);
   }
+  return status;
+}
+
+static bool work(Receiver *receiver)
+{
   Block block;
-  const Arrival arrival = receiveBlock(STDIN_FILENO, &block);
-  if (arrival != kArrived) {
-    complain(kSide, "refused: %s", describeArrival(arrival));
+  if (!receiveBlock(receiver, &block)) {
+    return false;
+  }
+  Answer content = {.receiverID = (uint32_t)getpid(), .status = inspectBlock(kSide, &block)};
+  if (content.status == SM_STATUS_SUCCESS) {
+    content.status = edit(&block, content.receiverID);
+  }
+  if (content.status == SM_STATUS_SUCCESS) {
+    content.checksum = adler32(block.bytes, block.size);
+    say(kSide, "answering: Adler-32 of the edited block is %08" PRIx32, content.checksum);
+  }
+  freeBlock(&block);
+  return answer(receiver, &content) && content.status == SM_STATUS_SUCCESS;
+}
+
+static bool workWithSender(Receiver *receiver, int count, char *const *arguments)
+{
+  if (!startChild(&receiver->sender, count, arguments, kSenderArgument)) {
+    complain(kSide, "cannot start the sender: %s", strerror(errno));
+    return false;
+  }
+  const bool done = work(receiver);
+  endChild(&receiver->sender, receiver->patience);
+  if (done && !hasSucceeded(&receiver->sender)) {
+    complainOfEnd(&receiver->sender, kSide, "the sender", " after the answer");
+    return false;
+  }
+  return done;
+}
+
+int runReceiver(const Parameters *parameters, int count, char *const *arguments)
+{
+  heedSignals();
+  Receiver receiver = {.patience = parameters->patience};
+  if (!createRoom(parameters->room, &receiver.room)) {
+    complain(kSide,
+             "cannot make the room \"%s\": another has it, its name does not do, or the suite's directory is missing",
+             parameters->room);
     return EXIT_FAILURE;
   }
-  say(kSide, "received %" PRIu32 " bytes", block.size);
-  const bool done = readInPlace(&block) && printTree(&block) && edit(&block) && answer(&block);
-  freeBlock(&block);
+  say(kSide, "made the room \"%s\"", parameters->room);
+  const bool done = workWithSender(&receiver, count, arguments);
+  closeRoom(&receiver.room);
   return done ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -1,5 +1,8 @@
-// The receiving side: takes one block from standard input, shows what it holds, edits and answers it.
+// The receiving side, the first process: makes the room, starts the sender, takes one block from it, shows what it
+// holds, edits and answers it.
 #pragma once
 
-// Returns the exit status of the program.
-int runReceiver(void);
+#include "parameters.h"
+
+// Returns the exit status of the program. The sender is started with the same arguments.
+int runReceiver(const Parameters *parameters, int count, char *const *arguments);

@@ -1,4 +1,5 @@
-// The names of the fields, as people see them. Units stand here, since the values are bare numbers.
+// The names of the fields, as people see them, and the sizes of the types. Units stand in the names, since the values
+// are bare numbers.
 #include "schema.h"
 
 #include <stddef.h>
@@ -17,12 +18,15 @@ static const FieldName kNames[] = {
     {kFieldInterfaces, "network interfaces"},
     {kFieldFileSystems, "file systems"},
     {kFieldReceiver, "receiver process"},
+    {kFieldLanguage, "language"},
+    {kFieldCollected, "collected"},
     {kFieldKernelName, "name"},
     {kFieldKernelRelease, "release"},
     {kFieldKernelVersion, "version"},
     {kFieldMachine, "machine"},
     {kFieldProcessorModel, "model"},
     {kFieldProcessorsOnline, "online"},
+    {kFieldLoad, "load of the last minute"},
     {kFieldMemoryTotal, "total bytes"},
     {kFieldMemoryFree, "free bytes"},
     {kFieldMemoryAvailable, "available bytes"},
@@ -42,6 +46,7 @@ static const FieldName kNames[] = {
     {kFieldFreeSize, "free bytes"},
     {kFieldAvailableSize, "available bytes"},
     {kFieldChecksum, "checksum"},
+    {kFieldStatus, "status"},
 };
 
 const char *fieldName(uint16_t fieldID)
@@ -52,4 +57,23 @@ const char *fieldName(uint16_t fieldID)
     }
   }
   return NULL;
+}
+
+uint32_t typedSize(uint8_t type)
+{
+  switch (type) {
+    case kTypeBoolean:
+      return sizeof(SMBool);
+    case kTypeNumber32:
+    case kTypeLanguage:
+      return sizeof(uint32_t);
+    case kTypeNumber64:
+      return sizeof(uint64_t);
+    case kTypeFraction:
+      return sizeof(double);
+    case kTypeTime:
+      return sizeof(int32_t);
+    default:
+      return 0;
+  }
 }

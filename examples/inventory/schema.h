@@ -8,12 +8,17 @@
 
 #include "qvsupt32.h"
 
-// The type bytes are ours to choose, except for the low bits that mean nested objects.
+// The type bytes are ours to choose, except for the low bits that mean nested objects. A typed value, which the library
+// can write as text, has its type code there with a mark; type code 0 is none for an object.
 enum {
-  kTypeText = 1,      // UTF-8 with its terminator
-  kTypeNumber32 = 2,  // uint32_t
-  kTypeNumber64 = 3,  // uint64_t
-  kTypeBoolean = 4,   // SMBool
+  kTypeText = 1,  // UTF-8 with its terminator
+  kTypedMark = 0x20,
+  kTypeBoolean = kTypedMark | SM_TYPE_BOOLEAN,
+  kTypeNumber32 = kTypedMark | SM_TYPE_U32,
+  kTypeNumber64 = kTypedMark | SM_TYPE_U64,
+  kTypeFraction = kTypedMark | SM_TYPE_DOUBLE,
+  kTypeLanguage = kTypedMark | SM_TYPE_LANGID,
+  kTypeTime = kTypedMark | SM_TYPE_TIME,
   kTypeObject = SDO_TYPE_CONFIG,
   kTypeObjectArray = SDO_TYPE_CONFIG | SDO_TYPE_ARRAY,
 };
@@ -27,6 +32,8 @@ enum {
   kFieldInterfaces = 6,   // array of objects
   kFieldFileSystems = 7,  // array of objects
   kFieldReceiver = 8,     // 0 when the sender builds the object; the receiver puts its process ID there
+  kFieldLanguage = 9,
+  kFieldCollected = 10,
 
   kFieldKernelName = 20,
   kFieldKernelRelease = 21,
@@ -35,6 +42,7 @@ enum {
 
   kFieldProcessorModel = 30,
   kFieldProcessorsOnline = 31,
+  kFieldLoad = 32,
 
   kFieldMemoryTotal = 40,
   kFieldMemoryFree = 41,
@@ -57,8 +65,12 @@ enum {
   kFieldFreeSize = 65,
   kFieldAvailableSize = 66,
 
-  kFieldChecksum = 70,  // the only field of the answer
+  kFieldChecksum = 70,  // this and the next stand in the answer, beside kFieldReceiver
+  kFieldStatus = 71,
 };
 
 // The name of a field, null when this program does not know the ID.
 const char *fieldName(uint16_t fieldID);
+
+// The size of a typed value, 0 when the type byte is not one of those above.
+uint32_t typedSize(uint8_t type);

@@ -1,21 +1,22 @@
-// The sender. It keeps the block that it sends, so that it can make the receiver's edit itself and compare checksums.
+// The sender. It keeps the block that it hands over, so that it can make the receiver's edit itself and compare
+// checksums.
 #include "sender.h"
 
 #include <errno.h>
 #include <inttypes.h>
+#include <signal.h>
+#include <stdbool.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/wait.h>
+#include <unistd.h>
 
 #include "block.h"
 #include "checksum.h"
-#include "child.h"
 #include "facts.h"
 #include "object.h"
-#include "pipe.h"
 #include "report.h"
+#include "room.h"
 #include "schema.h"
-#include "value.h"
 
 static const char kSide[] = "sender";
 
@@ -27,10 +28,10 @@ static void sayLeftOut(size_t leftOut, size_t count, const char *what)
 }
 
 // Turns the facts into a block.
-static bool prepareBlock(const Facts *facts, Block *block)
+static bool prepareBlock(const Facts *facts, uint32_t language, Block *block)
 {
   Inventory inventory;
-  uint32_t status = buildInventory(facts, &inventory);
+  uint32_t status = buildInventory(facts, language, &inventory);
   if (status != SM_STATUS_SUCCESS) {
     complain(kSide, "cannot build the object: status %" PRIu32, status);
     return false;
@@ -45,13 +46,13 @@ static bool prepareBlock(const Facts *facts, Block *block)
   return status == SM_STATUS_SUCCESS;
 }
 
-static bool collectBlock(Block *block)
+static bool collectBlock(uint32_t language, Block *block)
 {
   Facts facts = {0};
   bool prepared = collectFacts(&facts);
   if (prepared) {
     say(kSide, "found %zu network interfaces and %zu file systems", facts.interfaceCount, facts.fileSystemCount);
-    prepared = prepareBlock(&facts, block);
+    prepared = prepareBlock(&facts, language, block);
   } else {
     complain(kSide, "cannot collect the facts: %s", strerror(errno));
   }
@@ -59,120 +60,116 @@ static bool collectBlock(Block *block)
   return prepared;
 }
 
-// Sends a copy of the block with one value's position pointing nowhere.
-static bool sendDamaged(int descriptor, const Block *block)
+// Kills this process as nobody can prepare for.
+static void dieHere(void)
 {
-  Block damaged = {.bytes = malloc(block->size), .size = block->size};
-  if (damaged.bytes == NULL) {
-    return false;
-  }
-  memcpy(damaged.bytes, block->bytes, block->size);
-  const uint16_t fieldID = damageBlock(&damaged);
+  say(kSide, "dying on purpose");
+  (void)raise(SIGKILL);
+}
+
+static void damageInRoom(const Room *room)
+{
+  Block there = {.bytes = SMSharedMemGetAddressPtr(room->memory)};
+  const uint16_t fieldID = damageBlock(&there);
   say(kSide, "corrupted on purpose: field %u (%s) now starts past the end of the block", (unsigned)fieldID,
       fieldID == 0 ? "none is there" : fieldName(fieldID));
-  const bool sent = sendBlock(descriptor, &damaged);
-  const int error = errno;
-  freeBlock(&damaged);
-  errno = error;
-  return sent;
 }
 
-static bool sendTo(Child *receiver, const Block *block, bool corrupt)
+// Takes the mutex, writes, announces and gives the mutex back.
+static bool handOver(const Room *room, const Block *block, const Parameters *parameters)
 {
-  say(kSide, "sending %" PRIu32 " bytes to process %ld", block->size, (long)receiver->process);
-  const bool sent = corrupt ? sendDamaged(receiver->toChild, block) : sendBlock(receiver->toChild, block);
-  if (!sent) {
-    complain(kSide, "cannot send the block: %s", strerror(errno));
+  if (!enterRoom(room, parameters->patience)) {
+    complain(kSide, "the room does not become free");
+    return false;
   }
-  endInput(receiver);
-  return sent;
+  if (parameters->death == kDeathInTheRoom) {
+    dieHere();
+  }
+  putBlock(room, block);
+  if (parameters->corrupt) {
+    damageInRoom(room);
+  }
+  if (parameters->death == kDeathWithoutAnEvent) {
+    dieHere();
+  }
+  say(kSide, "handing over %" PRIu32 " bytes", block->size);
+  const bool announced = SMEventSet(room->blockEvent) == SM_STATUS_SUCCESS;
+  leaveRoom(room);
+  if (!announced) {
+    complain(kSide, "cannot announce the block");
+  }
+  return announced;
 }
 
-static bool readChecksum(const Block *answer, uint32_t *checksum)
+// Whoever loses its parent gets another one.
+static bool hasLostParent(void *parent)
 {
-  Value value;
-  if (readField(answer->bytes, kFieldChecksum, &value) != SM_STATUS_SUCCESS) {
-    return false;
-  }
-  uint64_t number;
-  const bool isChecksum = asNumber(&value, &number) && number <= UINT32_MAX;
-  freeValue(&value);
-  if (isChecksum) {
-    *checksum = (uint32_t)number;
-  }
-  return isChecksum;
+  return getppid() != *(const pid_t *)parent;
 }
 
-static bool receiveChecksum(const Child *receiver, uint32_t *checksum)
+static bool awaitAnswer(const Room *room, pid_t parent, uint32_t patience, Answer *answer)
 {
-  Block answer;
-  const Arrival arrival = receiveBlock(receiver->fromChild, &answer);
-  if (arrival != kArrived) {
-    complain(kSide, "no answer: %s", describeArrival(arrival));
+  if (awaitEvent(room->answerEvent, patience, hasLostParent, &parent) != kAnnounced || !enterRoom(room, patience)) {
+    complain(kSide, "no answer: the receiver is gone, or takes too long");
     return false;
   }
-  const bool found = readChecksum(&answer, checksum);
-  freeBlock(&answer);
-  if (!found) {
-    complain(kSide, "no checksum can be read from the answer");
-  }
-  return found;
-}
-
-// Waits for the receiver's end and says what was wrong with it.
-static bool endedWell(Child *receiver)
-{
-  int status;
-  if (!waitForReceiver(receiver, &status)) {
-    complain(kSide, "cannot wait for the receiver: %s", strerror(errno));
+  Block reply;
+  const bool taken = takeBlock(room, &reply);
+  leaveRoom(room);
+  if (!taken) {
+    complain(kSide, "the answer is no block, or there is no memory for it");
     return false;
   }
-  if (WIFSIGNALED(status)) {
-    complain(kSide, "the receiver was killed by signal %d", WTERMSIG(status));
-    return false;
+  const uint32_t status = readAnswer(&reply, answer);
+  freeBlock(&reply);
+  if (status != SM_STATUS_SUCCESS) {
+    complain(kSide, "the answer cannot be read: status %" PRIu32, status);
   }
-  if (WEXITSTATUS(status) != EXIT_SUCCESS) {
-    complain(kSide, "the receiver did not accept the block: exit status %d", WEXITSTATUS(status));
-    return false;
-  }
-  return true;
+  return status == SM_STATUS_SUCCESS;
 }
 
 // Makes the receiver's edit in our own copy and compares.
-static bool agrees(Block *own, uint32_t receiverID, uint32_t checksum)
+static bool agrees(Block *own, const Answer *answer)
 {
-  const uint32_t status = markReceived(own, receiverID);
+  if (answer->status != SM_STATUS_SUCCESS) {
+    complain(kSide, "the receiver refused the block: status %" PRIu32, answer->status);
+    return false;
+  }
+  const uint32_t status = markReceived(own, answer->receiverID);
   if (status != SM_STATUS_SUCCESS) {
     complain(kSide, "cannot edit the block: status %" PRIu32, status);
     return false;
   }
-  const uint32_t ownChecksum = adler32(own->bytes, own->size);
-  if (ownChecksum != checksum) {
-    complain(kSide, "Adler-32 of our edited copy is %08" PRIx32 ", the receiver's is %08" PRIx32, ownChecksum,
-             checksum);
+  const uint32_t checksum = adler32(own->bytes, own->size);
+  if (checksum != answer->checksum) {
+    complain(kSide, "Adler-32 of our edited copy is %08" PRIx32 ", the receiver's is %08" PRIx32, checksum,
+             answer->checksum);
     return false;
   }
-  say(kSide, "Adler-32 of our edited copy is %08" PRIx32 " too: both sides hold the same bytes", ownChecksum);
+  say(kSide, "Adler-32 of our edited copy is %08" PRIx32 " too: both sides hold the same bytes", checksum);
   return true;
 }
 
-static bool handOver(Block *block, bool corrupt)
+static bool meet(const Room *room, Block *block, const Parameters *parameters)
 {
-  Child receiver;
-  if (!startReceiver(&receiver)) {
-    complain(kSide, "cannot start the receiver: %s", strerror(errno));
-    return false;
-  }
-  const uint32_t receiverID = (uint32_t)receiver.process;
-  uint32_t checksum = 0;
-  const bool answered = sendTo(&receiver, block, corrupt) && receiveChecksum(&receiver, &checksum);
-  return endedWell(&receiver) && answered && agrees(block, receiverID, checksum);
+  const pid_t parent = getppid();
+  Answer answer;
+  return handOver(room, block, parameters) && awaitAnswer(room, parent, parameters->patience, &answer) &&
+         agrees(block, &answer);
 }
 
-int runSender(bool corrupt)
+int runSender(const Parameters *parameters)
 {
+  say(kSide, "the language is %s (identifier %" PRIu32 ")", GetLocaleNameFromLangID(parameters->language),
+      parameters->language);
+  Room room;
+  if (!openRoom(parameters->room, &room)) {
+    complain(kSide, "nobody waits in the room \"%s\": the first process starts the second itself", parameters->room);
+    return EXIT_FAILURE;
+  }
   Block block = {0};
-  const bool done = collectBlock(&block) && handOver(&block, corrupt);
+  const bool done = collectBlock(parameters->language, &block) && meet(&room, &block, parameters);
   freeBlock(&block);
+  closeRoom(&room);
   return done ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -1,7 +1,7 @@
-// The sending side: collects, builds, flattens, hands over, and checks the answer.
+// The sending side, the second process: collects, builds, flattens, hands over, and checks the answer.
 #pragma once
 
-#include <stdbool.h>
+#include "parameters.h"
 
-// Returns the exit status of the program. With corrupt, the block is damaged before it goes out.
-int runSender(bool corrupt);
+// Returns the exit status of the program.
+int runSender(const Parameters *parameters);

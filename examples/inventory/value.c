@@ -67,29 +67,12 @@ void freeValue(Value *value)
   *value = (Value){0};
 }
 
-bool asNumber(const Value *value, uint64_t *number)
+bool asNumber32(const Value *value, uint32_t *number)
 {
-  if (value->type == kTypeNumber64 && value->size == sizeof(*number)) {
-    memcpy(number, value->bytes, sizeof(*number));
-    return true;
-  }
-  uint32_t number32;
-  if (value->type == kTypeNumber32 && value->size == sizeof(number32)) {
-    memcpy(&number32, value->bytes, sizeof(number32));
-    *number = number32;
-    return true;
-  }
-  return false;
-}
-
-bool asBoolean(const Value *value, bool *truth)
-{
-  SMBool stored;
-  if (value->type != kTypeBoolean || value->size != sizeof(stored)) {
+  if (value->type != kTypeNumber32 || value->size != sizeof(*number)) {
     return false;
   }
-  memcpy(&stored, value->bytes, sizeof(stored));
-  *truth = stored != 0;
+  memcpy(number, value->bytes, sizeof(*number));
   return true;
 }
 
@@ -97,4 +80,28 @@ const char *asText(const Value *value)
 {
   const bool isText = value->type == kTypeText && value->size > 0 && value->bytes[value->size - 1] == '\0';
   return isText ? (const char *)value->bytes : NULL;
+}
+
+bool isTyped(const Value *value)
+{
+  return typedSize(value->type) != 0 && value->size == typedSize(value->type);
+}
+
+uint32_t writeValue(const Value *value, char **text)
+{
+  const uint32_t type = isTyped(value) ? (uint32_t)(value->type & ~kTypedMark) : SM_TYPE_BINARY;
+  uint32_t size = 0;
+  uint32_t status = SMXLTTypeValueToUTF8(value->bytes, value->size, NULL, &size, type);
+  if (status != SM_STATUS_BUFFER_TOO_SMALL) {
+    return status;
+  }
+  *text = malloc(size);
+  if (*text == NULL) {
+    return SM_STATUS_NO_MEMORY;
+  }
+  status = SMXLTTypeValueToUTF8(value->bytes, value->size, *text, &size, type);
+  if (status != SM_STATUS_SUCCESS) {
+    free(*text);
+  }
+  return status;
 }

@@ -22,11 +22,15 @@ uint32_t readNested(const void *binary, uint16_t fieldID, Value *value);
 
 void freeValue(Value *value);
 
-// The number that the value is, of either width. False when it is none.
-bool asNumber(const Value *value, uint64_t *number);
-
-// The truth that the value is. False when it is none.
-bool asBoolean(const Value *value, bool *truth);
+// The 32-bit number that the value is. False when it is none.
+bool asNumber32(const Value *value, uint32_t *number);
 
 // The text that the value is, null when it is none or lacks its terminator.
 const char *asText(const Value *value);
+
+// True when the value is one of the typed values of the schema and has their size.
+bool isTyped(const Value *value);
+
+// Writes a typed value as text, any other as a hexadecimal dump, whose lines end in a carriage return and a line feed.
+// Returns a status of the library, and on success a text that is freed with free(3).
+uint32_t writeValue(const Value *value, char **text);

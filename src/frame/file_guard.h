@@ -4,10 +4,6 @@
 // would obtain it at once, and its release would free it under the first. So the guard goes through a gate of the
 // process first and leaves it last. Lock order: gate, then record lock; a holder takes no other lock of the library and
 // calls nothing of the caller's.
-//
-// The gate remembers the process whose thread is inside. There is no fork handler that could wait for it, and a child
-// that was forked while another thread of its parent was inside finds a gate that no thread of its own will ever leave:
-// it walks through.
 #pragma once
 
 #include <cstdint>

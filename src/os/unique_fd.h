@@ -1,4 +1,4 @@
-// The owner of a descriptor that is only read from: closed by scope, whatever close reports.
+// The owner of a descriptor: closed by scope, whatever close reports, or before that by who wants to know.
 #pragma once
 
 #include <unistd.h>
@@ -17,13 +17,21 @@ class UniqueFd {
   {
     if (descriptor_ >= 0) {
       const int kept = errno;
-      (void)close(descriptor_);  // nothing was written through it
+      (void)close(descriptor_);  // nobody asked
       errno = kept;
     }
   }
 
   explicit operator bool() const { return descriptor_ >= 0; }
   int get() const { return descriptor_; }
+
+  /// Closes what was written to, and says whether all of it went through.
+  bool closeWritten()
+  {
+    const int descriptor = descriptor_;
+    descriptor_ = -1;
+    return close(descriptor) == 0;
+  }
 
  private:
   int descriptor_;

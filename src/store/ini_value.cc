@@ -84,7 +84,7 @@ bool isComplete(const Place &place)
 
 bool isComplete(const Request &request, const Place &place, uint32_t leastSize)
 {
-  return request.value != nullptr && request.size != nullptr && place.path != nullptr && *request.size >= leastSize;
+  return isComplete(place) && request.value != nullptr && request.size != nullptr && *request.size >= leastSize;
 }
 
 /// Values of a fixed width
@@ -169,7 +169,7 @@ uint32_t readScalar(const ScalarType &type, const Request &request, const Place 
   }
   const bool hasDefault = request.defaultValue != nullptr && request.defaultSize >= type.width;
   if (hasDefault) {
-    memcpy(request.value, request.defaultValue, type.width);
+    memmove(request.value, request.defaultValue, type.width);
   }
   *request.size = hasDefault ? type.width : 0;
   return result(status);
@@ -265,7 +265,7 @@ uint32_t readBytes(const Request &request, const Place &place)
   const bool hasDefault = request.defaultValue != nullptr && request.defaultSize >= 1;
   *request.size = hasDefault ? std::min(request.defaultSize, room) : 0;
   if (hasDefault) {
-    memcpy(request.value, request.defaultValue, *request.size);
+    memmove(request.value, request.defaultValue, *request.size);
   }
   return result(status);
 }

@@ -1,8 +1,8 @@
-// Strings a block of sixteen bytes at a time (SSE2, which the library requires) although their ends are not known.
+// Text a block of sixteen bytes at a time (SSE2, which the library requires) although nobody told where it ends.
 //
-// A string is read by whole blocks from block boundaries. Such a block may hold bytes in front of the string or behind
-// its end, which decide nothing; it never crosses a page, so it faults only where the string itself would, and memory
-// checkers accept it since the string has part of it.
+// A block may hold bytes in front of a text or behind its end, which decide nothing. It faults no more than the text
+// itself would: either it starts at a block boundary and has part of the text, so that it lies in a page of it, or
+// canLoadBlock says that it may be loaded.
 #pragma once
 
 #include <emmintrin.h>
@@ -15,35 +15,41 @@
 namespace qv::text {
 
 constexpr size_t kBlockSize = sizeof(__m128i);
+constexpr uintptr_t kPageSize = 4096;
 
-/// The bytes from the last block boundary to an address.
-inline size_t offsetInBlock(const void *at)
+// Loading, storing, comparing ---------------------------------------------------------------------------------------
+
+/// Loads a block that begins where a text goes on, see canLoadBlock. The sanitizers would take the bytes behind its end
+/// for bytes that are used.
+__attribute__((no_sanitize("address", "thread"))) inline __m128i loadBlock(const void *at)
 {
-  return reinterpret_cast<uintptr_t>(at) % kBlockSize;
+  return _mm_loadu_si128(static_cast<const __m128i *>(at));
 }
 
-/// Loads the block that starts at a boundary and that a string has at least one byte of. The sanitizers would take its
-/// other bytes for bytes that are used.
+/// The same at a block boundary, with at least one byte of the text anywhere in the block.
 __attribute__((no_sanitize("address", "thread"))) inline __m128i loadAlignedBlock(const void *at)
 {
   return _mm_load_si128(static_cast<const __m128i *>(at));
 }
 
-inline __m128i loadUnaligned(const void *at)
+/// Loads a block that is all text.
+inline __m128i load16(const void *at)
 {
   return _mm_loadu_si128(static_cast<const __m128i *>(at));
 }
 
-inline void storeUnaligned(void *at, __m128i block)
+inline void store16(void *at, __m128i block)
 {
   _mm_storeu_si128(static_cast<__m128i *>(at), block);
 }
 
-/// One bit a byte, from the lowest address up.
-inline unsigned maskOf(__m128i block)
+/// One bit a byte, from the lowest address up: its highest bit.
+inline uint32_t highBits(__m128i block)
 {
-  return static_cast<unsigned>(_mm_movemask_epi8(block));
+  return static_cast<uint32_t>(_mm_movemask_epi8(block));
 }
+
+constexpr uint32_t kAllBytes = 0xFFFF;
 
 /// All ones in every unit that is equal.
 template <class Unit>
@@ -51,6 +57,47 @@ __m128i equalUnits(__m128i a, __m128i b)
 {
   static_assert(sizeof(Unit) <= 2);
   return sizeof(Unit) == 1 ? _mm_cmpeq_epi8(a, b) : _mm_cmpeq_epi16(a, b);
+}
+
+/// All ones in every unit that is a terminator.
+template <class Unit>
+__m128i terminators(__m128i block)
+{
+  return equalUnits<Unit>(block, _mm_setzero_si128());
+}
+
+// Where blocks can be loaded ----------------------------------------------------------------------------------------
+
+/// The bytes from the last block boundary to an address.
+inline size_t offsetInBlock(const void *at)
+{
+  return reinterpret_cast<uintptr_t>(at) % kBlockSize;
+}
+
+/// The bytes from an address, itself included, to the end of its page.
+inline size_t leftInPage(const void *at)
+{
+  return kPageSize - reinterpret_cast<uintptr_t>(at) % kPageSize;
+}
+
+/// Whether the text goes on into the next page, seen from one of the last bytes of a page.
+template <class Unit>
+bool reachesNextPage(const Unit *at)
+{
+  const size_t left = leftInPage(at);
+  const __m128i last = loadBlock(reinterpret_cast<const char *>(at) + left - kBlockSize);
+  uint32_t zeros = highBits(terminators<char>(last)) >> (kBlockSize - left);
+  if (sizeof(Unit) == 2) {
+    zeros &= zeros >> 1 & 0x5555;  // units may start at an odd address
+  }
+  return zeros == 0;
+}
+
+/// Whether a block can be loaded where a text goes on.
+template <class Unit>
+bool canLoadBlock(const Unit *at)
+{
+  return leftInPage(at) >= kBlockSize || reachesNextPage(at);
 }
 
 /// Tells how far a string goes on, without touching a block that it does not reach.
@@ -66,7 +113,7 @@ class EndWatch {
     while (noEndBefore_ < end) {
       const size_t offset = offsetInBlock(noEndBefore_);
       const Unit *block = noEndBefore_ - offset / sizeof(Unit);
-      if (maskOf(equalUnits<Unit>(loadAlignedBlock(block), _mm_setzero_si128())) >> offset != 0) {
+      if (highBits(terminators<Unit>(loadAlignedBlock(block))) >> offset != 0) {
         return false;
       }
       noEndBefore_ = block + kBlockSize / sizeof(Unit);
@@ -77,6 +124,8 @@ class EndWatch {
  private:
   const Unit *noEndBefore_;
 };
+
+// Strings as a whole ------------------------------------------------------------------------------------------------
 
 /// The number of units, at most limit, in front of the first one at which the folded strings differ or s ends. Fold
 /// maps a unit and a block of units, the terminator to itself.
@@ -97,10 +146,10 @@ size_t commonLength(const Unit *s, const Unit *t, size_t limit, Fold fold)
   EndWatch<Unit> watch(t + i);
   while (i < limit && (aligned || (watched && limit - i >= kUnits && watch.goesOnTo(t + i + kUnits)))) {
     const __m128i a = fold(loadAlignedBlock(s + i));
-    const __m128i b = fold(aligned ? loadAlignedBlock(t + i) : loadUnaligned(t + i));
-    const __m128i ends = equalUnits<Unit>(a, _mm_setzero_si128());
-    const unsigned goOn = maskOf(_mm_andnot_si128(ends, equalUnits<Unit>(a, b)));
-    if (goOn != 0xFFFF) {
+    const __m128i b = fold(aligned ? loadAlignedBlock(t + i) : load16(t + i));
+    const __m128i ends = terminators<Unit>(a);
+    const uint32_t goOn = highBits(_mm_andnot_si128(ends, equalUnits<Unit>(a, b)));
+    if (goOn != kAllBytes) {
       return std::min(limit, i + static_cast<size_t>(std::countr_one(goOn)) / sizeof(Unit));
     }
     i += kUnits;
@@ -119,10 +168,10 @@ void reverseUnits(Unit *front, Unit *back, ReverseBlock reverseBlock)
   // Less than two blocks in the middle overlap, and both are right where they do.
   while (back - front >= kUnits) {
     back -= kUnits;
-    const __m128i first = loadUnaligned(front);
-    const __m128i last = loadUnaligned(back);
-    storeUnaligned(front, reverseBlock(last));
-    storeUnaligned(back, reverseBlock(first));
+    const __m128i first = load16(front);
+    const __m128i last = load16(back);
+    store16(front, reverseBlock(last));
+    store16(back, reverseBlock(first));
     front += kUnits;
   }
   if (front < back) {

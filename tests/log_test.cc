@@ -1,0 +1,423 @@
+// All logs by one call: selectors, paths, maximum sizes, the line in the system log; and the logs under many processes
+// and threads at once, and under processes that are killed.
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <map>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "qvsupt32.h"
+#include "support/child.h"
+#include "support/faults.h"
+#include "support/log_files.h"
+
+namespace {
+
+using support::Call;
+using support::Child;
+using support::Fault;
+using support::readFile;
+using support::writeFile;
+using Inside = support::Child::Inside;
+using namespace std::string_literals;
+namespace fs = std::filesystem;
+
+constexpr char kVela[] = "/etc/tallowmere/vela";
+constexpr char kTextLog[] = "/etc/tallowmere/vela/log/qvsys32.log";
+constexpr char kXmlLog[] = "/etc/tallowmere/vela/log/qvsys32.xml";
+constexpr char kXmlBackup[] = "/etc/tallowmere/vela/log/qvsys32.xm_";
+constexpr uint32_t kLeast = 1048576;
+constexpr uint32_t kMost = 4194304;
+
+std::string bytes(std::u16string_view text)
+{
+  return {reinterpret_cast<const char *>(text.data()), text.size() * 2};
+}
+
+class Logs : public testing::Test {
+ protected:
+  const support::ScratchDirectory log_{"/etc/tallowmere/vela/log"};
+};
+
+TEST_F(Logs, LieBelowTheInstallDirectory)
+{
+  char path[256];
+  uint32_t size = 255;
+  EXPECT_EQ(GetSMLogPathFileName(0, path, &size), 2u);
+  EXPECT_EQ(GetSMLogPathFileName(SMLOG_OSSYSLOG | SMLOG_XML, path, &size), 1u);
+  EXPECT_EQ(size, 255u);
+  EXPECT_EQ(GetSMLogPathFileName(SMLOG_XML, path, &size), 16u);
+  EXPECT_EQ(size, 256u);
+  EXPECT_EQ(SMGetLogPathFileName(SMLOG_UNITXT, path, &size), 0u);
+  EXPECT_STREQ(path, kTextLog);
+  EXPECT_EQ(size, sizeof(kTextLog));
+  EXPECT_FALSE(fs::exists(kTextLog));
+  size = 300;
+  EXPECT_EQ(GetSMLogPathFileName(0xF1, path, &size), 0u);  // no bit of a file
+  EXPECT_EQ(size, 300u);
+  EXPECT_STREQ(path, kTextLog);
+  EXPECT_EQ(GetSMLogPathFileName(SMLOG_UNITXT | SMLOG_XML, path, &size), 0u);
+  EXPECT_STREQ(path, kXmlLog);
+  EXPECT_EQ(size, sizeof(kXmlLog));
+  const std::string log = readFile(kXmlLog);
+  EXPECT_EQ(support::count(log, "<LogEntry>"), 1u);
+  EXPECT_EQ(support::count(log,
+                           "<Type>4</Type><ID>0</ID><UserInfo>Local System</UserInfo><Source>VELA</Source>"
+                           "<Description>Log was cleared</Description><Data></Data>"),
+            1u);
+}
+
+TEST_F(Logs, HaveBackupPaths)
+{
+  char path[256] = "kept";
+  uint32_t size = 10;
+  EXPECT_EQ(GetBackupSMLogPathFileName(0, path, &size), 2u);
+  EXPECT_EQ(GetBackupSMLogPathFileName(SMLOG_OSSYSLOG, path, &size), 1u);
+  EXPECT_EQ(GetBackupSMLogPathFileName(1, path, &size), 0u);
+  EXPECT_EQ(size, 10u);
+  EXPECT_EQ(GetBackupSMLogPathFileName(SMLOG_UNITXT, path, &size), 16u);
+  EXPECT_EQ(size, sizeof(kTextLog));
+  EXPECT_STREQ(path, "kept");
+  EXPECT_EQ(SMGetBackupLogPathFileName(SMLOG_UNITXT, path, &size), 0u);
+  EXPECT_STREQ(path, "/etc/tallowmere/vela/log/qvsys32.lo_");
+  EXPECT_TRUE(fs::is_empty(log_.file("")));
+  EXPECT_EQ(GetBackupSMLogPathFileName(SMLOG_XML, path, &size), 0u);
+  EXPECT_STREQ(path, kXmlBackup);
+  EXPECT_EQ(support::count(readFile(kXmlBackup), "Log was cleared"), 1u);
+}
+
+TEST_F(Logs, NeedAnInstallDirectoryAndRoomForTheirNames)
+{
+  char path[256];
+  uint32_t size = sizeof(path);
+  fs::rename(kVela, "/etc/tallowmere/aside");
+  EXPECT_EQ(GetSMLogPathFileName(SMLOG_UNITXT, path, &size), 257u);
+  EXPECT_EQ(AppendToSMLog(SMLOG_UNITXT, 4, 1, u"S", nullptr, nullptr, 0), 257u);
+  EXPECT_EQ(ClearSMLog(SMLOG_XML, u"S"), 257u);
+  fs::rename("/etc/tallowmere/aside", kVela);
+  Child child([&](Inside &inside) {
+    const std::string deep = "/etc/tallowmere/" + std::string(224, 'd');  // 240, and 16 of "/log/qvsys32.log"
+    fs::create_directories(deep);
+    setenv("velainstallpath", deep.c_str(), 1);
+    SUPTMiscFreeInstallPathCache();
+    SUPTMiscInitInstallPathCache();
+    inside.report("%u", GetSMLogPathFileName(SMLOG_UNITXT, path, &size));
+    inside.report("%u", GetSMLogPathFileName(SMLOG_XML, path, &size));
+    fs::remove(deep);
+  });
+  EXPECT_EQ(child.report(), "2\n2\n");
+}
+
+TEST_F(Logs, HaveMaximumSizesInEachProcess)
+{
+  uint32_t size = 7;
+  EXPECT_EQ(GetSMLogMaxSize(0, &size), 2u);
+  EXPECT_EQ(SetSMLogMaxSize(0, kLeast), 2u);
+  EXPECT_EQ(SetSMLogMaxSize(SMLOG_XML, kLeast - 1), 271u);
+  EXPECT_EQ(SetSMLogMaxSize(SMLOG_XML, kMost + 1), 271u);
+  EXPECT_EQ(SetSMLogMaxSize(SMLOG_OSSYSLOG, kLeast), 1u);
+  EXPECT_EQ(GetSMLogMaxSize(SMLOG_OSSYSLOG, &size), 1u);
+  EXPECT_EQ(size, 7u);
+  Child child([](Inside &inside) {
+    uint32_t text = 0;
+    uint32_t xml = 0;
+    inside.report("%u %u", SMSetLogMaxSize(SMLOG_UNITXT | SMLOG_XML, kMost), SMSetLogMaxSize(SMLOG_XML, kLeast + 1));
+    inside.report("%u %u", SMGetLogMaxSize(SMLOG_UNITXT, &text), SMGetLogMaxSize(SMLOG_XML, &xml));
+    inside.report("%u %u", text, xml);
+  });
+  EXPECT_EQ(child.report(), "0 0\n0 0\n4194304 1048577\n");
+  EXPECT_EQ(SMGetLogMaxSize(SMLOG_UNITXT | SMLOG_XML, &size), 0u);
+  EXPECT_EQ(size, kLeast);
+
+  Child holder([](Inside &inside) {
+    inside.report("%u", FileLock(1));
+    inside.hold();
+  });
+  ASSERT_TRUE(holder.waitHeld());
+  Fault fast(Call::usleep);
+  EXPECT_EQ(GetSMLogMaxSize(SMLOG_XML, &size), 11u);
+  EXPECT_EQ(SetSMLogMaxSize(SMLOG_XML, kMost), 11u);
+}
+
+TEST_F(Logs, TakeAnEventAndAreCleared)
+{
+  EXPECT_EQ(AppendToSMLog(0, 4, 1, u"S", nullptr, nullptr, 0), 2u);
+  EXPECT_EQ(SMAppendToLog(SMLOG_UNITXT | SMLOG_XML, SM_EVENT_WARNING, 5, u"S", u"text", "d", 1), 0u);
+  EXPECT_EQ(support::count(readFile(kTextLog), bytes(u"EventID: 5\r\nSource: S\r\nType: Warning\r\n")), 1u);
+  EXPECT_EQ(support::count(readFile(kXmlLog),
+                           "<Type>2</Type><ID>5</ID><UserInfo></UserInfo><Source>S</Source>"
+                           "<Description>text</Description><Data>0x00000000: 64"),
+            1u);
+  // Only the XML log's refusal is told.
+  EXPECT_EQ(AppendToSMLog(SMLOG_UNITXT, 4, 1, nullptr, nullptr, nullptr, 0), 0u);
+  EXPECT_EQ(AppendToSMLog(SMLOG_XML, 4, 1, u"", nullptr, nullptr, 0), 2u);
+
+  EXPECT_EQ(ClearSMLog(0, u"S"), 2u);
+  EXPECT_EQ(ClearSMLog(SMLOG_OSSYSLOG | SMLOG_XML, u"S"), 1u);
+  EXPECT_EQ(support::count(readFile(kXmlLog), "<LogEntry>"), 2u);
+  EXPECT_EQ(SMClearLog(SMLOG_UNITXT | SMLOG_XML, u"S"), 0u);
+  EXPECT_EQ(support::count(readFile(kTextLog), bytes(u"EventID: ")), 1u);
+  EXPECT_EQ(support::count(readFile(kXmlLog), "<LogEntry>"), 1u);
+  EXPECT_EQ(support::count(readFile(kXmlLog), "<UserInfo>Local System</UserInfo><Source>S</Source>"), 1u);
+  fs::remove(kTextLog);
+  EXPECT_EQ(ClearSMLog(SMLOG_UNITXT | SMLOG_XML, u"other"), SM_STATUS_UNSUCCESSFUL);
+  EXPECT_EQ(support::count(readFile(kXmlLog), "other"), 0u);
+}
+
+TEST_F(Logs, AreBackedUpAtTheirOwnMaximum)
+{
+  Child child([](Inside &inside) {
+    inside.report("%u", SetSMLogMaxSize(SMLOG_XML, 2 * kLeast));
+    writeFile(kTextLog, std::string(kLeast - 1000, 't'));
+    writeFile(kXmlLog, std::string(kLeast, 'x') + "</EventLog>");
+    inside.report("%u", AppendToSMLog(SMLOG_UNITXT | SMLOG_XML, 4, 1, u"S", nullptr, nullptr, 0));
+  });
+  EXPECT_EQ(child.report(), "0\n0\n");
+  EXPECT_EQ(fs::file_size(log_.file("qvsys32.lo_")), kLeast - 1000);
+  EXPECT_FALSE(fs::exists(kXmlBackup));
+}
+
+/// A stand-in for the system log.
+class SystemLog : public Logs {
+ protected:
+  SystemLog()
+  {
+    sockaddr_un address = {AF_UNIX, "/dev/log"};
+    fs::remove("/dev/log");
+    EXPECT_EQ(bind(socket_, reinterpret_cast<sockaddr *>(&address), sizeof(address)), 0);
+    fs::create_directories("/etc/tallowmere/vela/ini");
+    writeFile(kResources, "\xFF\xFE" + bytes(u"0:300=Event\r\n407:300=Ereignis\r\n"));
+    unsetenv("LANG");
+  }
+  ~SystemLog() override
+  {
+    close(socket_);
+    fs::remove("/dev/log");
+    fs::remove_all("/etc/tallowmere/vela/ini");
+  }
+
+  /// The next datagram, without its time; "" when there is none.
+  std::string received() const
+  {
+    char datagram[8192];
+    const ssize_t size = recv(socket_, datagram, sizeof(datagram), MSG_DONTWAIT);
+    std::string text(datagram, size < 0 ? 0 : static_cast<size_t>(size));
+    const size_t time = text.find('>') + 1;
+    return text.empty() ? text : text.substr(0, time) + text.substr(time + 16);
+  }
+
+  static constexpr char kResources[] = "/etc/tallowmere/vela/ini/qvunidat.txt";
+  const int socket_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+};
+
+TEST_F(SystemLog, GetsALineOfEachEvent)
+{
+  const struct {
+    uint16_t type;
+    const char *priority;
+  } types[] = {{1, "<27>"}, {2, "<28>"}, {0, "<30>"}, {4, "<30>"}, {8, "<30>"}, {16, "<30>"}, {99, "<30>"}};
+  for (const auto &type : types) {
+    EXPECT_EQ(OSAppendToSysLog(type.type, 0xFFFFFFFF, u"caf\u00e9", u"one\r\ntwo\r", nullptr, 0), 0u);
+    EXPECT_EQ(received(), type.priority + "caf\xC3\xA9: Event -1  one \ntwo "s);
+  }
+  setenv("LANG", "de", 1);
+  EXPECT_EQ(SMAppendToLog(SMLOG_OSSYSLOG, 4, 5, u"S", nullptr, nullptr, 0), 0u);
+  EXPECT_EQ(received(), "<30>S: Ereignis 5  ");
+  EXPECT_EQ(SMAppendToOSSysLog(4, 5, nullptr, nullptr, nullptr, 0), 0u);
+  EXPECT_EQ(received(), "<30>: Ereignis 5  ");
+}
+
+TEST_F(SystemLog, GetsNothingThatCannotBeConverted)
+{
+  EXPECT_EQ(OSAppendToSysLog(4, 5, u"\xD800", nullptr, nullptr, 0), 257u);
+  EXPECT_EQ(OSAppendToSysLog(4, 5, u"\u4e2d\u4e2d\u4e2d", nullptr, nullptr, 0), 16u);  // 9 bytes and a terminator
+  EXPECT_EQ(OSAppendToSysLog(4, 5, u"\u4e2d\u4e2d", u"\xDC00", nullptr, 0), 257u);
+  EXPECT_EQ(OSAppendToSysLog(4, 5, u"S", std::u16string(700, u'\u4e2d').c_str(), nullptr, 0), 16u);
+  fs::remove(kResources);
+  // The lookup delivers its own refusal as a text.
+  EXPECT_EQ(OSAppendToSysLog(4, 5, u"S", nullptr, nullptr, 0), 0u);
+  EXPECT_EQ(received(), "<30>S: String resource not found 5  ");
+  writeFile(kResources, "\xFF\xFE" + bytes(u"0:301=Event\r\n"));
+  EXPECT_EQ(OSAppendToSysLog(4, 5, u"S", nullptr, nullptr, 0), SM_STATUS_UNSUCCESSFUL);
+  EXPECT_EQ(received(), "");
+}
+
+TEST_F(SystemLog, CutsALongLineBehindAWholeCharacter)
+{
+  // "Event 5  " leaves 1014 units.
+  const std::u16string fits(1014, u'x');
+  EXPECT_EQ(OSAppendToSysLog(4, 5, u"S", fits.c_str(), nullptr, 0), 0u);
+  EXPECT_EQ(received(), "<30>S: Event 5  " + std::string(1014, 'x'));
+  EXPECT_EQ(OSAppendToSysLog(4, 5, u"S", (fits + u"yz").c_str(), nullptr, 0), 0u);
+  EXPECT_EQ(received(), "<30>S: Event 5  " + std::string(1014, 'x'));
+  const std::u16string pair = std::u16string(1013, u'x') + u"\U0001F600 and more";
+  EXPECT_EQ(OSAppendToSysLog(4, 5, u"S", pair.c_str(), nullptr, 0), 0u);
+  EXPECT_EQ(received(), "<30>S: Event 5  " + std::string(1013, 'x'));
+}
+
+TEST_F(SystemLog, TakesTurnsAmongThreads)
+{
+  std::vector<std::thread> threads;
+  for (char16_t name = u'a'; name < u'e'; ++name) {
+    threads.emplace_back([name] {
+      const char16_t source[] = {name, 0};
+      for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(OSAppendToSysLog(4, name, source, nullptr, nullptr, 0), 0u);
+      }
+    });
+  }
+  for (std::thread &thread : threads) {
+    thread.join();
+  }
+  std::map<std::string, int> lines;
+  for (std::string line = received(); !line.empty(); line = received()) {
+    ++lines[line];
+  }
+  const std::map<std::string, int> expected = {
+      {"<30>a: Event 97  ", 2}, {"<30>b: Event 98  ", 2}, {"<30>c: Event 99  ", 2}, {"<30>d: Event 100  ", 2}};
+  EXPECT_EQ(lines, expected);
+}
+
+TEST(RemoveCarriageReturns, PutsSpacesInTheirPlace)
+{
+  char text[] = "\ra\r\nb\r";
+  RemoveCarriageReturns(text);
+  EXPECT_STREQ(text, " a \nb ");
+  RemoveCarriageReturns(nullptr);
+}
+
+/// Under emulation everything takes many times as long.
+int rounds(int native)
+{
+  return getenv("QVSUPT32_EMULATED") == nullptr ? native : native / 10;
+}
+
+/// Every ID that occurs in the entries or records of a text, with the number of times.
+std::map<std::string, int> idsIn(const std::string &text, const std::string &before, const std::string &after)
+{
+  std::map<std::string, int> ids;
+  for (size_t at = text.find(before); at != std::string::npos; at = text.find(before, at + 1)) {
+    const size_t begin = at + before.size();
+    ++ids[text.substr(begin, text.find(after, begin) - begin)];
+  }
+  return ids;
+}
+
+TEST_F(Logs, KeepEveryRecordOfManyProcessesAndThreads)
+{
+  const std::string text = log_.file("stress.log");
+  const std::string xml = log_.file("stress.xml");
+  constexpr int kProcesses = 8;
+  const int appends = rounds(200);
+  const auto appendAll = [&](int process) {
+    std::thread threads[2];
+    for (int half = 0; half < 2; ++half) {
+      threads[half] = std::thread([&, half] {
+        for (int i = half; i < appends; i += 2) {
+          const auto id = static_cast<uint32_t>(1000 * (process + 1) + i);
+          const uint32_t status = AppendToUNITXTLog(text.c_str(), 4, id, u"S", u"x", nullptr, 0, kLeast) |
+                                  AppendToXMLLog(xml.c_str(), 4, id, nullptr, nullptr, nullptr, nullptr, 0, kLeast);
+          if (status != 0) {
+            _exit(9);
+          }
+        }
+      });
+    }
+    threads[0].join();
+    threads[1].join();
+  };
+  std::vector<std::unique_ptr<Child>> children;
+  for (int process = 0; process < kProcesses; ++process) {
+    children.push_back(std::make_unique<Child>([&, process](Inside &) { appendAll(process); }));
+  }
+  for (const auto &child : children) {
+    EXPECT_EQ(child->wait(), 0);
+  }
+  const std::string log = readFile(xml);
+  const auto inXml = idsIn(log, "<ID>", "</ID>");
+  const auto inText = idsIn(readFile(text), bytes(u"EventID: "), bytes(u"\r\n"));
+  EXPECT_EQ(inXml.size(), static_cast<size_t>(kProcesses * appends));
+  EXPECT_EQ(inText.size(), static_cast<size_t>(kProcesses * appends));
+  for (const auto &ids : {inXml, inText}) {
+    for (const auto &[id, times] : ids) {
+      EXPECT_EQ(times, 1) << id;
+    }
+  }
+  EXPECT_EQ(support::count(log, "</Data></LogEntry><LogEntry>") + 1, static_cast<size_t>(kProcesses * appends));
+  EXPECT_EQ(support::count(log, "</EventLog>"), 1u);
+  EXPECT_EQ(log.substr(log.size() - 11), "</EventLog>");
+}
+
+TEST_F(Logs, LoseOnlyWhatASecondBackupReplaces)
+{
+  const std::string xml = log_.file("small.xml");
+  constexpr uint32_t kSmall = 4000;
+  const int appends = rounds(200);
+  std::vector<std::unique_ptr<Child>> children;
+  for (int process = 0; process < 4; ++process) {
+    children.push_back(std::make_unique<Child>([&, process](Inside &) {
+      for (int i = 0; i < appends; ++i) {
+        const auto id = static_cast<uint32_t>(1000 * (process + 1) + i);
+        if (AppendToXMLLog(xml.c_str(), 4, id, nullptr, u"S", nullptr, nullptr, 0, kSmall) != 0) {
+          _exit(9);
+        }
+      }
+    }));
+  }
+  for (const auto &child : children) {
+    EXPECT_EQ(child->wait(), 0);
+  }
+  for (const std::string &path : {xml, log_.file("small.xm_")}) {
+    const std::string log = readFile(path);
+    EXPECT_LT(log.size(), kSmall + 2000u) << path;
+    EXPECT_EQ(support::count(log, "<LogEntry><TimeStamp>"), support::count(log, "</Data></LogEntry>")) << path;
+    EXPECT_EQ(log.substr(log.size() - 11), "</EventLog>") << path;
+    for (const auto &[id, times] : idsIn(log, "<ID>", "</ID>")) {
+      EXPECT_TRUE(times == 1 || id == "1") << id;
+    }
+  }
+  // A log is moved when it is full, so its backup is.
+  EXPECT_GT(fs::file_size(log_.file("small.xm_")), kSmall - 500u);
+}
+
+TEST_F(Logs, GoOnAfterAnAppenderIsKilled)
+{
+  const std::string text = log_.file("killed.log");
+  const std::string xml = log_.file("killed.xml");
+  std::mt19937 random(4711);
+  const std::u16string description(3000, u'd');
+  const auto appendBoth = [&](uint32_t id, const SMChar16 *described) {
+    return AppendToUNITXTLog(text.c_str(), 4, id, u"S", described, nullptr, 0, kLeast) |
+           AppendToXMLLog(xml.c_str(), 4, id, nullptr, u"S", described, nullptr, 0, kLeast);
+  };
+  ASSERT_EQ(appendBoth(1, nullptr), 0u);
+  for (int round = 0; round < rounds(300); ++round) {
+    const std::string before = readFile(xml);
+    Child child([&](Inside &inside) {
+      inside.hold();
+      while (appendBoth(2, description.c_str()) == 0) {
+      }
+    });
+    ASSERT_TRUE(child.waitHeld());
+    child.release();
+    usleep(static_cast<useconds_t>(random() % 2000));
+    child.signal(SIGKILL);
+    child.wait();
+    const std::string killed = readFile(xml);
+    // All entries that were whole still are.
+    ASSERT_EQ(killed.substr(0, before.size() - 11), before.substr(0, before.size() - 11)) << round;
+    ASSERT_EQ(appendBoth(3, nullptr), 0u) << round;
+    fs::remove(text);
+    fs::remove(xml);
+    ASSERT_EQ(appendBoth(1, nullptr), 0u);
+  }
+}
+
+}  // namespace
