@@ -104,6 +104,11 @@ void checkWritten(const Bytes &value, uint32_t type)
     require(ctime_r(&time, expected) != nullptr && text + "\n" == expected, "a time");
     return;
   }
+  if (type == SM_TYPE_DOUBLE && std::isfinite(as<double>(value)) && as<double>(value) != 0) {
+    char expected[400];
+    (void)snprintf(expected, sizeof(expected), "%.3f", as<double>(value));
+    require(text == std::string(expected).substr(0, kTextSizes[type] - 1), "a double's text");
+  }
   const TightText<char> tight(reinterpret_cast<const uint8_t *>(text.data()), text.size());
   const Read read = readValue(tight.get(), type, 10);
   if (type == SM_TYPE_DOUBLE && !std::isfinite(as<double>(value))) {
