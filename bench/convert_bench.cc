@@ -1,5 +1,5 @@
-// UTF-8 to UCS-2 and back beside utfcpp and iconv, by kinds of text. In both directions the limit copies the UCS-2 form:
-// by blocks of SSE2 for ASCII, unit by unit up to the terminator for all others.
+// UTF-8 to UCS-2 and back beside utfcpp and iconv, by kinds of text. In both directions the limit copies the UCS-2
+// form: by blocks of SSE2 for ASCII, unit by unit up to the terminator for all others.
 
 #include <emmintrin.h>
 #include <iconv.h>

@@ -1,6 +1,6 @@
-// Conversions of any text, at every size of the output: UTF-8 and UCS-2 as their characters convert one by one and back
-// again, the locale's encoding as the platform converts it, escapes, dumps, and dynamic strings beside std::string, with
-// a failing allocation that the last byte of the input chooses.
+// Conversions of any text, at every size of the output: UTF-8 and UCS-2 as their characters convert one by one and
+// back again, the locale's encoding as the platform converts it, escapes, dumps, and dynamic strings beside
+// std::string, with a failing allocation that the last byte of the input chooses.
 
 #include <clocale>
 #include <cwchar>

@@ -107,7 +107,7 @@ inline uint64_t toUnsigned64(bool negative, const Digits<uint64_t> &digits)
   return negative ? 0 : digits.value;
 }
 
-/// Reads a text that is an octal or hexadecimal number and nothing else, as a bit pattern. Every other radix is invalid.
+/// Reads a text that is an octal or hexadecimal number and nothing else, as a bit pattern. No other radix is valid.
 template <class Unsigned>
 [[gnu::noinline]] Status readPattern(const char *text, uint32_t radix, Unsigned &pattern)
 {
