@@ -127,6 +127,7 @@ TEST_F(KeyValue, LoadsTheEntries)
     EXPECT_TRUE(loaded == 0 || loaded == 40) << loaded;
   });
   EXPECT_GT(failures, 80u);
+  put(file, lines + std::string(70000, '\n'));
   uint32_t count = 9;
   EXPECT_EQ(CFGUGetKeyValueEntries(nullptr, &count), nullptr);
   EXPECT_EQ(count, 0u);
@@ -193,6 +194,7 @@ TEST_F(KeyValue, OnePassCountsOrFills)
     unsigned nth;
     uint32_t status;
   } faults[] = {{Call::fcntl, 1, 11}, {Call::open, 1, kFailed}, {Call::read, 1, kFailed}, {Call::read, 2, kFailed}};
+  put(file, "a=1\n" + std::string(70000, '\n'));
   for (const auto &fault : faults) {
     const Fault failing(fault.call, fault.nth, EIO);
     EXPECT_EQ(pass(entries, 4), fault.status);

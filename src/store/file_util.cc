@@ -217,6 +217,16 @@ int createTemporary(const char *path, int original)
   return open(path, kFlags, kNewFileMode);
 }
 
+Status takePlaceOfOriginal(const char *destination, const char *source)
+{
+  setFileMode(source);
+  if (rename(source, destination) == 0) {
+    return Status::success;
+  }
+  setFileMode(destination);
+  return replaceStepByStep(destination, source);
+}
+
 bool takePlace(const char *destination, const char *source)
 {
   struct stat old;

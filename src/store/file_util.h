@@ -39,6 +39,9 @@ int openForReading(const char *path, off_t &size);
 /// must not be lost.
 int createTemporary(const char *path, int original = -1);
 
+/// Puts a new file in the place of the one that it was made from: ReplaceFile with one rename where that can be.
+Status takePlaceOfOriginal(const char *destination, const char *source);
+
 /// Puts a new file in the place of a regular file that has this name only, by one rename. False, with nothing done to
 /// it, where anything else stands at the destination, and when the rename fails.
 bool takePlace(const char *destination, const char *source);

@@ -279,7 +279,7 @@ Status update(const char *section, const char *key, const char *value, const cha
     (void)unlink(temporaryPath);  // one that stays is replaced by the next rewrite
     return append(section, key, value, path);
   }
-  return status == Status::success ? static_cast<Status>(ReplaceFile(path, temporaryPath)) : status;
+  return status == Status::success ? qv::takePlaceOfOriginal(path, temporaryPath) : status;
 }
 
 bool isMissing(const char *path)
@@ -318,10 +318,10 @@ Status writeText(const char *section, const char *key, const char *value, uint32
   if (!guard) {
     return Status::lockFailed;
   }
-  if (isMissing(path)) {
-    return appendToMissing(section, key, value, path, temporary.text);
-  }
-  return update(section, key, value, path, temporary.text);
+  const Status status = update(section, key, value, path, temporary.text);
+  return status == Status::fileOpenFailed && isMissing(path)
+             ? appendToMissing(section, key, value, path, temporary.text)
+             : status;
 }
 
 }  // namespace

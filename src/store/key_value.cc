@@ -1,5 +1,6 @@
 // Key=value files: loading their entries, and setting one occurrence of a key while every other line keeps its bytes.
 
+#include <algorithm>
 #include <cstring>
 #include <string_view>
 #include <utility>
@@ -67,6 +68,18 @@ char *copyPrefix(std::string_view from, char *to)
   return to;
 }
 
+/// Cuts blanks off a value's start, and line ends too off its end.
+std::string_view trimValue(std::string_view value)
+{
+  while (!value.empty() && isBlank(value.front())) {
+    value.remove_prefix(1);
+  }
+  while (!value.empty() && isBlankOrLineEnd(value.back())) {
+    value.remove_suffix(1);
+  }
+  return value;
+}
+
 /// Copies a line in its normal form, which may happen in place: key, "=", value, without the blanks around them and the
 /// double quotes. A line without "=" stays as it is. Returns the end of the copy, which has no terminator.
 char *normalize(std::string_view line, char *to)
@@ -76,16 +89,9 @@ char *normalize(std::string_view line, char *to)
     memmove(to, line.data(), line.size());
     return to + line.size();
   }
-  size_t start = equals + 1;
-  while (start < line.size() && isBlank(line[start])) {
-    ++start;
-  }
-  size_t end = line.size();
-  while (end > start && isBlankOrLineEnd(line[end - 1])) {
-    --end;
-  }
-  to = copyPrefix({line.data(), start}, to);
-  return copyUnquoted({line.data() + start, end - start}, to);
+  const std::string_view value = trimValue({line.data() + equals + 1, line.size() - equals - 1});
+  to = copyPrefix({line.data(), static_cast<size_t>(value.data() - line.data())}, to);
+  return copyUnquoted(value, to);
 }
 
 struct Entry {
@@ -93,18 +99,35 @@ struct Entry {
   std::string_view value;
 };
 
-/// Takes an entry out of a line, with a buffer of kLineRoom bytes to hold it. False for any other line.
+std::string_view trim(std::string_view text)
+{
+  while (!text.empty() && isBlankOrLineEnd(text.front())) {
+    text.remove_prefix(1);
+  }
+  while (!text.empty() && isBlankOrLineEnd(text.back())) {
+    text.remove_suffix(1);
+  }
+  return text;
+}
+
+/// Takes an entry out of a line, with a buffer of kLineRoom bytes that may hold it. False for any other line.
 bool parseEntry(std::string_view line, char *buffer, Entry &entry)
 {
-  const size_t zero = line.find('\0');
-  const std::string_view text(line.data(), zero == std::string_view::npos ? line.size() : zero);
-  const std::string_view normal(buffer, static_cast<size_t>(normalize(text, buffer) - buffer));
-  const size_t equals = normal.find('=');
-  if (equals == std::string_view::npos || normal.front() == '#' || normal.front() == ';') {
+  const std::string_view text = qv::textOf(line);
+  const size_t equals = text.find('=');
+  if (equals == std::string_view::npos) {
     return false;
   }
-  entry = {{buffer, equals}, {buffer + equals + 1, normal.size() - equals - 1}};
-  return true;
+  // Most lines hold their normal form: nothing is in it that would have to be taken out.
+  entry.key = trim({text.data(), equals});
+  if (text.find('"') == std::string_view::npos && std::none_of(entry.key.begin(), entry.key.end(), isBlankOrLineEnd)) {
+    entry.value = trimValue({text.data() + equals + 1, text.size() - equals - 1});
+  } else {
+    const char *const end = normalize(text, buffer);
+    const size_t keySize = std::string_view(buffer, static_cast<size_t>(end - buffer)).find('=');
+    entry = {{buffer, keySize}, {buffer + keySize + 1, static_cast<size_t>(end - buffer) - keySize - 1}};
+  }
+  return entry.key.empty() || (entry.key.front() != '#' && entry.key.front() != ';');
 }
 
 qv::HeapBlock<char> allocateLine()
@@ -374,7 +397,7 @@ Status set(const char *path, const CFGUKeyValueEntry *entry, uint32_t occurrence
     return Status::lockFailed;
   }
   const Status status = writeNewContent(path, temporary.text, Change(*entry, occurrence));
-  return status == Status::success ? static_cast<Status>(ReplaceFile(path, temporary.text)) : status;
+  return status == Status::success ? qv::takePlaceOfOriginal(path, temporary.text) : status;
 }
 
 }  // namespace

@@ -13,10 +13,10 @@ namespace {
 
 constexpr off_t kLargestBlock = 65536;
 
-/// Room for a whole file and one byte more, so that reading it meets the end at once, but for a line at least.
+/// Room for a whole small file, but for a line at least.
 size_t blockSizeFor(off_t expectedSize)
 {
-  return static_cast<size_t>(std::clamp(expectedSize + 1, off_t{LineReader::kLimit}, kLargestBlock));
+  return static_cast<size_t>(std::clamp(expectedSize, off_t{LineReader::kLimit}, kLargestBlock));
 }
 
 HeapBlock<char> allocate(size_t size)
@@ -36,7 +36,7 @@ size_t sizeOfWholeLines(std::string_view bytes)
 }  // namespace
 
 LineReader::LineReader(int descriptor, off_t expectedSize)
-    : descriptor_(descriptor), capacity_(blockSizeFor(expectedSize))
+    : descriptor_(descriptor), left_(expectedSize), capacity_(blockSizeFor(expectedSize))
 {
   block_ = allocate(capacity_);
   begin_ = end_ = block_.get();
@@ -138,8 +138,8 @@ bool LineReader::fill()
   const size_t room = capacity_ - static_cast<size_t>(end_ - begin_);
   const size_t size = stream_ == nullptr ? readDescriptor(end_, room) : readStream(end_, room);
   end_ += size;
-  ended_ = size == 0;
-  return !ended_;
+  ended_ = ended_ || size == 0;
+  return size != 0;
 }
 
 size_t LineReader::readDescriptor(char *to, size_t room)
@@ -148,8 +148,13 @@ size_t LineReader::readDescriptor(char *to, size_t room)
   do {
     size = read(descriptor_, to, room);
   } while (size < 0 && errno == EINTR);
-  failed_ = size < 0;
-  return failed_ ? 0 : static_cast<size_t>(size);
+  if (size < 0) {
+    failed_ = true;
+    return 0;
+  }
+  left_ -= size;
+  ended_ = left_ == 0;
+  return static_cast<size_t>(size);
 }
 
 size_t LineReader::readStream(char *to, size_t room)

@@ -16,7 +16,7 @@ class LineReader {
  public:
   static constexpr size_t kLimit = 8449;
 
-  /// Reads from an open file, whose size is expected, a block at a time.
+  /// Reads from an open file a block at a time. At its expected size the file is taken to end.
   LineReader(int descriptor, off_t expectedSize);
 
   /// Reads from a stream, and not a byte beyond the line that was asked for.
@@ -50,6 +50,7 @@ class LineReader {
   size_t readStream(char *to, size_t room);
 
   int descriptor_ = -1;
+  off_t left_ = 0;  // of the expected size
   FILE *stream_ = nullptr;
   HeapBlock<char> block_;
   size_t capacity_;
