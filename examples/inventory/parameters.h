@@ -14,6 +14,7 @@ typedef enum Death {
 
 typedef struct Parameters {
   uint32_t language;  // identifier
+  bool store;
   bool corrupt;
   Death death;
   uint16_t patience;  // steps of about a millisecond

@@ -13,16 +13,19 @@
 #include "block.h"
 #include "checksum.h"
 #include "child.h"
+#include "history.h"
 #include "inspect.h"
 #include "object.h"
 #include "report.h"
 #include "room.h"
 #include "schema.h"
+#include "settings.h"
 
 typedef struct Receiver {
   Room room;
   Child sender;
   uint32_t patience;  // steps, in every wait
+  bool stores;
 } Receiver;
 
 static const char kSide[] = "receiver";
@@ -136,6 +139,13 @@ static uint32_t edit(Block *block, uint32_t ownID)
   return status;
 }
 
+// Before the answer, so that the sender finds everything when it has that.
+static bool store(const Block *block, uint32_t checksum)
+{
+  const bool stored = storeSettings(kSide, block);
+  return noteRun(kSide, checksum, readHistoryLength()) && stored;
+}
+
 static bool work(Receiver *receiver)
 {
   Block block;
@@ -146,12 +156,14 @@ static bool work(Receiver *receiver)
   if (content.status == SM_STATUS_SUCCESS) {
     content.status = edit(&block, content.receiverID);
   }
-  if (content.status == SM_STATUS_SUCCESS) {
+  bool done = content.status == SM_STATUS_SUCCESS;
+  if (done) {
     content.checksum = adler32(block.bytes, block.size);
+    done = !receiver->stores || store(&block, content.checksum);
     say(kSide, "answering: Adler-32 of the edited block is %08" PRIx32, content.checksum);
   }
   freeBlock(&block);
-  return answer(receiver, &content) && content.status == SM_STATUS_SUCCESS;
+  return answer(receiver, &content) && done;
 }
 
 static bool workWithSender(Receiver *receiver, int count, char *const *arguments)
@@ -172,7 +184,7 @@ static bool workWithSender(Receiver *receiver, int count, char *const *arguments
 int runReceiver(const Parameters *parameters, int count, char *const *arguments)
 {
   heedSignals();
-  Receiver receiver = {.patience = parameters->patience};
+  Receiver receiver = {.patience = parameters->patience, .stores = parameters->store};
   if (!createRoom(parameters->room, &receiver.room)) {
     complain(kSide,
              "cannot make the room \"%s\": another has it, its name does not do, or the suite's directory is missing",
