@@ -43,7 +43,8 @@ void explainUsage(FILE *stream)
       "  die=locked    kill the second process when it has taken the mutex; the exit status is 1\n"
       "  die=written   kill it when it has written its block and not yet announced it; the exit status is 1\n"
       "  room=NAME     the name under which the processes meet, \"inventory\" unless told\n"
-      "  role=sender   be the second process; the first starts it\n",
+      "  role=sender   be the second process; the first starts it\n"
+      "  role=syslog   stand in for the system log: print what /dev/log receives, until told to stop\n",
       stream);
 }
 
@@ -119,13 +120,18 @@ static bool readDeath(int count, char *const *arguments, Death *death)
   return true;
 }
 
-static bool readRole(int count, char *const *arguments, bool *isSender)
+static bool readRole(int count, char *const *arguments, Role *role)
 {
-  const char *role = NULL;
-  readText(count, arguments, kSenderArgument, &role);
-  *isSender = role != NULL;
-  if (role != NULL && strcmp(role, SMNVPGetUTF8ParamValue(kSenderArgument)) != 0) {
-    complain(kProgram, "role: \"%s\" is not \"sender\"", role);
+  const char *name = NULL;
+  readText(count, arguments, kSenderArgument, &name);
+  if (name == NULL) {
+    *role = kReceiver;
+  } else if (strcmp(name, SMNVPGetUTF8ParamValue(kSenderArgument)) == 0) {
+    *role = kSender;
+  } else if (strcmp(name, "syslog") == 0) {
+    *role = kSystemLog;
+  } else {
+    complain(kProgram, "role: \"%s\" is neither \"sender\" nor \"syslog\"", name);
     return false;
   }
   return true;
@@ -150,8 +156,7 @@ bool readParameters(int count, char *const *arguments, Parameters *parameters)
                     readTyped(count, arguments, kStore, SM_TYPE_BOOLEAN, &store, sizeof(store)) &&
                     readTyped(count, arguments, kCorrupt, SM_TYPE_BOOLEAN, &corrupt, sizeof(corrupt)) &&
                     readTyped(count, arguments, kPatience, SM_TYPE_U16, &parameters->patience, sizeof(uint16_t)) &&
-                    readDeath(count, arguments, &parameters->death) &&
-                    readRole(count, arguments, &parameters->isSender);
+                    readDeath(count, arguments, &parameters->death) && readRole(count, arguments, &parameters->role);
   parameters->store = store != 0;
   parameters->corrupt = corrupt != 0;
   return read;

@@ -12,6 +12,13 @@ typedef enum Death {
   kDeathWithoutAnEvent,  // with the mutex and a block that is not announced
 } Death;
 
+// What this process is.
+typedef enum Role {
+  kReceiver,   // the first process
+  kSender,     // the second
+  kSystemLog,  // a stand-in for the machine's
+} Role;
+
 typedef struct Parameters {
   uint32_t language;  // identifier
   bool store;
@@ -19,7 +26,7 @@ typedef struct Parameters {
   Death death;
   uint16_t patience;  // steps of about a millisecond
   const char *room;
-  bool isSender;  // the second process
+  Role role;
 } Parameters;
 
 // What the second process gets beside the parameters of the first.
