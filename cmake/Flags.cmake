@@ -19,7 +19,8 @@ else()
 endif()
 add_compile_definitions(_GNU_SOURCE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 if(QVSUPT32_SANITIZE)
-  add_compile_options(-fsanitize=${QVSUPT32_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  # Little optimisation, and debug information for call stacks only: these programs are built to be run once.
+  add_compile_options(-fsanitize=${QVSUPT32_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1 -g1)
   add_link_options(-fsanitize=${QVSUPT32_SANITIZE})
 endif()
 

@@ -1,9 +1,11 @@
-# Installation: the library, its headers, and what pkg-config and CMake need to find them. The files of both widths stand
-# side by side, each below its own library directory.
+# Installation: the library, its headers, what pkg-config and CMake need to find them, and samples of the files that a
+# product keeps in its "ini" directory. The files of both widths stand side by side, each below its own library
+# directory.
 
 install(TARGETS qvsupt32 EXPORT qvsupt32 LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(FILES include/qvsupt32.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY include/qvsupt32 DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY share/ini DESTINATION ${CMAKE_INSTALL_DATADIR}/qvsupt32/examples)
 
 # Relative to where the file itself is, so that a staged installation can be used where it stands.
 file(RELATIVE_PATH QVSUPT32_PC_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)

@@ -40,7 +40,7 @@ bool isFree()
 
 TEST(FileGuard, ThreadsOfAllProcessesExcludeEachOther)
 {
-  constexpr int kIncrements = 100;
+  constexpr int kIncrements = 40;
   void *const shared = mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   ASSERT_NE(shared, MAP_FAILED);
   volatile int &sum = *static_cast<int *>(shared);

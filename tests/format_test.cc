@@ -302,6 +302,7 @@ TEST(Format, DigitsAreThoseOfTheExactValue)
                                 9.5,  99.5,     1e5,          1e6,     1e22,         1e23, 1e-4,
                                 1e-5, 999999.5, DBL_MAX,      DBL_MIN, DBL_TRUE_MIN, 0.1,  9007199254740993.0,
                                 5e-5, 0.00095,  123456789.125};
+  values.insert(values.end(), {0x1p-10, 0x1.FFFFFFFFFFFFFp-11, 0.99951171875, 0x1p31, 0x1.FFFFFFFFFFFFFp30});
   std::mt19937_64 random(20240229);
   for (int i = 0; i < 200; ++i) {
     const uint64_t bits = random() & 0x7FFFFFFFFFFFFFFF;

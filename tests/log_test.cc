@@ -407,7 +407,7 @@ TEST_F(Logs, GoOnAfterAnAppenderIsKilled)
     });
     ASSERT_TRUE(child.waitHeld());
     child.release();
-    usleep(random() % 2000);
+    usleep(static_cast<useconds_t>(random() % 2000));
     child.signal(SIGKILL);
     child.wait();
     const std::string killed = readFile(xml);

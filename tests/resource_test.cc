@@ -309,6 +309,84 @@ TEST(Lookup, HoldsTheLockWhileItReadsAndNoLonger)
   EXPECT_EQ(support::recordLocks(getpid()), "");
 }
 
+/// Installs a resource file and settings for the product, and forgets what was read before.
+void install(const std::string &strings, const char *settings)
+{
+  fs::create_directories("/etc/tallowmere/vela/ini");
+  std::ofstream("/etc/tallowmere/vela/ini/qvunidat.txt", std::ios::binary) << kMark << units(strings);
+  std::ofstream("/etc/tallowmere/vela/ini/qvprv32.ini") << settings;
+  oemBase = 0;
+  oemOffset = 0;
+}
+
+std::string byID(uint32_t stringID, uint32_t language = 0)
+{
+  SMChar16 buffer[100] = {};
+  uint32_t size = sizeof(buffer);
+  const uint32_t result = SMGetUCS2StrFromID(stringID, &language, buffer, &size);
+  EXPECT_EQ(result, size);
+  return latin1(buffer);
+}
+
+TEST(ByID, MovesTheRangeOfTheMaker)
+{
+  const char *strings =
+      "0:8FF=2303\r\n0:900=2304\r\n0:906=2310\r\n0:920=2336\r\n0:921=2337\r\n0:922=2338\r\n"
+      "0:964=2404\r\n0:96A=2410\r\n0:984=2436\r\n0:985=2437\r\n407:96A=zwei\r\n";
+  install(strings, "");
+  EXPECT_EQ(byID(2310), "2310");
+  EXPECT_EQ(std::to_string(oemBase) + " " + std::to_string(oemRange) + " " + std::to_string(oemOffset), "2304 32 0");
+  install(strings, "[OEM Configuration]\noffset=100\n");
+  EXPECT_EQ(byID(2303) + byID(2304) + byID(2310) + byID(2336) + byID(2337), "23032404241024362337");
+  EXPECT_EQ(byID(2310, 1031), "zwei");
+  install(strings, "[OEM Configuration]\nBaseID=2305\noffset=100\noemRange=32\n");
+  EXPECT_EQ(byID(2304) + byID(2337) + byID(2338), "230424372338");
+  EXPECT_EQ(oemBase, 2305u);
+  fs::remove("/etc/tallowmere/vela/ini/qvprv32.ini");
+  EXPECT_EQ(byID(2310), "2410") << "read once";
+  oemBase = 0;
+  EXPECT_EQ(byID(2310), "2410") << "an offset stays where there is none to read";
+  EXPECT_EQ(oemBase, 2304u);
+}
+
+TEST(ByID, DeliversAsTheLookupDoes)
+{
+  install("0:5=five\r\n", "");
+  uint32_t size = 77;
+  SMChar16 buffer[5];
+  EXPECT_EQ(GetUCS2StrFromID(5, nullptr, nullptr, nullptr), 10u);
+  size = sizeof(buffer);
+  EXPECT_EQ(GetUCS2StrFromID(5, nullptr, buffer, &size), 10u);
+  EXPECT_EQ(latin1(buffer), "five");
+  size = 9;
+  EXPECT_EQ(GetUCS2StrFromID(5, nullptr, buffer, &size), 0u);
+  EXPECT_EQ(size, 0u);
+  fs::remove("/etc/tallowmere/vela/ini/qvunidat.txt");
+  EXPECT_EQ(byID(5), "String resource not found");
+  fs::rename("/etc/tallowmere/vela", "/etc/tallowmere/aside");
+  size = 9;
+  EXPECT_EQ(GetUCS2StrFromID(5, nullptr, buffer, &size), 0u);
+  EXPECT_EQ(size, 0u);
+  EXPECT_EQ(GetUCS2StrFromID(5, nullptr, buffer, nullptr), 0u);
+  fs::rename("/etc/tallowmere/aside", "/etc/tallowmere/vela");
+}
+
+TEST(ByID, FindsTheSamples)
+{
+  const fs::path samples = fs::path(__FILE__).parent_path() / "../share/ini";
+  fs::create_directories("/etc/tallowmere/vela/ini");
+  fs::copy(samples, "/etc/tallowmere/vela/ini", fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+  oemBase = 0;
+  EXPECT_EQ(byID(768), "VELA event");
+  EXPECT_EQ(byID(768, 1031), "VELA-Ereignis");
+  EXPECT_EQ(byID(2003, 1031),
+            "Ein Block wurde zur\xFC"
+            "ckgewiesen: Er ist fehlerhaft oder nicht lesbar");
+  EXPECT_EQ(byID(2304), "VELA systems management");
+  oemOffset = 100;
+  EXPECT_EQ(byID(2304), "Example Computers systems management");
+}
+
 /// The path that is found, or "none".
 std::string pathOf(const char *base, const char *product, const char *locale, const char *sub, const char *file)
 {

@@ -3,13 +3,14 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <signal.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
+#include <fstream>
 #include <functional>
 #include <string>
 #include <thread>
@@ -133,23 +134,64 @@ TEST(MutexTest, NamedExcludesByHandle)
   EXPECT_EQ(0, SMMutexLock(second, 0));
   SMMutexDestroy(second);
   EXPECT_NE(0, access(lockFile("gate").c_str(), F_OK)) << "an opened handle deletes the file too";
-  EXPECT_EQ(0, SMMutexLock(first, 0)) << "the lock went with the handle";
+  EXPECT_EQ(nullptr, SMMutexOpen("gate"));
+  EXPECT_EQ(0, SMMutexLock(first, 0)) << "the lock went with the handle; the deleted file can be locked";
+  OSSyncInfo *other = SMMutexCreate("gate");
+  EXPECT_EQ(0, SMMutexLock(other, 0)) << "a new file";
+  SMMutexDestroy(other);
   SMMutexDestroy(first);
 }
 
-TEST(MutexTest, DeadHolderFreesIt)
+TEST(MutexTest, ForkSharesTheLock)
 {
   OSSyncInfo *mutex = SMMutexCreate("gate");
-  ASSERT_NE(nullptr, mutex);
+  OSSyncInfo *other = SMMutexOpen("gate");
+  ASSERT_TRUE(mutex != nullptr && other != nullptr);
+  EXPECT_EQ(0, SMMutexLock(mutex, 0));
+  Child child([mutex](Child::Inside &inside) {
+    inside.report({SMMutexLock(mutex, 0), SMMutexUnLock(mutex), SMMutexLock(mutex, 0)});
+    inside.hold();
+  });
+  ASSERT_TRUE(child.waitHeld());
+  child.signal(SIGKILL);
+  (void)child.wait();
+  EXPECT_EQ("0 0 0\nended with status 137\n", child.report());
+  EXPECT_EQ(3, SMMutexLock(other, 0)) << "this process has the dead one's handle";
+  EXPECT_EQ(0, SMMutexUnLock(mutex));
+  EXPECT_EQ(0, SMMutexLock(other, 0));
+  SMMutexDestroy(other);
+  SMMutexDestroy(mutex);
+}
+
+/// What a killed process held: a mutex is free at once, a count stays as it is, a mark is gone.
+TEST(KillTest, HolderOfEveryKind)
+{
+  OSSyncInfo *mutex = SMMutexCreate("gate");
+  OSSyncInfo *semaphore = SMSemaphoreCreate("pool", 2);
+  ASSERT_TRUE(mutex != nullptr && semaphore != nullptr);
   Child holder([](Child::Inside &inside) {
-    inside.report("%d", SMMutexLock(SMMutexOpen("gate"), 0));
+    OSSyncInfo *opened = SMSemaphoreOpen("pool");
+    inside.report({SMMutexLock(SMMutexOpen("gate"), 0), SMSemaphoreAcquireWait(opened, 0),
+                   SMEventCreate("start", 1, 1) != nullptr});
     inside.hold();
   });
   ASSERT_TRUE(holder.waitHeld());
+  OSSyncInfo *manual = SMEventOpen("start");
   EXPECT_EQ(3, SMMutexLock(mutex, 2));
   holder.signal(SIGKILL);
   EXPECT_EQ(128 + SIGKILL, holder.wait());
+  EXPECT_EQ("0 0 1\nended with status 137\n", holder.report());
   EXPECT_EQ(0, SMMutexLock(mutex, 0));
+  EXPECT_EQ(1, semaphoreCount("pool"));
+  EXPECT_EQ(0, SMEventWait(manual, 0));
+  EXPECT_EQ(1, semaphoreCount("start")) << "a handle keeps its mode";
+  OSSyncInfo *automatic = SMEventOpen("start");
+  EXPECT_EQ(0, SMEventWait(automatic, 0));
+  EXPECT_EQ(3, SMEventWait(automatic, 0));
+  SMEventDestroy(automatic);
+  SMEventDestroy(manual);
+  SMEventDestroy(SMEventCreate("start", 0, 0));  // adopted, so removed
+  SMSemaphoreDestroy(semaphore);
   SMMutexDestroy(mutex);
 }
 
@@ -178,6 +220,10 @@ TEST(MutexTest, LockFileThatCannotBeOpened)
   ASSERT_EQ(0, rmdir(lockFile("folder").c_str()));
   EXPECT_EQ(nullptr, SMMutexCreate("no/such/folder"));
   EXPECT_EQ(nullptr, SMMutexCreate(""));
+  for (const auto make : {SMMutexCreate, SMMutexOpen}) {
+    const Fault fault(Call::open, 1, EACCES);
+    EXPECT_EQ(nullptr, make("gate"));
+  }
 }
 
 TEST(MutexTest, UnnamedExcludesThreads)
@@ -218,7 +264,9 @@ TEST(SemaphoreTest, CountsAndAdoption)
   SMSemaphoreDestroy(adopted);
   EXPECT_EQ(3, SMSemaphoreAcquireWait(pool, 0)) << "the set is gone: every try fails";
   EXPECT_EQ(-1, SMSemaphoreAcquireWait(pool, SM_WAIT_FOREVER));
-  EXPECT_EQ(16, SMSemaphoreRelease(pool, 1, nullptr));
+  for (const int32_t change : {1, 0, -1}) {
+    EXPECT_EQ(16, SMSemaphoreRelease(pool, change, nullptr));
+  }
   SMSemaphoreDestroy(pool);
 }
 
@@ -246,6 +294,14 @@ TEST(SemaphoreTest, ReleaseIsOneStepWithinItsRange)
     EXPECT_EQ(row.before, before) << row.change;
     EXPECT_EQ(row.after, semaphoreCount("pool")) << row.change;
   }
+  // Nobody asks for the count before. -65535 and -131071 are 1 in 16 bits.
+  for (const int32_t refused : {1, 32767, -32768, -65535, -131071, INT32_MIN}) {
+    EXPECT_EQ(16, SMSemaphoreRelease(pool, refused, nullptr)) << refused;
+  }
+  EXPECT_EQ(0, SMSemaphoreRelease(pool, 0, nullptr));
+  EXPECT_EQ(0, SMSemaphoreRelease(pool, -32767, nullptr));
+  EXPECT_EQ(16, SMSemaphoreRelease(pool, -1, nullptr));
+  EXPECT_EQ(0, semaphoreCount("pool"));
   SMSemaphoreDestroy(pool);
 }
 
@@ -356,8 +412,12 @@ TEST(SharedMemoryTest, TakenOverAfterItsCreatorDied)
     OSSyncInfo *memory = SMSharedMemCreate("table", 64);
     static_cast<uint32_t *>(SMSharedMemGetAddressPtr(memory))[0] = 42;
     inside.hold();
+    execl("/bin/sleep", "sleep", "1000", nullptr);
   });
   ASSERT_TRUE(creator.waitHeld());
+  creator.release();
+  EXPECT_FALSE(creator.waitHeld()) << "the exec closes the pipe";
+  EXPECT_EQ(0, semaphoreCount("table")) << "the guard belongs to the process, not to the program";
   creator.signal(SIGKILL);
   (void)creator.wait();
   EXPECT_EQ(1, semaphoreCount("table")) << "the kernel gave the guard back";
@@ -388,6 +448,56 @@ TEST(SharedMemoryTest, FailuresGiveEverythingBack)
   EXPECT_EQ("", support::systemVObjects());
   EXPECT_LE(1u, support::failEach(Call::semop, ENOSPC, create));
   EXPECT_EQ("", support::systemVObjects());
+  for (const Call call : {Call::shmget, Call::shmat}) {
+    EXPECT_EQ(1u, support::failEach(call, ENOMEM, create));
+    EXPECT_EQ("", support::systemVObjects());
+  }
+  // An open that cannot attach marks the segment for removal, under its owner.
+  OSSyncInfo *memory = SMSharedMemCreate("table", 64);
+  ASSERT_NE(nullptr, memory);
+  {
+    const Fault fault(Call::shmat, 1, ENOMEM);
+    EXPECT_EQ(nullptr, SMSharedMemOpen("table"));
+  }
+  EXPECT_EQ(nullptr, SMSharedMemOpen("table")) << "nobody finds it any more";
+  EXPECT_EQ(0, semaphoreCount("table")) << "the guard is the owner's";
+  SMSharedMemFree(memory);
+  EXPECT_EQ("", support::systemVObjects());
+}
+
+TEST(SharedMemoryTest, LargestSize)
+{
+  constexpr uint32_t kSize = UINT32_MAX;
+  OSSyncInfo *memory = SMSharedMemCreate("vast", kSize);
+  if (sizeof(void *) == 4) {
+    EXPECT_EQ(nullptr, memory) << "more than the address space has";
+  }
+  if (memory != nullptr) {  // the machine may have too little memory for it
+    auto *bytes = static_cast<uint8_t *>(SMSharedMemGetAddressPtr(memory));
+    bytes[kSize - 1] = 7;
+    EXPECT_EQ(0, bytes[0]);
+    SMSharedMemFree(memory);
+  }
+  EXPECT_EQ("", support::systemVObjects());
+}
+
+/// The system has no set left, or one, which the placeholder of the first set of a namespace takes.
+TEST(FailureTest, NoSemaphoresLeft)
+{
+  const std::function<bool()> creates[] = {
+      [] { return SMSemaphoreCreate("pool", 1) == nullptr; }, [] { return SMSemaphoreCreate(nullptr, 1) == nullptr; },
+      [] { return SMEventCreate("start", 1, 1) == nullptr; }, [] { return SMSharedMemCreate("table", 64) == nullptr; }};
+  for (const char *sets : {"0", "1"}) {
+    for (const auto &create : creates) {
+      Child child([&](Child::Inside &inside) {
+        inside.report({unshare(CLONE_NEWIPC)});
+        std::ofstream("/proc/sys/kernel/sem") << "250 32000 32 " << sets;
+        const bool refused = create();
+        inside.report("%d %s", refused, support::systemVObjects().c_str());
+      });
+      EXPECT_EQ("0\n1 \n", child.report()) << sets << " sets, case " << &create - creates;
+    }
+  }
 }
 
 /// Each object guards or counts the steps of several processes: the sum is exact.

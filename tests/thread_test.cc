@@ -182,12 +182,12 @@ TEST(CriticalSectionTest, ThreadsExcludeEachOtherByRoutine)
   constexpr int kThreads = 16;
   constexpr int kSteps = 200;
   int sums[4] = {};
-  constexpr OSRoutine kRoutines[4] = {addTo<0>, addTo<1>, addTo<2>, addTo<3>};
+  static constexpr OSRoutine kRoutines[4] = {addTo<0>, addTo<1>, addTo<2>, addTo<3>};
   runs = 0;
   most = 0;
   std::vector<std::thread> threads;
   for (int i = 0; i < kThreads; ++i) {
-    threads.emplace_back([&sums, &kRoutines, i] {
+    threads.emplace_back([&sums, i] {
       for (int step = 0; step < kSteps; ++step) {
         SMCriticalSectionExecute(countRuns, 0, SM_WAIT_FOREVER);
         SMCriticalSectionExecute(kRoutines[(i + step) % 4], reinterpret_cast<uintptr_t>(sums), SM_WAIT_FOREVER);

@@ -132,6 +132,12 @@ TEST(NumberTest, ValidatedDoubles)
     EXPECT_EQ(row.status, status) << row.text;
   }
   uint32_t status = 99;
+  // Digits beyond what a double holds and beyond 64 bits, decimals beyond the exact powers of ten.
+  for (const char *text : {"9007199254740991", "9007199254740993", "-900719925474099.5", "18446744073709551617.5",
+                           "0.0000000000000000000007", "0.00000000000000000000007"}) {
+    EXPECT_EQ(strtod(text, nullptr), ASCIIToDoubleVT(text, 10, &status)) << text;
+  }
+  EXPECT_TRUE(std::signbit(ASCIIToDoubleVT("-0.000", 10, &status)));
   EXPECT_EQ(255.0, ASCIIToDoubleVT("ff", 16, &status));
   EXPECT_EQ(0u, status);
   EXPECT_EQ(0.0, ASCIIToDoubleVT("1.5", 7, &status));

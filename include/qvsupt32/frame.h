@@ -62,8 +62,8 @@ QVSUPT32_API void ModuleChildAfterFork(void);
  * The lock belongs to the process. It neither counts nor excludes threads: a second call in the process that holds it
  * succeeds, and one release frees it. The library's own operations on shared files exclude each other among the threads
  * of a process as well, but not against a caller that holds the lock through this function.
- * A crash, an exec of another program by the last user of the file, and the end of the process release it; a forked
- * child does not inherit it. Not for signal handlers. */
+ * A crash, an exec and the end of the process release it; a forked child does not inherit it. Not for signal
+ * handlers. */
 QVSUPT32_API uint32_t FileLock(uint16_t mode);
 
 /* Releases the global file lock. Returns 0 when it was released (also when it was not held), -1 when there is no lock

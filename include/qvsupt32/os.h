@@ -20,9 +20,9 @@ QVSUPT32_BEGIN_C
  * record of number N. It is created with mode 0600 and opened once, close-on-exec.
  *
  * Records are POSIX record locks (fcntl(2)). They belong to the process: they exclude other processes, not threads; one
- * unlock frees the record for the whole process; a forked child does not inherit them; they vanish with the process.
- * The kernel drops all of them when the process closes any descriptor of the IPC file, so a program must not open that
- * file itself. */
+ * unlock frees the record for the whole process; a forked child does not inherit them; they vanish when the process
+ * crashes, ends or execs. The kernel drops all of them when the process closes any descriptor of the IPC file, so a
+ * program must not open that file itself. */
 
 /* The IPC name base, 0xFFFFFFFF before the first CreateIPCName of the process. */
 QVSUPT32_API extern uint32_t l_ipc_name_base;
@@ -99,8 +99,9 @@ QVSUPT32_API int32_t ReleaseLocalMutex(SMLocalMutex *mutex);
 /* System V semaphores -----------------------------------------------------------------------------------------------
  *
  * A semaphore is a set of one, named by its identifier; 0 is no semaphore. Sets have mode 0666 and outlive the
- * processes that use them until DestroySemaphore removes them. A fork shares them; a crash of the holder leaves the
- * count as it is, except for what WaitForSemaphoreUndo took. See semop(2). */
+ * processes that use them until DestroySemaphore removes them. A crash or the end of a holder leaves the count as it
+ * is, except for what WaitForSemaphoreUndo took; an exec changes nothing, and a forked child has nothing to give back.
+ * See semop(2). */
 
 /* Creates the set of a key with an initial count and returns its identifier. A set that exists already is used as it
  * is, its count included. Key 0 makes a private set. Returns 0 on failure, with nothing left behind. Another process
@@ -110,7 +111,8 @@ QVSUPT32_API int32_t CreateSemaphore(int32_t key, int32_t initial);
 /* Returns the identifier of the existing set of a key, 0 when there is none or access is refused. */
 QVSUPT32_API int32_t OpenSemaphore(int32_t key);
 
-/* Removes the set, under whoever else uses it: their waits end. 0 is ignored, a failure is not reported. */
+/* Removes the set, under whoever else uses it: waits without limit end with -1, all others with 3. 0 is ignored, a
+ * failure is not reported. */
 QVSUPT32_API void DestroySemaphore(int32_t id);
 
 /* Takes 1 from the count. Returns -1 for identifier 0, 0 when taken, 3 when every try failed for whatever reason, -1

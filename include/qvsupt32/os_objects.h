@@ -5,9 +5,14 @@
  * Its first field tells its kind: status functions answer a null handle with 271 and a record of another kind with 257,
  * and destroy and free ignore both. A handle must not be released while another thread uses it.
  *
+ * A fork copies the handles. Releasing a copy does to the object what releasing the other one would do: it removes what
+ * the handle owns under the other process. An exec, a crash and an ordinary end drop handles without releasing them:
+ * what they stand for stays in the system, except for what the kinds say below.
+ *
  * Named objects work across processes, unnamed ones (a null name) between the threads of a process. A name is 1 to 255
  * bytes, for a mutex 1 to 233. Semaphores, events and shared memory derive a 32-bit System V key from the name and
- * share one key space: two different names can meet in one key, rarely.
+ * share one key space of fewer keys than 32 bits have: about one pair of names in 300 meets in one key. The second
+ * create of such a pair adopts the object of the first; GetUniqueKeyFromStr tells whether names meet.
  *
  * Timeouts are polling steps, as in os.h. None of these functions may be called from a signal handler. */
 #ifndef QVSUPT32_OS_OBJECTS_H
@@ -36,8 +41,7 @@ typedef struct OSSyncInfo {
 /* A routine of the caller. The argument is as wide as a pointer: 32 bits on i386. Its result is not used. */
 typedef uint32_t (*OSRoutine)(uintptr_t argument);
 
-/* Keys
- * --------------------------------------------------------------------------------------------------------------- */
+/* Keys ------------------------------------------------------------------------------------------------------------- */
 
 /* A variant of CRC-32 over total bytes, those from length on counting as zero: the reflected polynomial 0xEDB88320,
  * applied while anything is left of the byte rather than by its lowest bit alone, and no final complement. 0xFFFFFFFF
@@ -60,8 +64,12 @@ QVSUPT32_API void OSSyncInfoDetach(void);
  *
  * A named mutex is a whole-file lock (flock(2)) on /etc/tallowmere/vela/.<name>, whose directory the suite's
  * installation creates. It belongs to the handle: two handles exclude each other even within a process, two threads
- * that share a handle do not. A fork shares it with the child, an exec drops the program's handles, a crash frees it at
- * once. An unnamed mutex is a thread mutex: not recursive, released by the thread that holds it. */
+ * that share a handle do not. A fork shares the handle's lock: parent and child do not exclude each other through it,
+ * and either of them unlocks it for both. An exec, a crash and an ordinary end of the holder free it at once, unless a
+ * forked process still has the handle; the lock file stays.
+ *
+ * An unnamed mutex is a thread mutex: not recursive, released by the thread that holds it. A forked child's copy is one
+ * of its own, in the state of that moment; if another thread held it, it stays locked. */
 
 /* Returns a mutex, made if it does not exist; null for a bad name, a lock file that cannot be opened, or short
  * memory. */
@@ -86,8 +94,9 @@ QVSUPT32_API int32_t SMMutexLock(OSSyncInfo *handle, uint32_t timeout);
 QVSUPT32_API int32_t OSMutexUnLock(OSSyncInfo *handle);
 QVSUPT32_API int32_t SMMutexUnLock(OSSyncInfo *handle);
 
-/* Releases the handle and deletes the lock file of a named mutex, also where other handles use it: they go on locking
- * the deleted file, while a later create of the name makes a new one. So only the last user destroys. */
+/* Releases the handle and deletes the lock file of a named mutex, also through an opened handle, and also where others
+ * hold or use it: they go on excluding each other on the deleted file, while a later create of the name makes a new one
+ * and an open finds none. So only the last user destroys. */
 QVSUPT32_API void OSMutexDestroy(OSSyncInfo *handle);
 QVSUPT32_API void SMMutexDestroy(OSSyncInfo *handle);
 
@@ -95,7 +104,11 @@ QVSUPT32_API void SMMutexDestroy(OSSyncInfo *handle);
  *
  * Counts from 0 to 32767. A named set outlives the processes that use it until the handle that created it is destroyed;
  * a create that meets an existing set adopts it, count and all, and removes it at its destroy under whoever else uses
- * it. A crash leaves the count as it is. */
+ * it. On a removed set waits without limit end with -1, all others with 3, and releases with 16; a later create of the
+ * name makes another set, which their handles do not reach.
+ *
+ * Nothing is given back behind a holder: after its crash, exec or end the count is as it left it, and an unnamed set
+ * that nobody destroyed stays in the system. A fork takes nothing for the child. */
 
 /* Returns a semaphore with an initial count; null for a count above 32767, a bad name, or when the system refuses. */
 QVSUPT32_API OSSyncInfo *OSSemaphoreCreate(const char *name, int32_t initial);
@@ -125,9 +138,13 @@ QVSUPT32_API void SMSemaphoreDestroy(OSSyncInfo *handle);
 
 /* Shared memory -----------------------------------------------------------------------------------------------------
  *
- * A segment is guarded by its creating process: while that lives, nobody else can create it; when it ended without
- * freeing, opens are refused and the next create takes the segment over with its content and size. A fork shares the
- * mapping. */
+ * A segment is guarded by its creating process: while that lives, nobody else can create it; when it crashed or ended
+ * without freeing, opens are refused and the next create takes the segment over with its content and size. Whoever took
+ * it over guards it, but does not own it: the segment then stays in the system until its administrator removes it.
+ *
+ * A forked child shares the mapping and not the guard, which falls with the parent. An exec drops the mapping and keeps
+ * the guard, which falls with the process. A segment that its owner frees lives on for those that have it attached and
+ * is found by nobody else; a later create of the name makes another. */
 
 /* Returns a segment of size bytes, attached for reading and writing; null for a null or bad name, a live creator, or
  * when the system refuses. */
@@ -150,10 +167,16 @@ QVSUPT32_API void SMSharedMemFree(OSSyncInfo *handle);
 
 /* Events ------------------------------------------------------------------------------------------------------------
  *
- * A manual-reset event stays signalled until it is reset; an automatic one releases one waiter a signal. The mode of a
- * named event is marked by its creating process, with a record lock: it lasts as long as that process (and its attach),
- * and the creating process itself must not open the event again, since that removes the mark. A create that meets an
- * existing event adopts it as for semaphores. */
+ * A manual-reset event stays signalled until it is reset; an automatic one releases one waiter a signal. A create that
+ * meets an existing event adopts it as for semaphores, signal and all, and its handle has the mode that it asked for.
+ *
+ * Openers learn the mode of a named event from a mark that its creating process holds, a record lock of the IPC file.
+ * The mark goes when that process crashes, ends, execs or detaches the library, and a forked child does not inherit it:
+ * events opened afterwards are automatic. The creating process itself must not open the event: the open finds it
+ * automatic and removes the mark. Handles keep the mode that they were made with.
+ *
+ * On an event that was removed under them, waits end as for semaphores, a set with -1, and a reset with 0; so does a
+ * pulse of a manual-reset one, while that of an automatic one answers -1. */
 
 /* Returns an event. manualReset and initialState count when they are 1. Null for a bad name or when the system
  * refuses. */
@@ -185,8 +208,7 @@ QVSUPT32_API int32_t SMEventPulse(OSSyncInfo *handle);
 QVSUPT32_API void OSEventDestroy(OSSyncInfo *handle);
 QVSUPT32_API void SMEventDestroy(OSSyncInfo *handle);
 
-/* Threads
- * ----------------------------------------------------------------------------------------------------------- */
+/* Threads ---------------------------------------------------------------------------------------------------------- */
 
 typedef struct OSThread {
   OSRoutine routine;
@@ -196,7 +218,8 @@ typedef struct OSThread {
 } OSThread;
 
 /* Starts a thread that runs the routine. Returns its record, released by exactly one OSThreadStop; null for a null
- * routine, short memory or a thread that cannot be created. */
+ * routine, short memory or a thread that cannot be created. A forked child has none of its parent's threads and leaves
+ * their records alone. */
 QVSUPT32_API OSThread *OSThreadStart(OSRoutine routine, uintptr_t argument);
 QVSUPT32_API OSThread *SMThreadStart(OSRoutine routine, uintptr_t argument);
 
@@ -207,8 +230,7 @@ QVSUPT32_API int32_t SMThreadStop(OSThread *thread);
 /* What a new thread runs: the routine of the record, which may be null. Returns null and frees nothing. */
 QVSUPT32_API void *OSThreadStub(void *thread);
 
-/* Dynamic libraries
- * ------------------------------------------------------------------------------------------------- */
+/* Dynamic libraries ------------------------------------------------------------------------------------------------ */
 
 /* Loads a library (dlopen(3), symbols bound lazily). Null for a null path, short memory or a library that cannot be
  * loaded. */
@@ -229,8 +251,7 @@ QVSUPT32_API void *SMLibLinkToExportFN(OSSyncInfo *library, const char *symbol);
 QVSUPT32_API int32_t OSLibUnLinkFromExportFN(OSSyncInfo *library, void *address);
 QVSUPT32_API int32_t SMLibUnLinkFromExportFN(OSSyncInfo *library, void *address);
 
-/* Process services
- * -------------------------------------------------------------------------------------------------- */
+/* Process services ------------------------------------------------------------------------------------------------- */
 
 /* Restarts the machine when mode is 1, else halts it, by "/sbin/shutdown" in the background. unused is not looked at.
  * Returns 1, whatever becomes of the command. */
@@ -267,7 +288,8 @@ QVSUPT32_API extern SMRedBlackTreeNode *pOSCritSecRBTree;
 /* Runs the routine in a critical section of its own, which exists while somebody is inside or waits. Threads that run
  * the same routine through this call exclude each other, different routines do not. A routine may run others this way,
  * but not itself, directly or through others. The routine does not run when it is null, when timeout is not 0xFFFFFFFF,
- * when the library is not attached, or when memory is short. */
+ * when the library is not attached, or when memory is short.
+ * A forked child inherits the sections as they are: it waits for ever for one that another thread was in. */
 QVSUPT32_API void OSCriticalSectionExecute(OSRoutine routine, uintptr_t argument, uint32_t timeout);
 QVSUPT32_API void SMCriticalSectionExecute(OSRoutine routine, uintptr_t argument, uint32_t timeout);
 

@@ -68,15 +68,18 @@ QVSUPT32_API uint32_t GetUCS2StrFromIDPathFile(uint32_t stringID, uint32_t *lang
 QVSUPT32_API uint32_t SMGetUCS2StrFromIDPathFile(uint32_t stringID, uint32_t *language, const char *pathFile,
                                                  SMChar16 *buffer, uint32_t *size);
 
-/* The numbers of an OEM: those from oemBase to oemBase + oemRange are looked up oemOffset further. Read once a process
- * from the keys "BaseID", "oemRange" and "offset" (by default 2304, 32 and 0) in the section "OEM Configuration" of the
- * library's own file "qvprv32.ini" (see SMReadINIFileValue); oemBase is 0 until then. Read-only for callers. */
+/* The settings of the maker whose name the suite carries: string numbers from oemBase to oemBase + oemRange, both
+ * included, are looked up as the number plus oemOffset. They come from the keys "BaseID", "oemRange" and "offset" of the
+ * section "OEM Configuration" in the file "ini/qvprv32.ini" of the product VELA (see store.h and paths.h); a key that
+ * cannot be read leaves its default, which is 2304, 32 and what oemOffset holds. They are read once, by the first
+ * GetUCS2StrFromID that finds oemBase 0. Read-only for callers. */
 QVSUPT32_API extern uint32_t oemBase;
 QVSUPT32_API extern uint32_t oemRange;
 QVSUPT32_API extern uint32_t oemOffset;
 
-/* The same for the file "ini/qvunidat.txt" below the install directory of the library's own product (see paths.h), with
- * the numbers of an OEM moved. Returns 0, also as *size, when there is no such directory. */
+/* The same as GetUCS2StrFromIDPathFile for the file "ini/qvunidat.txt" of the product VELA, with the number moved as the
+ * settings above say. Returns 0, and *size becomes 0, also where the product has no install directory that exists, or
+ * one so long that the path would pass 255 bytes. */
 QVSUPT32_API uint32_t GetUCS2StrFromID(uint32_t stringID, uint32_t *language, SMChar16 *buffer, uint32_t *size);
 QVSUPT32_API uint32_t SMGetUCS2StrFromID(uint32_t stringID, uint32_t *language, SMChar16 *buffer, uint32_t *size);
 

@@ -124,9 +124,10 @@ QVSUPT32_API uint32_t FindNextSectionAndDump(FILE *input, FILE *output);
 QVSUPT32_API uint32_t AppendValue(const char *section, const char *key, const char *value, const char *path);
 
 /* Rewrites a file through a temporary one: sets the key, removes it when value is null, removes the section when key is
- * null. A section that is missing is appended with AppendValue, whose statuses apply then.
+ * null. A section that is missing is added by the same rewrite where the path is the only name of a regular file, and
+ * where that is not so, or fails, it is appended with AppendValue, whose statuses apply then.
  *   7         one of the files cannot be opened
- *   -1        no memory
+ *   -1        no memory (272 when key is null)
  *   261       a malformed header before the section, or a read error
  *   19        a write failed, also when only the flush to the disk or the close shows it
  *   270, 258  as ReplaceFile
@@ -204,8 +205,8 @@ QVSUPT32_API extern const char *pStrFALSE;
  *   first piece that is no number. *size becomes the number of bytes found, with 0 and with 16.
  *   Booleans: the first word between spaces. Numbers: as ASCIIToSigned64 and its relatives; 0 where there is none.
  * Statuses:
- *   2    value, size or path is null; *size is below the width of the type (bytes and UCS-2 text: 0); the default of
- *        a UCS-2 text has another size than 2 bytes a unit, terminator included. *size is left
+ *   2    section, key, value, size or path is null; *size is below the width of the type (bytes and UCS-2 text: 0); the
+ *        default of a UCS-2 text has another size than 2 bytes a unit, terminator included. *size is left
  *   -1   no memory
  *   Then the statuses of ReadINIFileValue_astring.
  *   264  a number above 255 in a byte list (0xFFFFFFFF is taken for -1 and stored as 0xFF), no boolean word
@@ -243,63 +244,65 @@ QVSUPT32_API uint32_t ReadINIFileValue_d64(const char *section, const char *key,
  *   264  a size that the type does not take, or a size without a value
  *   -1   no memory
  *   Then the statuses of WriteINIFileValue_astring. */
-QVSUPT32_API uint32_t WriteINIFileValue_ustring(const char *section, const char *key, const void *value,
-                                                uint32_t size, const char *path, int16_t lockMode);
-QVSUPT32_API uint32_t WriteINIFileValue_binary(const char *section, const char *key, const void *value,
-                                               uint32_t size, const char *path, int16_t lockMode);
-QVSUPT32_API uint32_t WriteINIFileValue_booln(const char *section, const char *key, const void *value,
-                                              uint32_t size, const char *path, int16_t lockMode);
-QVSUPT32_API uint32_t WriteINIFileValue_u32(const char *section, const char *key, const void *value,
-                                            uint32_t size, const char *path, int16_t lockMode);
-QVSUPT32_API uint32_t WriteINIFileValue_s32(const char *section, const char *key, const void *value,
-                                            uint32_t size, const char *path, int16_t lockMode);
-QVSUPT32_API uint32_t WriteINIFileValue_u64(const char *section, const char *key, const void *value,
-                                            uint32_t size, const char *path, int16_t lockMode);
-QVSUPT32_API uint32_t WriteINIFileValue_s64(const char *section, const char *key, const void *value,
-                                            uint32_t size, const char *path, int16_t lockMode);
-QVSUPT32_API uint32_t WriteINIFileValue_d64(const char *section, const char *key, const void *value,
-                                            uint32_t size, const char *path, int16_t lockMode);
+QVSUPT32_API uint32_t WriteINIFileValue_ustring(const char *section, const char *key, const void *value, uint32_t size,
+                                                const char *path, int16_t lockMode);
+QVSUPT32_API uint32_t WriteINIFileValue_binary(const char *section, const char *key, const void *value, uint32_t size,
+                                               const char *path, int16_t lockMode);
+QVSUPT32_API uint32_t WriteINIFileValue_booln(const char *section, const char *key, const void *value, uint32_t size,
+                                              const char *path, int16_t lockMode);
+QVSUPT32_API uint32_t WriteINIFileValue_u32(const char *section, const char *key, const void *value, uint32_t size,
+                                            const char *path, int16_t lockMode);
+QVSUPT32_API uint32_t WriteINIFileValue_s32(const char *section, const char *key, const void *value, uint32_t size,
+                                            const char *path, int16_t lockMode);
+QVSUPT32_API uint32_t WriteINIFileValue_u64(const char *section, const char *key, const void *value, uint32_t size,
+                                            const char *path, int16_t lockMode);
+QVSUPT32_API uint32_t WriteINIFileValue_s64(const char *section, const char *key, const void *value, uint32_t size,
+                                            const char *path, int16_t lockMode);
+QVSUPT32_API uint32_t WriteINIFileValue_d64(const char *section, const char *key, const void *value, uint32_t size,
+                                            const char *path, int16_t lockMode);
 
 /* Reads a value of a type from an INI file: 2 for any other type, else the statuses of the type's reader. */
-QVSUPT32_API uint32_t ReadINIPathFileValue(const char *section, const char *key, int32_t type, void *value, uint32_t *size,
-                                           const void *defaultValue, uint32_t defaultSize, const char *path, int16_t lockMode);
-QVSUPT32_API uint32_t SMReadINIPathFileValue(const char *section, const char *key, int32_t type, void *value, uint32_t *size,
-                                             const void *defaultValue, uint32_t defaultSize, const char *path, int16_t lockMode);
+QVSUPT32_API uint32_t ReadINIPathFileValue(const char *section, const char *key, int32_t type, void *value,
+                                           uint32_t *size, const void *defaultValue, uint32_t defaultSize,
+                                           const char *path, int16_t lockMode);
+QVSUPT32_API uint32_t SMReadINIPathFileValue(const char *section, const char *key, int32_t type, void *value,
+                                             uint32_t *size, const void *defaultValue, uint32_t defaultSize,
+                                             const char *path, int16_t lockMode);
 
 /* Reads a value of a type from the file "ini/fileName" below the install directory of a product (paths.h).
  *   -1   the product has no install directory that exists
  *   2    fileName is null, or the path would be longer than 255 bytes
  *   Then the statuses of ReadINIPathFileValue. */
-QVSUPT32_API uint32_t ReadINIPIDFileValue(const char *section, const char *key, int32_t type, void *value, uint32_t *size,
-                                          const void *defaultValue, uint32_t defaultSize, 
+QVSUPT32_API uint32_t ReadINIPIDFileValue(const char *section, const char *key, int32_t type, void *value,
+                                          uint32_t *size, const void *defaultValue, uint32_t defaultSize,
                                           uint32_t productID, const char *fileName, int16_t lockMode);
-QVSUPT32_API uint32_t SMReadINIPIDFileValue(const char *section, const char *key, int32_t type, void *value, uint32_t *size,
-                                            const void *defaultValue, uint32_t defaultSize, 
+QVSUPT32_API uint32_t SMReadINIPIDFileValue(const char *section, const char *key, int32_t type, void *value,
+                                            uint32_t *size, const void *defaultValue, uint32_t defaultSize,
                                             uint32_t productID, const char *fileName, int16_t lockMode);
 
 /* The same for the library's own product, 35. */
-QVSUPT32_API uint32_t SMReadINIFileValue(const char *section, const char *key, int32_t type, void *value, uint32_t *size,
-                                         const void *defaultValue, uint32_t defaultSize, 
+QVSUPT32_API uint32_t SMReadINIFileValue(const char *section, const char *key, int32_t type, void *value,
+                                         uint32_t *size, const void *defaultValue, uint32_t defaultSize,
                                          const char *fileName, int16_t lockMode);
 
 /* Stores a value of a type in an INI file: 2 for any other type, else the statuses of the type's writer. */
-QVSUPT32_API uint32_t WriteINIPathFileValue(const char *section, const char *key, int32_t type, const void *value, uint32_t size,
-                                            const char *path, int16_t lockMode);
-QVSUPT32_API uint32_t SMWriteINIPathFileValue(const char *section, const char *key, int32_t type, const void *value, uint32_t size,
-                                              const char *path, int16_t lockMode);
+QVSUPT32_API uint32_t WriteINIPathFileValue(const char *section, const char *key, int32_t type, const void *value,
+                                            uint32_t size, const char *path, int16_t lockMode);
+QVSUPT32_API uint32_t SMWriteINIPathFileValue(const char *section, const char *key, int32_t type, const void *value,
+                                              uint32_t size, const char *path, int16_t lockMode);
 
 /* Stores a value of a type in the file "ini/fileName" below the install directory of a product (paths.h).
  *   -1   the product has no install directory that exists
  *   2    fileName is null, or the path would be longer than 255 bytes
  *   Then the statuses of WriteINIPathFileValue. */
-QVSUPT32_API uint32_t WriteINIPIDFileValue(const char *section, const char *key, int32_t type, const void *value, uint32_t size,
-                                           uint32_t productID, const char *fileName, int16_t lockMode);
-QVSUPT32_API uint32_t SMWriteINIPIDFileValue(const char *section, const char *key, int32_t type, const void *value, uint32_t size,
-                                             uint32_t productID, const char *fileName, int16_t lockMode);
+QVSUPT32_API uint32_t WriteINIPIDFileValue(const char *section, const char *key, int32_t type, const void *value,
+                                           uint32_t size, uint32_t productID, const char *fileName, int16_t lockMode);
+QVSUPT32_API uint32_t SMWriteINIPIDFileValue(const char *section, const char *key, int32_t type, const void *value,
+                                             uint32_t size, uint32_t productID, const char *fileName, int16_t lockMode);
 
 /* The same for the library's own product, 35. */
-QVSUPT32_API uint32_t SMWriteINIFileValue(const char *section, const char *key, int32_t type, const void *value, uint32_t size,
-                                          const char *fileName, int16_t lockMode);
+QVSUPT32_API uint32_t SMWriteINIFileValue(const char *section, const char *key, int32_t type, const void *value,
+                                          uint32_t size, const char *fileName, int16_t lockMode);
 
 /* Key=value files
  * --------------------------------------------------------------------------------------------------------

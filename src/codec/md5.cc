@@ -137,6 +137,9 @@ void RFC1321Load(RFC1321Context *context)
 
 void RFC1321AddMsg(RFC1321Context *context, const void *bytes, uint32_t length)
 {
+  if (length == 0) {
+    return;  // there may be no bytes to point to
+  }
   const auto *from = static_cast<const uint8_t *>(bytes);
   context->bitCount += uint64_t{length} * 8;
   if (context->bufferedCount > 0) {

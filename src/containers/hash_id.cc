@@ -2,7 +2,6 @@
 
 #include <emmintrin.h>
 
-#include <algorithm>
 #include <bit>
 #include <cstring>
 
@@ -152,18 +151,21 @@ uint32_t FindNextHashID(const uint32_t *table, uint32_t size, uint32_t *word, ui
   if (at >= words) {
     return 0;
   }
-  // Bits above the position; shifted twice, since a shift by the whole width is undefined.
-  const uint32_t above = UINT32_MAX << std::min(*bit, kWordBits - 1) << 1;
-  uint32_t used = usedBits(table, at) & above;
+  uint32_t used = 0;
+  if (*bit < kWordBits) [[likely]] {
+    constexpr uint32_t kAboveBitZero = UINT32_MAX - 1;
+    used = table[at] & kAboveBitZero << *bit;  // without identifier 0 in any case
+  }
   while (used == 0) {
     if (++at == words) {
       return 0;
     }
     used = table[at];
   }
+  const auto lowest = static_cast<uint32_t>(std::countr_zero(used));
   *word = at;
-  *bit = static_cast<uint32_t>(std::countr_zero(used));
-  return idOf(*word, *bit);
+  *bit = lowest;
+  return idOf(at, lowest);
 }
 
 QV_ALIAS(SMHashTableBytesNeeded, HashTableBytesNeeded)

@@ -2,8 +2,11 @@
 
 #include "log/log_file.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
@@ -18,6 +21,9 @@
 
 namespace qv::log {
 namespace {
+
+constexpr mode_t kPermissions = 07777;
+constexpr mode_t kFileMode = 0664;  // that of setFileMode()
 
 Status makeBackupName(const char *path, char *buffer, uint32_t *size)
 {
@@ -76,6 +82,52 @@ bool hasLength(const SMChar16 *text, uint32_t longest)
 {
   const uint32_t length = UCS2Strlen(text);
   return length >= 1 && length <= longest;
+}
+
+Target::Target(const char *path) : path_(path)
+{
+  struct stat status;
+  exists_ = stat(path, &status) == 0;
+  size_ = exists_ && S_ISREG(status.st_mode) ? status.st_size : 0;
+}
+
+Status Target::createDirectory() const
+{
+  return exists_ ? Status::success : createDirectoryOf(path_);
+}
+
+bool Target::backUp(uint32_t maximumSize, uint32_t recordSize) const
+{
+  if (static_cast<uint64_t>(size_) + recordSize < maximumSize) {
+    return false;
+  }
+  SMBool backedUp;
+  CheckBackupLogFile(path_, maximumSize, recordSize, &backedUp);
+  return backedUp != 0;
+}
+
+int openLog(const char *path, int flags, off_t &size)
+{
+  flags |= O_RDWR | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  constexpr mode_t kNewFileMode = 0666;
+  int file = open(path, flags, kNewFileMode);
+  if (file < 0 && errno == EACCES) {
+    setFileMode(path);
+    file = open(path, flags, kNewFileMode);
+  }
+  struct stat status;
+  if (file < 0) {
+    return -1;
+  }
+  if (fstat(file, &status) != 0 || S_ISFIFO(status.st_mode)) {
+    (void)close(file);  // nothing was written through it
+    return -1;
+  }
+  if ((status.st_mode & kPermissions) != kFileMode) {
+    setFileMode(path);
+  }
+  size = status.st_size;
+  return file;
 }
 
 }  // namespace qv::log

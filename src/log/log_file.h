@@ -1,6 +1,8 @@
-// What the text log and the XML log have in common: what an event may hold, and the maximum size of a log that the
-// library starts by itself.
+// What the text log and the XML log have in common: what an event may hold, the steps before a record is appended, and
+// opening the file.
 #pragma once
+
+#include <sys/types.h>
 
 #include <cstdint>
 
@@ -31,5 +33,27 @@ inline bool isData(const void *data, uint32_t size)
 {
   return size <= kLargestData && (size == 0 || data != nullptr);
 }
+
+/// A log that a record is to be appended to. Looks at the file once: what it finds saves it most of the system calls of
+/// the steps.
+class Target {
+ public:
+  explicit Target(const char *path);
+
+  /// Creates the directory.
+  Status createDirectory() const;
+
+  /// Moves the log to its backup where it would reach a maximum size. False when it did not.
+  bool backUp(uint32_t maximumSize, uint32_t recordSize) const;
+
+ private:
+  const char *path_;
+  bool exists_;
+  off_t size_;  // 0 of what is no regular file
+};
+
+/// Opens a log for reading and writing, with more flags of open(2), creates it when it is missing, gives it the
+/// permissions of a log, and tells its size. -1 also for a pipe.
+int openLog(const char *path, int flags, off_t &size);
 
 }  // namespace qv::log

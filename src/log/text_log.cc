@@ -1,5 +1,7 @@
 // The text log: its texts, its records piece by piece, and appending a record as one piece of memory.
 
+#include <fcntl.h>
+
 #include <algorithm>
 #include <cstring>
 #include <ctime>
@@ -277,12 +279,11 @@ Status addRecord(RecordSink &record, const Event &event)
   return Status::success;
 }
 
-/// Writes a record, and the header before it where the log has none yet.
-Status writeRecord(qv::UniqueFd &file, const Event &event)
+/// Writes a record, and the header before it where the log, of a size, has none yet.
+Status writeRecord(qv::UniqueFd &file, off_t size, const Event &event)
 {
-  const off_t size = lseek(file.get(), 0, SEEK_END);
   RecordSink record(event);
-  if (size < 0 || size > INT32_MAX || !record) {
+  if (size > INT32_MAX || !record) {
     return Status::unsuccessful;
   }
   if (size < kHeaderBytes) {
@@ -313,13 +314,11 @@ Status append(const char *path, const Event &event, uint32_t maximumSize)
   if (!isValid(path, event)) {
     return Status::badArgument;
   }
-  const auto status = static_cast<Status>(CreateLogDir(path));
-  if (status != Status::success) {
+  const log::Target target(path);
+  if (const Status status = target.createDirectory(); status != Status::success) {
     return status;
   }
-  SMBool backedUp;
-  CheckBackupLogFile(path, maximumSize, estimatedSize(event), &backedUp);
-  if (backedUp != 0) {
+  if (target.backUp(maximumSize, estimatedSize(event))) {
     // Without this record the log is still whole.
     (void)append(path,
                  {SM_EVENT_INFORMATION, log::kBackupCreatedID, event.source, uniLogBackupCreated_en_US, nullptr, 0},
@@ -332,13 +331,12 @@ Status append(const char *path, const Event &event, uint32_t maximumSize)
   if (!guard) {
     return Status::lockFailed;
   }
-  qv::setFileMode(path);
-  qv::UniqueFd file(qv::openForAppending(path));
+  off_t size;
+  qv::UniqueFd file(log::openLog(path, O_APPEND, size));
   if (!file) {
     return Status::unsuccessful;
   }
-  qv::setFileMode(path);
-  return writeRecord(file, event);
+  return writeRecord(file, size, event);
 }
 
 }  // namespace

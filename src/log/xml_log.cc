@@ -1,7 +1,6 @@
 // The XML log: entries as text, and putting one before the closing tag, so that a closing tag stands behind the whole
 // entries at every instant.
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -239,6 +238,13 @@ bool writeEmptyLog(int file)
   return false;
 }
 
+/// Whether some bytes of a file lie in one page, which the kernel writes as a whole even when the process is killed.
+bool isInOnePage(off_t at, size_t size)
+{
+  constexpr size_t kPage = 4096;
+  return static_cast<size_t>(at) % kPage + size <= kPage;
+}
+
 /// Puts an entry with its closing tag in the place of the old closing tag. What goes behind the old tag is written
 /// before what goes over it: where the writing ends early, the old tag is still there.
 bool writeEntry(int file, std::string_view text, off_t at)
@@ -246,7 +252,10 @@ bool writeEntry(int file, std::string_view text, off_t at)
   const off_t behindTag = at + static_cast<off_t>(kEndTag.size());
   const std::string_view overTag(text.data(), kEndTag.size());
   const std::string_view rest(text.data() + kEndTag.size(), text.size() - kEndTag.size());
-  if (writeAllAt(file, rest, behindTag) && writeAllAt(file, overTag, at)) {
+  const bool written = isInOnePage(at, text.size())
+                           ? writeAllAt(file, text, at)
+                           : writeAllAt(file, rest, behindTag) && writeAllAt(file, overTag, at);
+  if (written) {
     return true;
   }
   (void)writeAllAt(file, kEndTag, at);  // as good as it gets where even that fails
@@ -254,26 +263,11 @@ bool writeEntry(int file, std::string_view text, off_t at)
   return false;
 }
 
-int openLog(const char *path)
-{
-  qv::setFileMode(path);
-  const int file = open(path, O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  if (file >= 0) {
-    return file;
-  }
-  constexpr mode_t kMode = 0666;
-  const int created = open(path, O_RDWR | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, kMode);
-  if (created >= 0) {
-    qv::setFileMode(path);
-  }
-  return created;
-}
-
 Status writeToLog(const char *path, std::string_view text)
 {
-  qv::UniqueFd file(openLog(path));
-  const off_t size = file ? lseek(file.get(), 0, SEEK_END) : -1;
-  if (size < 0 || size > INT32_MAX) {
+  off_t size;
+  qv::UniqueFd file(log::openLog(path, 0, size));
+  if (!file || size > INT32_MAX) {
     return Status::unsuccessful;
   }
   auto at = static_cast<off_t>(kHeader.size() + kBeginTag.size());
@@ -304,7 +298,8 @@ Status append(const char *path, const Event &event, uint32_t maximumSize)
   if (!isValid(path, event)) {
     return Status::badArgument;
   }
-  if (const auto status = static_cast<Status>(CreateLogDir(path)); status != Status::success) {
+  const log::Target target(path);
+  if (const Status status = target.createDirectory(); status != Status::success) {
     return status;
   }
   Entry entry(event);
@@ -314,9 +309,7 @@ Status append(const char *path, const Event &event, uint32_t maximumSize)
   if (const Status status = addEvent(entry, event); status != Status::success) {
     return status;
   }
-  SMBool backedUp;
-  CheckBackupLogFile(path, maximumSize, static_cast<uint32_t>(entry.text().size()), &backedUp);
-  if (backedUp != 0) {
+  if (target.backUp(maximumSize, static_cast<uint32_t>(entry.text().size()))) {
     // Without this entry the log is still whole.
     (void)append(path,
                  {SM_EVENT_INFORMATION, log::kBackupCreatedID, event.userInfo, event.source, uniLogBackupCreated_en_US,

@@ -44,8 +44,8 @@ qv::tree::Place locate(OSRoutine routine)
                           [routine](void *record) { return OSCriticalSectionRBTWalk(keyOf(routine), record); });
 }
 
-/// A section that nobody uses yet, in the registry; null when memory is short.
-Section *addSection(OSRoutine routine)
+/// A section that nobody uses yet, in the registry at the place of its routine; null when memory is short.
+Section *addSection(OSRoutine routine, const qv::tree::Place &place)
 {
   qv::HeapBlock<Section> section(static_cast<Section *>(malloc(sizeof(Section))));
   if (section == nullptr) {
@@ -55,11 +55,12 @@ Section *addSection(OSRoutine routine)
   if (section->mutex == nullptr) {
     return nullptr;
   }
-  if (RedBlackTreeDataInsert(&pOSCritSecRBTree, section.get(), keyOf(routine), OSCriticalSectionRBTWalk) !=
-      SM_STATUS_SUCCESS) {
+  qv::tree::Node *node = SMRedBlackTreeNodeAlloc(place.parent, section.get());
+  if (node == nullptr) {
     OSDeleteCriticalSection(section->mutex);
     return nullptr;
   }
+  qv::tree::link(&pOSCritSecRBTree, node, place);
   return section.release();
 }
 
@@ -67,8 +68,8 @@ Section *addSection(OSRoutine routine)
 Section *join(OSRoutine routine)
 {
   const RegistryGuard guard;
-  const qv::tree::Node *node = locate(routine).found;
-  Section *section = node == nullptr ? addSection(routine) : static_cast<Section *>(node->data);
+  const qv::tree::Place place = locate(routine);
+  Section *section = place.found == nullptr ? addSection(routine, place) : static_cast<Section *>(place.found->data);
   if (section != nullptr) {
     ++section->users;
   }
@@ -76,18 +77,15 @@ Section *join(OSRoutine routine)
 }
 
 /// Counts the caller out; the last user takes the section out of the registry.
-void leave(OSRoutine routine)
+void leave(Section *section)
 {
   const RegistryGuard guard;
-  qv::tree::Node *node = locate(routine).found;
-  if (node == nullptr) {
-    return;
-  }
-  auto *section = static_cast<Section *>(node->data);
   if (--section->users > 0) {
     return;
   }
-  qv::tree::erase(&pOSCritSecRBTree, node);
+  if (qv::tree::Node *node = locate(section->routine).found; node != nullptr) {
+    qv::tree::erase(&pOSCritSecRBTree, node);  // a process that ends may have detached the registry under this thread
+  }
   OSDeleteCriticalSection(section->mutex);
   *section = {};
   free(section);
@@ -127,7 +125,7 @@ void OSCriticalSectionExecute(OSRoutine routine, uintptr_t argument, uint32_t ti
   OSEnterCriticalSection(section->mutex);
   (void)routine(argument);  // its result has no meaning
   OSExitCriticalSection(section->mutex);
-  leave(routine);
+  leave(section);
 }
 
 SMBool OSCriticalSectionAttach(void)

@@ -10,9 +10,10 @@ namespace qv {
 enum class Attempt { done, busy, failed };
 
 /// Tries once, and again after each of up to `timeout` sleeps of one millisecond while the answer is busy. Steps are
-/// counted, not measured. `stepsTaken` is the number of sleeps that went by.
+/// counted, not measured. `stepsTaken` is the number of sleeps that went by. Out of line, so that the waits without
+/// limit beside it stay short.
 template <class Try>
-Attempt pollUntil(uint32_t timeout, Try attempt, uint32_t &stepsTaken)
+[[gnu::noinline]] Attempt pollUntil(uint32_t timeout, Try attempt, uint32_t &stepsTaken)
 {
   for (stepsTaken = 0;; ++stepsTaken) {
     const Attempt answer = attempt();

@@ -89,22 +89,23 @@ OSSyncInfo *makeNamedMutex(const char *name, int flags)
   return mutex->descriptor == -1 ? nullptr : qv::handOut(mutex);
 }
 
-/// Adds to a semaphore's count in one step; negative counts take from it.
+/// Adds to a semaphore's count in one step; negative counts take from it. The kernel refuses a sum out of range.
 Status release(const Semaphore &semaphore, int32_t count, uint32_t *previous)
 {
-  const int32_t current = qv::semaphoreCount(semaphore.id);
-  if (current < 0) {
-    return Status::bufferTooSmall;
+  // Read only for those who ask. To the kernel a change of 0 means waiting for a count of 0, so that is not asked for.
+  if (previous != nullptr || count == 0) {
+    const int32_t current = qv::semaphoreCount(semaphore.id);
+    if (current < 0) {
+      return Status::bufferTooSmall;
+    }
+    if (previous != nullptr) {
+      *previous = static_cast<uint32_t>(current);
+    }
+    if (count == 0) {
+      return Status::success;
+    }
   }
-  if (previous != nullptr) {
-    *previous = static_cast<uint32_t>(current);
-  }
-  const int64_t sum = int64_t{current} + count;
-  if (sum < 0 || sum > qv::kSemaphoreMax) {
-    return Status::bufferTooSmall;
-  }
-  // To the kernel a change of 0 means waiting for a count of 0.
-  const bool added = count == 0 || qv::addToSemaphore(semaphore.id, static_cast<int16_t>(count));
+  const bool added = count >= -qv::kSemaphoreMax && qv::addToSemaphore(semaphore.id, static_cast<int16_t>(count));
   return added ? Status::success : Status::bufferTooSmall;
 }
 

@@ -68,14 +68,27 @@ bool isRegular(const char *path, struct stat &status)
   return lstat(path, &status) == 0 && S_ISREG(status.st_mode);
 }
 
+bool isSameFile(const struct stat &one, const struct stat &other)
+{
+  return one.st_ino == other.st_ino && one.st_dev == other.st_dev;
+}
+
+bool isOnlyName(const char *path, int descriptor)
+{
+  struct stat named;
+  struct stat opened;
+  return descriptor >= 0 && lstat(path, &named) == 0 && fstat(descriptor, &opened) == 0 && isSameFile(named, opened) &&
+         opened.st_nlink == 1;
+}
+
 /// One rename replaces a file without a moment in which it is missing. Not so for two names of one file, where rename
 /// does nothing, nor for anything that is no regular file.
 bool replaceInOneStep(const char *destination, const char *source)
 {
   struct stat old;
   struct stat next;
-  return isRegular(destination, old) && isRegular(source, next) &&
-         (old.st_ino != next.st_ino || old.st_dev != next.st_dev) && rename(source, destination) == 0;
+  return isRegular(destination, old) && isRegular(source, next) && !isSameFile(old, next) &&
+         rename(source, destination) == 0;
 }
 
 Status replaceStepByStep(const char *destination, const char *source)
@@ -194,14 +207,30 @@ int openForReading(const char *path, off_t &size)
   return descriptor;
 }
 
-int createTemporary(const char *path)
+int createTemporary(const char *path, int original)
 {
   constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;
   const int descriptor = open(path, kFlags, kNewFileMode);
-  if (descriptor >= 0 || errno != EEXIST || unlink(path) != 0) {
+  if (descriptor >= 0 || errno != EEXIST || isOnlyName(path, original) || unlink(path) != 0) {
     return descriptor;
   }
   return open(path, kFlags, kNewFileMode);
+}
+
+bool takePlace(const char *destination, const char *source)
+{
+  struct stat old;
+  if (!isRegular(destination, old) || old.st_nlink != 1) {
+    return false;
+  }
+  setFileMode(source);
+  return rename(source, destination) == 0;
+}
+
+bool takeEmptyPlace(const char *destination, const char *source)
+{
+  setFileMode(source);
+  return renameat2(AT_FDCWD, source, AT_FDCWD, destination, RENAME_NOREPLACE) == 0;
 }
 
 int openForAppending(const char *path)

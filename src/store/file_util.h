@@ -35,8 +35,16 @@ Status createDirectoryOf(const char *path);
 int openForReading(const char *path, off_t &size);
 
 /// Opens a new file for writing. What stands at the path is removed first, so that neither a symbolic link nor a second
-/// name for somebody else's file is written through.
-int createTemporary(const char *path);
+/// name for somebody else's file is written through. -1 where that is the only name of the original, an open file: it
+/// must not be lost.
+int createTemporary(const char *path, int original = -1);
+
+/// Puts a new file in the place of a regular file that has this name only, by one rename. False, with nothing done to
+/// it, where anything else stands at the destination, and when the rename fails.
+bool takePlace(const char *destination, const char *source);
+
+/// Puts a new file where there is nothing, by one rename. False where there is something, and when that fails.
+bool takeEmptyPlace(const char *destination, const char *source);
 
 /// Opens a file for reading and appending, and creates it when it is missing. -1 also for a pipe or a socket.
 int openForAppending(const char *path);

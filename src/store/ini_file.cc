@@ -27,18 +27,20 @@ Status atEnd(const LineReader &lines, Status notFound)
 /// Reads up to and with the header of the first section of a name.
 Status findSection(LineReader &lines, std::string_view section)
 {
-  std::string_view line;
-  while (lines.next(line)) {
-    std::string_view name;
-    const Header header = qv::parseHeader(qv::textOf(line), name);
-    if (header == Header::malformed) {
-      return Status::badIniFile;
-    }
-    if (header == Header::named && name == section) {
-      return Status::success;
+  Status status = Status::sectionNotFound;
+  const auto ends = [&](std::string_view line) {
+    status = qv::matchHeader(line, section);
+    return status != Status::sectionNotFound;
+  };
+  std::string_view block;
+  while (lines.nextLines(block)) {
+    const std::string_view header = qv::findLine(block, "[", ends);
+    if (!header.empty()) {
+      lines.giveBack(qv::behind(block, header));
+      return status;
     }
   }
-  return atEnd(lines, Status::sectionNotFound);
+  return atEnd(lines, status);
 }
 
 struct KeyLine {
@@ -46,27 +48,32 @@ struct KeyLine {
   std::string_view value;
 };
 
-/// Reads up to and with the next key line of a section. False at the end of the section.
-bool nextKeyLine(LineReader &lines, KeyLine &keyLine)
+/// False for a line, inside a section, that is a comment or has no "=".
+bool parseKeyLine(std::string_view line, KeyLine &keyLine)
 {
-  std::string_view line;
-  while (lines.next(line)) {
-    const std::string_view text = qv::textOf(line);
-    if (qv::isIniComment(text)) {
-      continue;
-    }
-    const std::string_view body = qv::skipBlanks(text);
-    if (qv::opensHeader(body)) {
-      return false;
-    }
-    keyLine.key = qv::keyOf(body);
-    if (keyLine.key.size() < body.size()) {
-      const size_t equals = keyLine.key.size();
-      keyLine.value = {body.data() + equals + 1, body.size() - equals - 1};
-      return true;
+  const std::string_view text = qv::textOf(line);
+  const std::string_view body = qv::skipBlanks(text);
+  keyLine.key = qv::keyOf(body);
+  if (qv::isIniComment(text) || keyLine.key.size() == body.size()) {
+    return false;
+  }
+  const size_t equals = keyLine.key.size();
+  keyLine.value = {body.data() + equals + 1, body.size() - equals - 1};
+  return true;
+}
+
+/// Gives take the next lines of a section, behind its header, until take answers that it needs no more or the section
+/// ends.
+template <class Take>
+void readSection(LineReader &lines, Take take)
+{
+  std::string_view block;
+  while (lines.nextLines(block)) {
+    const std::string_view end = qv::findSectionEnd(block);
+    if (!take(qv::before(block, end)) || !end.empty()) {
+      return;
     }
   }
-  return false;
 }
 
 Status copyValue(std::string_view value, char *buffer, uint32_t *size)
@@ -82,7 +89,7 @@ Status copyValue(std::string_view value, char *buffer, uint32_t *size)
   return Status::success;
 }
 
-Status findValue(const char *section, const char *key, char *buffer, uint32_t *size, LineReader &lines)
+Status findValue(std::string_view section, std::string_view key, char *buffer, uint32_t *size, LineReader &lines)
 {
   if (!lines) {
     return Status::unsuccessful;
@@ -91,14 +98,14 @@ Status findValue(const char *section, const char *key, char *buffer, uint32_t *s
   if (status != Status::success) {
     return status;
   }
-  const std::string_view wanted = key;
   KeyLine keyLine;
-  while (nextKeyLine(lines, keyLine)) {
-    if (keyLine.key == wanted) {
-      return copyValue(keyLine.value, buffer, size);
-    }
-  }
-  return atEnd(lines, Status::keyNotFound);
+  const auto isWanted = [&](std::string_view line) { return parseKeyLine(line, keyLine) && keyLine.key == key; };
+  bool found = false;
+  readSection(lines, [&](std::string_view block) {
+    found = !qv::findLine(block, key, isWanted).empty();
+    return !found;
+  });
+  return found ? copyValue(keyLine.value, buffer, size) : atEnd(lines, Status::keyNotFound);
 }
 
 /// A list of names in a caller's buffer: each with its terminator, and one terminator more at the end, which stays
@@ -149,15 +156,18 @@ Status listSections(char *buffer, uint32_t *size, LineReader &lines)
   if (!lines) {
     return Status::unsuccessful;
   }
-  std::string_view line;
-  while (lines.next(line)) {
+  const auto addName = [&](std::string_view line) {
     std::string_view name;
     const Header header = qv::parseHeader(qv::textOf(line), name);
-    if (header == Header::malformed) {
-      return Status::badIniFile;
-    }
     if (header == Header::named) {
       names.add(name);
+    }
+    return header == Header::malformed;
+  };
+  std::string_view block;
+  while (lines.nextLines(block)) {
+    if (!qv::findLine(block, "[", addName).empty()) {
+      return Status::badIniFile;
     }
   }
   return lines.failed() || names.isEmpty() ? atEnd(lines, Status::sectionNotFound) : names.finish(size);
@@ -176,10 +186,14 @@ Status listKeys(const char *section, char *buffer, uint32_t *size, LineReader &l
   if (status != Status::success) {
     return status;
   }
-  KeyLine keyLine;
-  while (nextKeyLine(lines, keyLine)) {
-    names.add(keyLine.key);
-  }
+  const auto addKey = [&](std::string_view line) {
+    KeyLine keyLine;
+    if (parseKeyLine(line, keyLine)) {
+      names.add(keyLine.key);
+    }
+    return false;
+  };
+  readSection(lines, [&](std::string_view block) { return qv::findLine(block, "=", addKey).empty(); });
   return lines.failed() || names.isEmpty() ? atEnd(lines, Status::keyNotFound) : names.finish(size);
 }
 
@@ -192,7 +206,7 @@ void applyDefault(char *buffer, uint32_t *size, const char *defaultText, uint32_
     return;
   }
   *size = std::min(defaultSize, *size);
-  memcpy(buffer, defaultText, *size);
+  memmove(buffer, defaultText, *size);
   buffer[*size - 1] = '\0';
 }
 

@@ -1,8 +1,11 @@
-// What the lines of an INI file say: the one place that tells headers, comments and key lines apart. Takes texts as
-// textOf() gives them.
+// What the lines of an INI file say: the one place that tells headers, comments and key lines apart. A text is what
+// textOf() gives for a line, a body is a text without its leading blanks.
 #pragma once
 
 #include <string_view>
+
+#include "frame/status.h"
+#include "store/line_reader.h"
 
 namespace qv {
 
@@ -22,7 +25,7 @@ inline bool isIniComment(std::string_view text)
   return !text.empty() && (text.front() == ';' || text.front() == '#');
 }
 
-/// Whether a text without its leading blanks is a header, well-formed or not.
+/// Whether a body is a header, well-formed or not.
 inline bool opensHeader(std::string_view body)
 {
   return !body.empty() && body.front() == '[';
@@ -45,7 +48,24 @@ inline Header parseHeader(std::string_view text, std::string_view &name)
   return name.size() <= kLongestIniName ? Header::named : Header::none;
 }
 
-/// The key of a text without its leading blanks: all of it where it has no "=".
+/// Whether a line is the header of a section: 0, 261 when it is a malformed header, 262 when it is anything else.
+inline Status matchHeader(std::string_view line, std::string_view section)
+{
+  std::string_view name;
+  const Header header = parseHeader(textOf(line), name);
+  if (header == Header::malformed) {
+    return Status::badIniFile;
+  }
+  return header == Header::named && name == section ? Status::success : Status::sectionNotFound;
+}
+
+/// The first of some lines, inside a section, that ends the section.
+inline std::string_view findSectionEnd(std::string_view lines)
+{
+  return findLine(lines, "[", [](std::string_view line) { return opensHeader(skipBlanks(line)); });
+}
+
+/// The key of a body: all of it where it has no "=".
 inline std::string_view keyOf(std::string_view body)
 {
   const size_t equals = body.find('=');

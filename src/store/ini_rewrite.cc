@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 #include <string_view>
 
@@ -48,23 +49,40 @@ Status copyRest(LineReader &lines, LineWriter &output)
 /// Copies the lines before a section, and with inclusive its header too, which is read in either case.
 Status copyToSection(std::string_view section, LineReader &lines, LineWriter &output, bool inclusive)
 {
-  std::string_view line;
-  while (!output.failed() && lines.next(line)) {
-    std::string_view name;
-    const Header header = qv::parseHeader(qv::textOf(line), name);
-    const bool isWanted = header == Header::named && name == section;
-    if (!isWanted || inclusive) {
-      output.write(line);
+  Status status = Status::sectionNotFound;
+  const auto ends = [&](std::string_view line) {
+    status = qv::matchHeader(line, section);
+    return status != Status::sectionNotFound;
+  };
+  std::string_view block;
+  while (!output.failed() && lines.nextLines(block)) {
+    const std::string_view header = qv::findLine(block, "[", ends);
+    output.write(qv::before(block, header));
+    if (status == Status::badIniFile || inclusive) {
+      output.write(header);
     }
-    if (isWanted || header == Header::malformed) {
-      return output.failed() ? Status::limitExceeded : isWanted ? Status::success : Status::badIniFile;
+    if (!header.empty()) {
+      lines.giveBack(qv::behind(block, header));
+      return output.failed() ? Status::limitExceeded : status;
     }
   }
-  return atEnd(lines, output, Status::sectionNotFound);
+  return atEnd(lines, output, status);
 }
 
+/// Writes the line feed that the last line may lack, before something is added behind it.
+void endLastLine(const LineReader &lines, LineWriter &output)
+{
+  if (lines.lacksLineFeed()) {
+    output.write('\n');
+  }
+}
+
+/// Without a value there is no line.
 void writeKeyLine(std::string_view key, const char *value, LineWriter &output)
 {
+  if (value == nullptr) {
+    return;
+  }
   output.write(key);
   output.write('=');
   output.write(std::string_view(value));
@@ -74,30 +92,27 @@ void writeKeyLine(std::string_view key, const char *value, LineWriter &output)
 /// Copies a section and all that follows it, with a key's line replaced or added, or without a value dropped.
 Status copyWithKey(std::string_view key, const char *value, LineReader &lines, LineWriter &output)
 {
-  std::string_view line;
-  while (!output.failed() && lines.next(line)) {
+  const auto isWanted = [&](std::string_view line) {
     const std::string_view text = qv::textOf(line);
-    const std::string_view body = qv::skipBlanks(text);
-    const bool isKeyLine = !qv::isIniComment(text);
-    const bool isEnd = isKeyLine && qv::opensHeader(body);
-    const bool isWanted = isKeyLine && !isEnd && qv::keyOf(body) == key;
-    if ((isEnd || isWanted) && value != nullptr) {
-      writeKeyLine(key, value, output);
+    return !qv::isIniComment(text) && qv::keyOf(qv::skipBlanks(text)) == key;
+  };
+  std::string_view block;
+  while (!output.failed() && lines.nextLines(block)) {
+    const std::string_view end = qv::findSectionEnd(block);
+    const std::string_view inside = qv::before(block, end);
+    const std::string_view keyLine = qv::findLine(inside, key, isWanted);
+    output.write(qv::before(block, keyLine));
+    if (keyLine.empty() && end.empty()) {
+      continue;
     }
-    if (!isWanted) {
-      output.write(line);
-    }
-    if (isEnd || isWanted) {
-      return copyRest(lines, output);
-    }
+    writeKeyLine(key, value, output);
+    lines.giveBack(qv::behind(block, keyLine));
+    return copyRest(lines, output);
   }
-  if (lines.failed() || value == nullptr) {
-    return atEnd(lines, output, Status::success);
+  if (!lines.failed() && value != nullptr) {
+    endLastLine(lines, output);
+    writeKeyLine(key, value, output);
   }
-  if (lines.lacksLineFeed()) {
-    output.write('\n');
-  }
-  writeKeyLine(key, value, output);
   return atEnd(lines, output, Status::success);
 }
 
@@ -193,42 +208,83 @@ Status append(const char *section, const char *key, const char *value, const cha
   return appendText(file, appendix);
 }
 
-/// Writes the new content into the temporary file. 262 when there is no such section.
-Status writeNewContent(const char *section, const char *key, const char *value, const char *path,
+void writeSection(std::string_view section, std::string_view key, const char *value, LineWriter &output)
+{
+  output.write('[');
+  output.write(section);
+  output.write("]\n");
+  writeKeyLine(key, value, output);
+}
+
+/// Appends to a file that is missing. A new file that is whole takes its place; where that cannot be, it is appended to.
+Status appendToMissing(const char *section, const char *key, const char *value, const char *path,
                        const char *temporaryPath)
+{
+  if (value == nullptr || key == nullptr) {
+    return Status::badDataSize;
+  }
+  const int temporary = qv::createTemporary(temporaryPath);
+  if (temporary >= 0) {
+    LineWriter output(temporary);
+    if (output) {
+      writeSection(section, key, value, output);
+    }
+    if (output && output.end() && qv::takeEmptyPlace(path, temporaryPath)) {
+      return Status::success;
+    }
+    (void)unlink(temporaryPath);  // one that stays is replaced by the next rewrite
+  }
+  return append(section, key, value, path);
+}
+
+/// Writes the new content into the temporary file. 262 when there is no such section; it is added to the temporary file
+/// then, and isWhole tells whether that is whole.
+Status writeNewContent(const char *section, const char *key, const char *value, const char *path,
+                       const char *temporaryPath, bool &isWhole)
 {
   off_t size;
   const qv::UniqueFd file(qv::openForReading(path, size));
   if (!file) {
     return Status::fileOpenFailed;
   }
-  const int temporary = qv::createTemporary(temporaryPath);
+  const int temporary = qv::createTemporary(temporaryPath, file.get());
   if (temporary < 0) {
     return Status::fileOpenFailed;
   }
   LineWriter output(temporary);
   LineReader lines(file.get(), size);
   if (!lines || !output) {
-    return Status::unsuccessful;
+    return key != nullptr ? Status::unsuccessful : Status::noMemory;
   }
   Status status = copyToSection(section, lines, output, key != nullptr);
   if (status == Status::success) {
     status = key != nullptr ? copyWithKey(key, value, lines, output) : copyWithoutSection(lines, output);
   }
-  if (status == Status::success && !output.end()) {
-    status = Status::limitExceeded;
+  if (status == Status::sectionNotFound && key != nullptr && value != nullptr) {
+    endLastLine(lines, output);
+    writeSection(section, key, value, output);
+    isWhole = output.end();
   }
-  return status;
+  return status == Status::success && !output.end() ? Status::limitExceeded : status;
 }
 
 Status update(const char *section, const char *key, const char *value, const char *path, const char *temporaryPath)
 {
-  const Status status = writeNewContent(section, key, value, path, temporaryPath);
+  bool isWhole = false;
+  const Status status = writeNewContent(section, key, value, path, temporaryPath, isWhole);
   if (status == Status::sectionNotFound) {
+    if (isWhole && qv::takePlace(path, temporaryPath)) {
+      return Status::success;
+    }
     (void)unlink(temporaryPath);  // one that stays is replaced by the next rewrite
     return append(section, key, value, path);
   }
   return status == Status::success ? static_cast<Status>(ReplaceFile(path, temporaryPath)) : status;
+}
+
+bool isMissing(const char *path)
+{
+  return access(path, F_OK) != 0 && errno != EIO && errno != ENOMEM;  // those two leave it open
 }
 
 bool isTooLong(const char *name)
@@ -262,8 +318,8 @@ Status writeText(const char *section, const char *key, const char *value, uint32
   if (!guard) {
     return Status::lockFailed;
   }
-  if (access(path, F_OK) != 0) {
-    return append(section, key, value, path);
+  if (isMissing(path)) {
+    return appendToMissing(section, key, value, path, temporary.text);
   }
   return update(section, key, value, path, temporary.text);
 }

@@ -84,7 +84,7 @@ bool isComplete(const Place &place)
 
 bool isComplete(const Request &request, const Place &place, uint32_t leastSize)
 {
-  return request.value != nullptr && request.size != nullptr && place.path != nullptr && *request.size >= leastSize;
+  return isComplete(place) && request.value != nullptr && request.size != nullptr && *request.size >= leastSize;
 }
 
 /// Values of a fixed width
@@ -120,6 +120,17 @@ void writeBoolean(const void *value, char *text)
   snprintf(text, kNumberRoom, "%s", load<SMBool>(value) == 1 ? pStrTRUE : pStrFALSE);
 }
 
+/// As scanf(3) reads "%lu" and "%ld" where long has 32 bits.
+uint32_t readU32(const char *text)
+{
+  return qv::readDecimal(text, qv::toUnsigned32);
+}
+
+int32_t readS32(const char *text)
+{
+  return qv::readDecimal(text, qv::toSigned32);
+}
+
 /// A reader that takes every text: one without a number is 0.
 template <class T, T (*convert)(const char *)>
 bool readNumber(const char *text, void *value)
@@ -141,8 +152,8 @@ void writeDouble(const void *value, char *text)
 }
 
 constexpr ScalarType kBoolean = {2, readBoolean, writeBoolean};
-constexpr ScalarType kU32 = {4, readNumber<uint32_t, qv::readUnsigned32>, writeInteger<uint32_t>};
-constexpr ScalarType kS32 = {4, readNumber<int32_t, qv::readSigned32>, writeInteger<int32_t>};
+constexpr ScalarType kU32 = {4, readNumber<uint32_t, readU32>, writeInteger<uint32_t>};
+constexpr ScalarType kS32 = {4, readNumber<int32_t, readS32>, writeInteger<int32_t>};
 constexpr ScalarType kU64 = {8, readNumber<uint64_t, ASCIIToUnSigned64>, writeInteger<uint64_t>};
 constexpr ScalarType kS64 = {8, readNumber<int64_t, ASCIIToSigned64>, writeInteger<int64_t>};
 constexpr ScalarType kD64 = {8, readNumber<double, ASCIIToDouble>, writeDouble};
@@ -169,7 +180,7 @@ uint32_t readScalar(const ScalarType &type, const Request &request, const Place 
   }
   const bool hasDefault = request.defaultValue != nullptr && request.defaultSize >= type.width;
   if (hasDefault) {
-    memcpy(request.value, request.defaultValue, type.width);
+    memmove(request.value, request.defaultValue, type.width);
   }
   *request.size = hasDefault ? type.width : 0;
   return result(status);
@@ -207,15 +218,10 @@ bool readHex(const char *text, uint32_t &number)
   const char *digits = sign.digits;
   if (digits[0] == '0' && (digits[1] == 'x' || digits[1] == 'X')) {
     digits += 2;
-  } else if (qv::digitValue(digits[0]) >= 16) {
+  } else if (qv::digitValue<16>(digits[0]) >= 16) {
     return false;
   }
-  const auto magnitude = qv::readDigits<uint64_t>(digits, 16);
-  if (magnitude > UINT32_MAX) {
-    number = UINT32_MAX;
-  } else {
-    number = static_cast<uint32_t>(sign.negative ? 0 - magnitude : magnitude);
-  }
+  number = qv::toUnsigned32(sign.negative, qv::readDigits<16, uint32_t>(digits));
   return true;
 }
 
@@ -265,7 +271,7 @@ uint32_t readBytes(const Request &request, const Place &place)
   const bool hasDefault = request.defaultValue != nullptr && request.defaultSize >= 1;
   *request.size = hasDefault ? std::min(request.defaultSize, room) : 0;
   if (hasDefault) {
-    memcpy(request.value, request.defaultValue, *request.size);
+    memmove(request.value, request.defaultValue, *request.size);
   }
   return result(status);
 }

@@ -334,7 +334,7 @@ Status writeNewContent(const char *path, const char *temporaryPath, Change chang
   if (!file) {
     return Status::fileNotOpened;
   }
-  const int temporary = qv::createTemporary(temporaryPath);
+  const int temporary = qv::createTemporary(temporaryPath, file.get());
   if (temporary < 0) {
     return Status::fileNotOpened;
   }

@@ -24,6 +24,15 @@ HeapBlock<char> allocate(size_t size)
   return HeapBlock<char>(static_cast<char *>(malloc(size)));
 }
 
+/// The size of the lines that are known to be whole without what follows.
+size_t sizeOfWholeLines(std::string_view bytes)
+{
+  const void *const lineFeed = memrchr(bytes.data(), '\n', bytes.size());
+  const size_t size =
+      lineFeed == nullptr ? 0 : static_cast<size_t>(static_cast<const char *>(lineFeed) - bytes.data()) + 1;
+  return size + (bytes.size() - size) / LineReader::kLimit * LineReader::kLimit;
+}
+
 }  // namespace
 
 LineReader::LineReader(int descriptor, off_t expectedSize)
@@ -58,9 +67,29 @@ bool LineReader::next(std::string_view &line)
         return false;
       }
     }
-    line = {begin_, size};
-    begin_ += size;
-    last_ = static_cast<unsigned char>(line.back());
+    line = take(size);
+    return true;
+  }
+}
+
+bool LineReader::nextLines(std::string_view &lines)
+{
+  if (block_ == nullptr) {
+    return false;
+  }
+  for (;;) {
+    const auto seen = static_cast<size_t>(end_ - begin_);
+    size_t size = sizeOfWholeLines({begin_, seen});
+    if (size == 0) {
+      if (fill()) {
+        continue;
+      }
+      if (failed_ || seen == 0) {
+        return false;
+      }
+      size = seen;
+    }
+    lines = take(size);
     return true;
   }
 }
@@ -70,9 +99,7 @@ bool LineReader::nextBlock(std::string_view &bytes)
   if (block_ == nullptr || (begin_ == end_ && !fill())) {
     return false;
   }
-  bytes = {begin_, static_cast<size_t>(end_ - begin_)};
-  begin_ = end_;
-  last_ = static_cast<unsigned char>(bytes.back());
+  bytes = take(static_cast<size_t>(end_ - begin_));
   return true;
 }
 
@@ -88,9 +115,21 @@ bool LineReader::lacksLineFeed() const
   return getc(stream_) != '\n';
 }
 
+/// Hands out what comes next.
+std::string_view LineReader::take(size_t size)
+{
+  const std::string_view bytes(begin_, size);
+  begin_ += size;
+  last_ = static_cast<unsigned char>(bytes.back());
+  return bytes;
+}
+
 /// Reads on behind what is not yet asked for. False at the end of the file, and when reading failed.
 bool LineReader::fill()
 {
+  if (ended_) {
+    return false;
+  }
   if (begin_ != block_.get()) {
     memmove(block_.get(), begin_, static_cast<size_t>(end_ - begin_));
     end_ = block_.get() + (end_ - begin_);
@@ -99,7 +138,8 @@ bool LineReader::fill()
   const size_t room = capacity_ - static_cast<size_t>(end_ - begin_);
   const size_t size = stream_ == nullptr ? readDescriptor(end_, room) : readStream(end_, room);
   end_ += size;
-  return size != 0;
+  ended_ = size == 0;
+  return !ended_;
 }
 
 size_t LineReader::readDescriptor(char *to, size_t room)
@@ -127,6 +167,16 @@ size_t LineReader::readStream(char *to, size_t room)
     }
   }
   return size;
+}
+
+std::string_view lineAround(std::string_view lines, size_t index)
+{
+  const size_t lineFeed = index == 0 ? std::string_view::npos : lines.rfind('\n', index - 1);
+  size_t start = lineFeed == std::string_view::npos ? 0 : lineFeed + 1;
+  start += (index - start) / LineReader::kLimit * LineReader::kLimit;
+  const std::string_view rest(lines.data() + start, std::min(LineReader::kLimit, lines.size() - start));
+  const size_t end = rest.find('\n');
+  return end == std::string_view::npos ? rest : std::string_view(rest.data(), end + 1);
 }
 
 }  // namespace qv

@@ -5,6 +5,7 @@
 #include <sys/types.h>
 
 #include <cstdio>
+#include <cstring>
 #include <string_view>
 
 #include "frame/heap.h"
@@ -27,6 +28,12 @@ class LineReader {
   /// The next line, in the reader's memory until the next call. False at the end of the file, and when reading failed.
   bool next(std::string_view &line);
 
+  /// The next lines, as many as there are in the reader's memory, as next(). From a stream it is one line.
+  bool nextLines(std::string_view &lines);
+
+  /// Takes back the end of the lines that were asked for last: they are read again.
+  void giveBack(std::string_view end) { begin_ -= end.size(); }
+
   /// The bytes behind the last line, a block at a time, as next().
   bool nextBlock(std::string_view &bytes);
 
@@ -37,6 +44,7 @@ class LineReader {
   bool lacksLineFeed() const;
 
  private:
+  std::string_view take(size_t size);
   bool fill();
   size_t readDescriptor(char *to, size_t room);
   size_t readStream(char *to, size_t room);
@@ -48,8 +56,45 @@ class LineReader {
   char *begin_;  // what was read and not yet asked for
   char *end_;
   int last_ = EOF;  // the last byte that was asked for, EOF before the first
+  bool ended_ = false;
   bool failed_ = false;
 };
+
+/// The one of some whole lines that has a byte at an index.
+std::string_view lineAround(std::string_view lines, size_t index);
+
+/// What stands before a piece of a text.
+inline std::string_view before(std::string_view text, std::string_view piece)
+{
+  return {text.data(), static_cast<size_t>(piece.data() - text.data())};
+}
+
+/// What stands behind a piece of a text.
+inline std::string_view behind(std::string_view text, std::string_view piece)
+{
+  const char *const end = piece.data() + piece.size();
+  return {end, static_cast<size_t>(text.data() + text.size() - end)};
+}
+
+/// The first of some whole lines that holds a text and passes a test. Looking for the text first passes over all other
+/// lines at the speed of a memory search. Where there is none, nothing at the end of the lines.
+template <class Test>
+std::string_view findLine(std::string_view lines, std::string_view text, Test test)
+{
+  while (!lines.empty()) {
+    const void *const found = memmem(lines.data(), lines.size(), text.data(), text.size());
+    if (found == nullptr) {
+      break;
+    }
+    const std::string_view line =
+        lineAround(lines, static_cast<size_t>(static_cast<const char *>(found) - lines.data()));
+    if (test(line)) {
+      return line;
+    }
+    lines = behind(lines, line);
+  }
+  return {lines.data() + lines.size(), 0};
+}
 
 /// What a line says: it ends before the line feed, and before a zero byte.
 inline std::string_view textOf(std::string_view line)

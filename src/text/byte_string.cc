@@ -10,7 +10,7 @@
 #include "frame/alias.h"
 #include "frame/status.h"
 #include "qvsupt32/strings.h"
-#include "text/string_block.h"
+#include "text/block.h"
 
 namespace {
 

@@ -125,6 +125,9 @@ template <class Ascii, class From, class Sink>
 bool convertAscii(const From *&at, Sink &sink, bool always)
 {
   constexpr size_t kWhole = text::kBlockSize / sizeof(From);
+  if (!text::canLoadBlock(at)) {
+    return false;
+  }
   const size_t length = std::min(Ascii::lengthAt(at), sink.room());
   if (length == 0 || (!always && length < kWhole && at[length] != 0)) {
     return false;
@@ -132,6 +135,17 @@ bool convertAscii(const From *&at, Sink &sink, bool always)
   sink.add(length, [=](auto *out) { Ascii::convertPart(at, length, out); });
   at += length;
   return true;
+}
+
+/// Converts a run of ASCII, and what is left of it where the text ends. False when there is none.
+template <class LongAscii, class Ascii, class From, class Sink>
+bool convertAsciiRun(const From *&at, Sink &sink)
+{
+  const From *const start = at;
+  (void)convertRun<LongAscii>(at, sink);  // the place tells
+  (void)convertRun<Ascii>(at, sink);
+  (void)convertAscii<Ascii>(at, sink, false);
+  return at != start;
 }
 
 /// One direction: its decoder and encoder, and the blocks that can begin with a character, which is not the terminator.
@@ -147,9 +161,8 @@ struct FromUtf8 {
   {
     const auto first = static_cast<uint8_t>(*at);
     if (first < 0x80) {
-      return convertRun<text::Utf8LongAscii>(at, sink) || convertRun<text::Utf8Ascii>(at, sink) ||
-             convertAscii<text::Utf8Ascii>(at, sink, false) || convertMixed<text::Utf8Mixed>(at, sink) ||
-             convertAscii<text::Utf8Ascii>(at, sink, true);
+      return convertAsciiRun<text::Utf8LongAscii, text::Utf8Ascii>(at, sink) ||
+             convertMixed<text::Utf8Mixed>(at, sink) || convertAscii<text::Utf8Ascii>(at, sink, true);
     }
     if (first < 0xE0) {
       return convertRun<text::Utf8TwoByteRun>(at, sink) || convertMixed<text::Utf8Mixed>(at, sink);
@@ -172,9 +185,8 @@ struct FromUtf16 {
   static bool convertBlocks(const char16_t *&at, Sink &sink)
   {
     if (*at < 0x80) {
-      return convertRun<text::Utf16LongAscii>(at, sink) || convertRun<text::Utf16Ascii>(at, sink) ||
-             convertAscii<text::Utf16Ascii>(at, sink, false) || convertMixed<text::Utf16Mixed>(at, sink) ||
-             convertAscii<text::Utf16Ascii>(at, sink, true);
+      return convertAsciiRun<text::Utf16LongAscii, text::Utf16Ascii>(at, sink) ||
+             convertMixed<text::Utf16Mixed>(at, sink) || convertAscii<text::Utf16Ascii>(at, sink, true);
     }
     if (*at < 0x800) {
       return convertRun<text::Utf16TwoByteRun>(at, sink) || convertMixed<text::Utf16Mixed>(at, sink);
@@ -184,7 +196,7 @@ struct FromUtf16 {
 };
 
 template <class Direction, class Sink>
-Status convertInto(Sink &sink, const typename Direction::From *at)
+[[gnu::flatten]] Status convertInto(Sink &sink, const typename Direction::From *at)
 {
   for (;;) {
     while (*at != 0 && text::canLoadBlock(at) && Direction::convertBlocks(at, sink)) {

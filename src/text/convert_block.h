@@ -5,7 +5,7 @@
 // well-formed text only; whatever else there is falls to the decoder of code_point.h.
 //
 // Nothing is written but what is converted. In a mixed block a store runs ahead, but only onto places that the next
-// character, which is known to be whole and to have room, fills afterwards.
+// character, which is known to be whole and to have room, or the terminator fills afterwards.
 #pragma once
 
 #include <emmintrin.h>
@@ -16,8 +16,8 @@
 #include <cstring>
 #include <utility>
 
+#include "text/block.h"
 #include "text/code_point.h"
-#include "text/page_block.h"
 
 namespace qv::text {
 
@@ -267,38 +267,40 @@ class Utf8ThreeByteRun {
   __m128i block_;
 };
 
-/// Characters of one to three bytes that end in the first kBytes of a block. What follows completes the last of them,
-/// or begins the next.
+/// Characters of one to three bytes that end in the first kBytes of a block, up to the terminator if it is there. What
+/// follows completes the last of them, or begins the next.
 class Utf8Mixed {
  public:
   static constexpr size_t kRoom = 14;
 
   explicit Utf8Mixed(const char *at) : block_(loadBlock(at))
   {
+    const uint32_t zeros = highBits(terminators<char>(block_));
+    const uint32_t text = (zeros ^ (zeros - 1)) >> 1 & kMask;  // the bytes before the first zero
     const uint32_t high = highBits(block_);
     const uint32_t continuations = high & ~highBits(_mm_slli_epi16(block_, 1));
-    const uint32_t leads = high & ~continuations & kMask;
+    const uint32_t leads = high & ~continuations & text;
     const uint32_t threes = leads & highBits(_mm_slli_epi16(block_, 2));
     const uint32_t fours = threes & highBits(_mm_slli_epi16(block_, 3));
-    const uint32_t zeros = highBits(_mm_cmpeq_epi8(block_, _mm_setzero_si128())) & kMask;
     const uint32_t expected = leads << 1 | threes << 2;
     const uint32_t missing = expected & ~continuations;
-    const uint32_t stray = continuations & ~expected & kMask;
-    valid_ = (fours | zeros | missing | stray) == 0;
-    lastBytes_ = ~(continuations >> 1) & kMask;
-    high_ = high & kMask;
+    const uint32_t stray = continuations & ~expected & text;
+    valid_ = text != 0 && (fours | missing | stray) == 0;
+    lastBytes_ = ~(continuations >> 1) & text;
+    high_ = high;
   }
 
   bool valid() const { return valid_; }
 
   /// Whether the text is not all ASCII, and not without it, so that no run is likely to follow.
-  bool mixes() const { return high_ != 0 && high_ != kMask; }
+  bool mixes() const { return high_ != 0 && (high_ & kMask) != kMask; }
 
   /// The bytes that are converted, and the units that they give.
   size_t from() const { return static_cast<size_t>(std::bit_width(lastBytes_ | 1)); }
   size_t to() const { return bitCount16(lastBytes_); }
 
-  /// The room that the units need, with that of the character that a store may run ahead onto; kRoom at most.
+  /// The room that the units need, with that of the character or terminator that a store may run ahead onto; kRoom at
+  /// most.
   size_t room() const { return to() + 1; }
 
   /// Returns the end of the units.

@@ -14,7 +14,7 @@
 #include "frame/alias.h"
 #include "frame/heap.h"
 #include "frame/status.h"
-#include "text/page_block.h"
+#include "text/block.h"
 
 #ifdef __i386__
 static_assert(sizeof(SSUCS2Str) == 12 && offsetof(SSUCS2Str, strBufSize) == 4 && offsetof(SSUCS2Str, strLen) == 8);
@@ -32,8 +32,7 @@ using Unit = std::remove_pointer_t<decltype(Record::pStr)>;
 template <class Unit>
 uint32_t terminatorsIn(__m128i block)
 {
-  const __m128i zero = _mm_setzero_si128();
-  return text::highBits(sizeof(Unit) == 1 ? _mm_cmpeq_epi8(block, zero) : _mm_cmpeq_epi16(block, zero));
+  return text::highBits(text::terminators<Unit>(block));
 }
 
 /// The first `size` bytes of a block, with zeros behind them.

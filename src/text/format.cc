@@ -403,9 +403,61 @@ constexpr uint32_t kSignificantDigitsMax = 767;
 /// Room for the longest text that is built, which is one in fixed style.
 constexpr size_t kFloatingTextMax = kIntegralDigitsMax + 1 + kFractionDigitsMax;
 
+/// What most doubles are printed with: one to three decimals of a value below 2^31. Their exact value times a power of
+/// ten fits 64 bits then, so that the rounding, half to even, is one of integers.
+class ShortFixed {
+ public:
+  static constexpr int32_t kDecimalsMax = 3;
+
+  /// Not for values so small that the rounding would need more bits.
+  static bool takes(double magnitude, int32_t decimals)
+  {
+    return decimals >= 1 && decimals <= kDecimalsMax && magnitude < 0x1p31 && magnitude >= 0x1p-10;
+  }
+
+  ShortFixed(double magnitude, int32_t decimals)
+  {
+    constexpr int kMantissaBits = 52;
+    constexpr int kBias = 1023;
+    const auto bits = std::bit_cast<uint64_t>(magnitude);
+    const auto shift = static_cast<unsigned>(kBias + kMantissaBits - static_cast<int>(bits >> kMantissaBits));
+    const uint64_t unit = uint64_t{1} << shift;  // what stands for 1 in the mantissa
+    const uint64_t mantissa = (bits & ((uint64_t{1} << kMantissaBits) - 1)) | uint64_t{1} << kMantissaBits;
+
+    auto integral = static_cast<uint32_t>(mantissa >> shift);
+    const uint32_t power = kPowersOf10[decimals];
+    const uint64_t scaled = (mantissa & (unit - 1)) * power;
+    auto fraction = static_cast<uint32_t>(scaled >> shift);
+    const uint64_t rest = scaled & (unit - 1);
+    if (rest > unit / 2 || (rest == unit / 2 && fraction % 2 == 1)) {
+      ++fraction;
+    }
+    if (fraction == power) {
+      fraction = 0;
+      ++integral;
+    }
+    char *const point = text_ + sizeof(text_) - 1 - decimals;
+    *point = '.';
+    memset(point + 1, '0', static_cast<size_t>(decimals));
+    (void)writeDecimal(text_ + sizeof(text_), fraction);  // up to the point
+    first_ = writeDecimal(point, integral);
+  }
+
+  std::string_view text() const { return {first_, static_cast<size_t>(text_ + sizeof(text_) - first_)}; }
+
+ private:
+  char text_[10 + 1 + kDecimalsMax];
+  const char *first_;
+};
+
 void emitFixed(Sink &sink, const Directive &directive, double magnitude)
 {
   const int32_t precision = directive.precision < 0 ? kDefaultDecimals : directive.precision;
+  if (ShortFixed::takes(magnitude, precision)) {
+    const ShortFixed number(magnitude, precision);
+    emit(sink, directive, {.lead = signOf(directive), .text = number.text()});
+    return;
+  }
   const int32_t built = std::min(precision, kFractionDigitsMax);
   char text[kFloatingTextMax + 1];
   char *end = std::to_chars(text, text + kFloatingTextMax, magnitude, std::chars_format::fixed, built).ptr;

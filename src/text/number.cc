@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
+#include <limits>
 #include <memory>
 
 #include "frame/alias.h"
@@ -27,82 +29,63 @@ using qv::Status;
 constexpr size_t kDigitsMax = 21;   // of a 64-bit number with sign and terminator
 constexpr size_t kPatternMax = 33;  // of a 32-bit number in any radix, with terminator
 
-/// Digits up to the first other character, modulo 2^64.
-uint64_t readWrapping(const char *text)
+/// A decimal fraction as its digits, of which `decimals` stand behind the point. Its grammar: one sign, digits with an
+/// optional fraction, an optional exponent, nothing else.
+struct Decimal {
+  bool valid = false;
+  bool negative = false;
+  bool hasExponent = false;
+  qv::Digits<uint64_t> digits;
+  size_t decimals = 0;
+};
+
+Decimal scanDecimal(const char *text)
 {
-  uint64_t value = 0;
-  for (; *text >= '0' && *text <= '9'; ++text) {
-    value = value * 10 + static_cast<uint64_t>(*text - '0');
+  Decimal decimal;
+  const qv::Sign sign = qv::readSign(text);
+  decimal.negative = sign.negative;
+  decimal.digits = qv::readDigits<10, uint64_t>(sign.digits);
+  bool anyDigit = decimal.digits.end != sign.digits;
+  if (*decimal.digits.end == '.') {
+    const char *fraction = decimal.digits.end + 1;
+    decimal.digits = qv::readDigits<10>(fraction, decimal.digits);
+    decimal.decimals = static_cast<size_t>(decimal.digits.end - fraction);
+    anyDigit |= decimal.decimals > 0;
   }
-  return value;
+  const char *end = decimal.digits.end;
+  if (anyDigit && (*end == 'e' || *end == 'E')) {
+    decimal.hasExponent = true;
+    const char *exponent = qv::readSign(end + 1).digits;
+    end = qv::readDigits<10, uint32_t>(exponent).end;
+    anyDigit = end != exponent;
+  }
+  decimal.valid = anyDigit && *end == '\0';
+  return decimal;
 }
 
-/// The decimal grammar of a double: one sign, digits with an optional fraction, an optional exponent, nothing else.
-bool isDecimal(const char *text)
+/// The value of a decimal, read from its text where a single division does not give it.
+double toDouble(const Decimal &decimal, const char *text)
 {
-  const auto skipDigits = [&text] {
-    const char *start = text;
-    while (*text >= '0' && *text <= '9') {
-      ++text;
-    }
-    return text != start;
-  };
-  text = qv::readSign(text).digits;
-  bool anyDigit = skipDigits();
-  if (*text == '.') {
-    ++text;
-    anyDigit |= skipDigits();
+  // The powers of ten that a double holds exactly, as it does every integer up to 2^53: their quotient is rounded once.
+  constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+  constexpr uint64_t kExactUpTo = uint64_t{1} << std::numeric_limits<double>::digits;
+  if (decimal.hasExponent || decimal.digits.wrapped || decimal.digits.value > kExactUpTo ||
+      decimal.decimals >= std::size(kPowers)) {
+    return ASCIIToDouble(text);
   }
-  if (!anyDigit) {
-    return false;
-  }
-  if (*text == 'e' || *text == 'E') {
-    text = qv::readSign(text + 1).digits;
-    if (!skipDigits()) {
-      return false;
-    }
-  }
-  return *text == '\0';
+  const double value = static_cast<double>(static_cast<int64_t>(decimal.digits.value)) / kPowers[decimal.decimals];
+  return decimal.negative ? -value : value;
 }
 
-/// Whether a text is a whole number of a radix, which may have no digit at all.
-Status validate(const char *text, uint32_t radix)
+/// Reads a whole number and stores the status.
+template <class Number, class Unsigned>
+Number readValidated(const char *text, uint32_t radix, uint32_t *status,
+                     Number (*toNumber)(bool, const qv::Digits<Unsigned> &))
 {
-  uint32_t status = SM_STATUS_INVALID_PARAMETER;
-  switch (radix) {
-    case 8:
-      status = IsASCIIOctalNum(text);
-      break;
-    case 10:
-      status = IsASCIIIntNum(text, 1);
-      break;
-    case 16:
-      status = IsASCIIHexNum(text, 1);
-      if (status != SM_STATUS_SUCCESS) {
-        status = IsASCIIHexNum(text, 0);
-      }
-      break;
-    default:
-      break;
-  }
-  return static_cast<Status>(status);
-}
-
-/// Validates the text and stores the status. Then the decimal reader reads it, or the digits of another radix are its
-/// bit pattern.
-template <class Number, class Unsigned, class ReadDecimal>
-Number readValidated(const char *text, uint32_t radix, uint32_t *status, ReadDecimal readDecimal)
-{
-  const Status valid = text == nullptr ? Status::invalidParameter : validate(text, radix);
-  *status = qv::result(valid);
-  if (valid != Status::success) {
-    return 0;
-  }
-  if (radix == 10) {
-    return readDecimal(text);
-  }
-  const bool prefixed = radix == 16 && text[0] == '0' && text[1] == 'x';
-  return static_cast<Number>(qv::readDigits<Unsigned>(prefixed ? text + 2 : text, radix));
+  Number number = 0;
+  *status = qv::result(qv::readWhole(text, radix, number, toNumber));
+  return number;
 }
 
 /// Reads a UCS-2 text with a reader of 8-bit text; 0 when it holds anything but ASCII.
@@ -134,6 +117,16 @@ uint32_t toUcs2(SMChar16 *buffer, uint32_t *size, const char *text)
   return qv::result(converted ? Status::success : Status::unsuccessful);
 }
 
+int32_t readSigned32(const char *text)
+{
+  return qv::readDecimal(text, qv::toSigned32);
+}
+
+uint32_t readUnsigned32(const char *text)
+{
+  return qv::readDecimal(text, qv::toUnsigned32);
+}
+
 double readLocalDouble(const char *text)
 {
   return strtod(text, nullptr);
@@ -161,15 +154,12 @@ bool formTime(int64_t seconds, char *buffer)
 
 int64_t ASCIIToSigned64(const char *text)
 {
-  const qv::Sign sign = qv::readSign(qv::skipSpace(text));
-  const uint64_t magnitude = readWrapping(sign.digits);
-  return static_cast<int64_t>(sign.negative ? 0 - magnitude : magnitude);
+  return qv::readDecimal(text, qv::toSigned64);
 }
 
 uint64_t ASCIIToUnSigned64(const char *text)
 {
-  text = qv::skipSpace(text);
-  return readWrapping(*text == '+' ? text + 1 : text);
+  return qv::readDecimal(text, qv::toUnsigned64);
 }
 
 char *Signed64ToASCII(char *buffer, int64_t value)
@@ -210,31 +200,34 @@ uint32_t SMTimeToUTF8Str(int64_t seconds, char *buffer)
 
 int32_t ASCIIToSigned32VT(const char *text, uint32_t radix, uint32_t *status)
 {
-  return readValidated<int32_t, uint32_t>(text, radix, status, qv::readSigned32);
+  return readValidated(text, radix, status, qv::toSigned32);
 }
 
 uint32_t ASCIIToUnSigned32VT(const char *text, uint32_t radix, uint32_t *status)
 {
-  return readValidated<uint32_t, uint32_t>(text, radix, status, qv::readUnsigned32);
+  return readValidated(text, radix, status, qv::toUnsigned32);
 }
 
 int64_t ASCIIToSigned64VT(const char *text, uint32_t radix, uint32_t *status)
 {
-  return readValidated<int64_t, uint64_t>(text, radix, status, ASCIIToSigned64);
+  return readValidated(text, radix, status, qv::toSigned64);
 }
 
 uint64_t ASCIIToUnSigned64VT(const char *text, uint32_t radix, uint32_t *status)
 {
-  return readValidated<uint64_t, uint64_t>(text, radix, status, ASCIIToUnSigned64);
+  return readValidated(text, radix, status, qv::toUnsigned64);
 }
 
 double ASCIIToDoubleVT(const char *text, uint32_t radix, uint32_t *status)
 {
-  if (radix == 10 && text != nullptr && isDecimal(text)) {
-    *status = SM_STATUS_SUCCESS;
-    return ASCIIToDouble(text);
+  if (radix != 10 || text == nullptr) {
+    return static_cast<double>(ASCIIToUnSigned64VT(text, radix, status));
   }
-  return readValidated<double, uint64_t>(text, radix, status, ASCIIToDouble);
+  const Decimal decimal = scanDecimal(text);
+  // A sign alone is a whole number without a digit.
+  const bool valid = decimal.valid || IsASCIIIntNum(text, 1) == SM_STATUS_SUCCESS;
+  *status = qv::result(valid ? Status::success : Status::invalidParameter);
+  return decimal.valid ? toDouble(decimal, text) : 0;
 }
 
 SMBool ASCIIToBoolnV(const char *text, uint32_t *status)
@@ -242,10 +235,10 @@ SMBool ASCIIToBoolnV(const char *text, uint32_t *status)
   constexpr char kTrue[] = "true";
   constexpr char kFalse[] = "false";
   *status = SM_STATUS_SUCCESS;
-  if (UTF8Strnicmp(text, kTrue, sizeof(kTrue)) == 0) {
+  if (text != nullptr && UTF8Strnicmp(text, kTrue, sizeof(kTrue)) == 0) {
     return 1;
   }
-  if (UTF8Strnicmp(text, kFalse, sizeof(kFalse)) != 0) {
+  if (text == nullptr || UTF8Strnicmp(text, kFalse, sizeof(kFalse)) != 0) {
     *status = SM_STATUS_INVALID_PARAMETER;
   }
   return 0;
@@ -253,12 +246,12 @@ SMBool ASCIIToBoolnV(const char *text, uint32_t *status)
 
 int32_t UCS2ToSigned32(const SMChar16 *text)
 {
-  return readUcs2(text, qv::readSigned32);
+  return readUcs2(text, readSigned32);
 }
 
 uint32_t UCS2ToUnSigned32(const SMChar16 *text)
 {
-  return readUcs2(text, qv::readUnsigned32);
+  return readUcs2(text, readUnsigned32);
 }
 
 int64_t UCS2ToSigned64(const SMChar16 *text)

@@ -1,9 +1,12 @@
-// Reading integers from text: the one loop behind every reader.
+// Reading integers from text: the one loop behind every reader, and what a sign and a range make of its number.
 #pragma once
 
 #include <cctype>
 #include <cstdint>
 #include <limits>
+
+#include "frame/status.h"
+#include "qvsupt32/strings.h"
 
 namespace qv {
 
@@ -24,54 +27,131 @@ struct Sign {
 inline Sign readSign(const char *text)
 {
   const bool negative = *text == '-';
-  return {negative, negative || *text == '+' ? text + 1 : text};
+  const bool positive = *text == '+';
+  return {negative, text + (negative || positive ? 1 : 0)};
 }
 
-/// The value of a digit of any radix up to 16, 255 for anything else.
+/// The value of a digit; at least the radix for anything else.
+template <unsigned kRadix>
 constexpr unsigned digitValue(char c)
 {
-  if (c >= '0' && c <= '9') {
-    return static_cast<unsigned>(c - '0');
+  static_assert(kRadix <= 16);
+  const unsigned decimal = static_cast<unsigned>(c) - '0';
+  if (kRadix <= 10 || decimal < 10) {
+    return decimal;
   }
-  const char lower = static_cast<char>(c | 0x20);
-  return lower >= 'a' && lower <= 'f' ? static_cast<unsigned>(lower - 'a') + 10 : 255;
+  const unsigned letter = (static_cast<unsigned>(c) | 0x20U) - 'a';
+  return letter < 6 ? letter + 10 : kRadix;
 }
 
-/// The number that the digits make, as large as the type allows.
+/// The number that digits make, wrapped where it is larger than its type, and where they end.
 template <class Unsigned>
-Unsigned readDigits(const char *text, unsigned radix)
-{
-  constexpr Unsigned kMax = std::numeric_limits<Unsigned>::max();
+struct Digits {
   Unsigned value = 0;
-  for (unsigned digit = digitValue(*text); digit < radix; digit = digitValue(*++text)) {
-    if (value > kMax / radix || value * radix > kMax - digit) {
-      return kMax;
-    }
-    value = static_cast<Unsigned>(value * radix + digit);
+  bool wrapped = false;
+  const char *end = nullptr;
+
+  Unsigned clamped() const { return wrapped ? std::numeric_limits<Unsigned>::max() : value; }
+};
+
+/// Puts a digit behind a number. True when the number wraps.
+inline bool addDigit(uint32_t &number, unsigned radix, unsigned digit)
+{
+  const uint64_t longer = uint64_t{number} * radix + digit;
+  number = static_cast<uint32_t>(longer);
+  return longer > std::numeric_limits<uint32_t>::max();
+}
+
+inline bool addDigit(uint64_t &number, unsigned radix, unsigned digit)
+{
+  const bool wrapped = __builtin_mul_overflow(number, radix, &number);
+  return __builtin_add_overflow(number, digit, &number) || wrapped;
+}
+
+/// Reads digits up to the first other character, behind those that were read before.
+template <unsigned kRadix, class Unsigned>
+Digits<Unsigned> readDigits(const char *text, Digits<Unsigned> digits = {})
+{
+  for (unsigned digit = digitValue<kRadix>(*text); digit < kRadix; digit = digitValue<kRadix>(*++text)) {
+    digits.wrapped |= addDigit(digits.value, kRadix, digit);
   }
-  return value;
+  digits.end = text;
+  return digits;
 }
 
 /// As scanf(3) reads "%d" where long has 32 bits: a number beyond the range becomes its nearest end.
-inline int32_t readSigned32(const char *text)
+inline int32_t toSigned32(bool negative, const Digits<uint32_t> &digits)
 {
-  const Sign sign = readSign(skipSpace(text));
-  const auto magnitude = readDigits<uint32_t>(sign.digits, 10);
-  if (sign.negative) {
-    return magnitude > uint32_t{INT32_MAX} ? INT32_MIN : -static_cast<int32_t>(magnitude);
+  const uint32_t magnitude = digits.clamped();
+  if (magnitude > uint32_t{INT32_MAX}) {
+    return negative ? INT32_MIN : INT32_MAX;
   }
-  return magnitude > uint32_t{INT32_MAX} ? INT32_MAX : static_cast<int32_t>(magnitude);
+  return negative ? -static_cast<int32_t>(magnitude) : static_cast<int32_t>(magnitude);
 }
 
 /// As scanf(3) reads "%u" where long has 32 bits: a "-" takes the complement, unless the number is beyond the range.
-inline uint32_t readUnsigned32(const char *text)
+inline uint32_t toUnsigned32(bool negative, const Digits<uint32_t> &digits)
+{
+  return negative && !digits.wrapped ? 0 - digits.value : digits.clamped();
+}
+
+/// Numbers of 64 bits wrap.
+inline int64_t toSigned64(bool negative, const Digits<uint64_t> &digits)
+{
+  return static_cast<int64_t>(negative ? 0 - digits.value : digits.value);
+}
+
+/// The reader of these knows no "-", so the number ends there.
+inline uint64_t toUnsigned64(bool negative, const Digits<uint64_t> &digits)
+{
+  return negative ? 0 : digits.value;
+}
+
+/// Reads a text that is an octal or hexadecimal number and nothing else, as a bit pattern. No other radix is valid.
+template <class Unsigned>
+[[gnu::noinline]] Status readPattern(const char *text, uint32_t radix, Unsigned &pattern)
+{
+  if (radix == 8 && IsASCIIOctalNum(text) == SM_STATUS_SUCCESS) {
+    pattern = readDigits<8, Unsigned>(text).clamped();
+    return Status::success;
+  }
+  if (radix == 16 && (IsASCIIHexNum(text, 1) == SM_STATUS_SUCCESS || IsASCIIHexNum(text, 0) == SM_STATUS_SUCCESS)) {
+    const bool prefixed = text[0] == '0' && text[1] == 'x';
+    pattern = readDigits<16, Unsigned>(prefixed ? text + 2 : text).clamped();
+    return Status::success;
+  }
+  return Status::invalidParameter;
+}
+
+/// Reads a text that is a number of the radix and nothing else; it may have no digit at all. Leaves the number when it
+/// is invalid.
+template <class Number, class Unsigned>
+Status readWhole(const char *text, uint32_t radix, Number &number, Number (*toNumber)(bool, const Digits<Unsigned> &))
+{
+  if (radix != 10 || text == nullptr || *text == '\0') {
+    Unsigned pattern;
+    const Status status = readPattern(text, radix, pattern);
+    if (status == Status::success) {
+      number = static_cast<Number>(pattern);
+    }
+    return status;
+  }
+  // What IsASCIIIntNum accepts, in one pass.
+  const Sign sign = readSign(text);
+  const auto digits = readDigits<10, Unsigned>(sign.digits);
+  if (*digits.end != '\0') {
+    return Status::invalidParameter;
+  }
+  number = toNumber(sign.negative, digits);
+  return Status::success;
+}
+
+/// Reads white space, a sign and digits, whatever follows.
+template <class Number, class Unsigned>
+Number readDecimal(const char *text, Number (*toNumber)(bool, const Digits<Unsigned> &))
 {
   const Sign sign = readSign(skipSpace(text));
-  const auto magnitude = readDigits<uint64_t>(sign.digits, 10);
-  if (magnitude > UINT32_MAX) {
-    return UINT32_MAX;
-  }
-  return static_cast<uint32_t>(sign.negative ? 0 - magnitude : magnitude);
+  return toNumber(sign.negative, readDigits<10, Unsigned>(sign.digits));
 }
 
 }  // namespace qv

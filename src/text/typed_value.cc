@@ -10,6 +10,7 @@
 #include "qvsupt32/format.h"
 #include "qvsupt32/language.h"
 #include "qvsupt32/value.h"
+#include "text/number_scan.h"
 
 namespace {
 
@@ -48,6 +49,25 @@ Bits bitsOf(T value)
   return bits;
 }
 
+/// Stores the first bytes of a value that was read: one, two, four or eight, since a copy of any size is a call.
+void store(void *to, const Bits &bits, uint8_t width)
+{
+  switch (width) {
+    case 1:
+      memcpy(to, &bits.value, 1);
+      break;
+    case 2:
+      memcpy(to, &bits.value, 2);
+      break;
+    case 4:
+      memcpy(to, &bits.value, 4);
+      break;
+    default:
+      memcpy(to, &bits.value, 8);
+      break;
+  }
+}
+
 template <class T>
 T load(const void *from)
 {
@@ -65,35 +85,30 @@ Status checkRange(int64_t value, int64_t least, int64_t most)
   return value < least ? Status::valueTooSmall : Status::success;
 }
 
+template <class Number, class Unsigned>
+Status readNumber(const char *text, uint32_t radix, Bits &bits, Number (*toNumber)(bool, const qv::Digits<Unsigned> &),
+                  int64_t least, int64_t most)
+{
+  Number number;
+  const Status status = qv::readWhole(text, radix, number, toNumber);
+  if (status != Status::success) {
+    return status;
+  }
+  bits = bitsOf(number);
+  return sizeof(number) == 8 ? Status::success : checkRange(static_cast<int64_t>(number), least, most);
+}
+
 Status readSigned(const char *text, const Type &type, uint32_t radix, Bits &bits)
 {
-  uint32_t status;
-  if (type.width == 8) {
-    bits = bitsOf(ASCIIToSigned64VT(text, radix, &status));
-    return static_cast<Status>(status);
-  }
-  const int32_t value = ASCIIToSigned32VT(text, radix, &status);
-  if (status != SM_STATUS_SUCCESS) {
-    return static_cast<Status>(status);
-  }
-  bits = bitsOf(value);
   const int64_t end = int64_t{1} << (8 * type.width - 1);
-  return checkRange(value, -end, end - 1);
+  return type.width == 8 ? readNumber(text, radix, bits, qv::toSigned64, 0, 0)
+                         : readNumber(text, radix, bits, qv::toSigned32, -end, end - 1);
 }
 
 Status readUnsigned(const char *text, const Type &type, uint32_t radix, Bits &bits)
 {
-  uint32_t status;
-  if (type.width == 8) {
-    bits = bitsOf(ASCIIToUnSigned64VT(text, radix, &status));
-    return static_cast<Status>(status);
-  }
-  const uint32_t value = ASCIIToUnSigned32VT(text, radix, &status);
-  if (status != SM_STATUS_SUCCESS) {
-    return static_cast<Status>(status);
-  }
-  bits = bitsOf(value);
-  return checkRange(value, 0, (int64_t{1} << (8 * type.width)) - 1);
+  return type.width == 8 ? readNumber(text, radix, bits, qv::toUnsigned64, 0, 0)
+                         : readNumber(text, radix, bits, qv::toUnsigned32, 0, (int64_t{1} << (8 * type.width)) - 1);
 }
 
 /// Reads a text as a value of the type. On the little-endian machine the first bytes of the bits are the value.
@@ -226,7 +241,7 @@ uint32_t XLTUTF8ToTypeValue(const char *text, void *value, uint32_t *size, uint3
     *size = read.width;
     return qv::result(Status::bufferTooSmall);
   }
-  memcpy(value, &bits.value, read.width);
+  store(value, bits, read.width);
   return qv::result(Status::success);
 }
 

@@ -1,13 +1,13 @@
 // The UCS-2 string functions: the names Uni_*, UCS2Str* and SMUCS2Str* of one body each.
 //
-// Speed comes from looking at eight units at once (text/string_block.h). A string at an odd address, as packed records
+// Speed comes from looking at eight units at once (text/block.h). A string at an odd address, as packed records
 // have them, is read unit by unit.
 
 #include <cstring>
 
 #include "frame/alias.h"
 #include "qvsupt32/strings.h"
-#include "text/string_block.h"
+#include "text/block.h"
 
 SMChar16 *___Uni_strtok = nullptr;
 
@@ -16,11 +16,11 @@ namespace {
 using Unit = SMChar16;
 using qv::text::commonLength;
 using qv::text::equalUnits;
+using qv::text::highBits;
+using qv::text::load16;
 using qv::text::loadAlignedBlock;
-using qv::text::loadUnaligned;
-using qv::text::maskOf;
 using qv::text::offsetInBlock;
-using qv::text::storeUnaligned;
+using qv::text::store16;
 
 constexpr size_t kBlockUnits = qv::text::kBlockSize / sizeof(Unit);
 constexpr size_t kNoLimit = SIZE_MAX;
@@ -41,19 +41,19 @@ size_t scan(const Unit *s, size_t limit, Stop stop)
   const size_t offset = offsetInBlock(s);
   if (offset % sizeof(Unit) != 0) {
     size_t i = 0;
-    while (i < limit && (maskOf(stop(_mm_cvtsi32_si128(s[i]))) & 1U) == 0) {
+    while (i < limit && (highBits(stop(_mm_cvtsi32_si128(s[i]))) & 1U) == 0) {
       ++i;
     }
     return i;
   }
   const Unit *block = s - offset / sizeof(Unit);
-  unsigned mask = maskOf(stop(loadAlignedBlock(block))) >> offset << offset;
+  unsigned mask = highBits(stop(loadAlignedBlock(block))) >> offset << offset;
   while (mask == 0) {
     block += kBlockUnits;
     if (static_cast<size_t>(block - s) >= limit) {
       return limit;
     }
-    mask = maskOf(stop(loadAlignedBlock(block)));
+    mask = highBits(stop(loadAlignedBlock(block)));
   }
   const Unit *found = block + static_cast<size_t>(std::countr_zero(mask)) / sizeof(Unit);
   return std::min(limit, static_cast<size_t>(found - s));
@@ -61,7 +61,7 @@ size_t scan(const Unit *s, size_t limit, Stop stop)
 
 __m128i atEnd(__m128i units)
 {
-  return equalUnits<Unit>(units, _mm_setzero_si128());
+  return qv::text::terminators<Unit>(units);
 }
 
 size_t lengthOf(const Unit *s, size_t limit = kNoLimit)
@@ -89,9 +89,9 @@ void fill(Unit *s, Unit c, size_t count)
     return;
   }
   for (size_t i = 0; i < count - kBlockUnits; i += kBlockUnits) {
-    storeUnaligned(s + i, spread(c));
+    store16(s + i, spread(c));
   }
-  storeUnaligned(s + count - kBlockUnits, spread(c));  // over a part of the last one
+  store16(s + count - kBlockUnits, spread(c));  // over a part of the last one
 }
 
 /// A set of few units: a block is compared with one member after the other.
@@ -407,7 +407,7 @@ QV_ALIAS(SMUCS2Strrev, Uni_strrev)
 uint32_t Uni_memcmp(const SMChar16 *p, const SMChar16 *q, uint32_t n)
 {
   size_t i = 0;
-  while (n - i >= kBlockUnits && maskOf(equalUnits<Unit>(loadUnaligned(p + i), loadUnaligned(q + i))) == 0xFFFF) {
+  while (n - i >= kBlockUnits && highBits(equalUnits<Unit>(load16(p + i), load16(q + i))) == qv::text::kAllBytes) {
     i += kBlockUnits;
   }
   while (i < n && p[i] == q[i]) {

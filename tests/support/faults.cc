@@ -3,7 +3,9 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/sem.h>
+#include <sys/shm.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -149,9 +151,13 @@ void free(void *block)
 #ifdef __i386__
 #define QV_FCNTL __fcntl_time64
 #define QV_SEMCTL __semctl64
+#define QV_LSTAT __lstat64_time64
+#define QV_FSTAT __fstat64_time64
 #else
 #define QV_FCNTL fcntl64
 #define QV_SEMCTL semctl
+#define QV_LSTAT lstat64
+#define QV_FSTAT fstat64
 #endif
 #define QV_TEXT(name) QV_TEXT_OF(name)
 #define QV_TEXT_OF(name) #name
@@ -159,6 +165,11 @@ void free(void *block)
 int testOpen(const char *path, int flags, ...) asm("open64");
 int testFcntl(int descriptor, int command, ...) asm(QV_TEXT(QV_FCNTL));
 int testSemctl(int id, int number, int command, ...) asm(QV_TEXT(QV_SEMCTL));
+int testLstat(const char *path, struct stat *status) noexcept asm(QV_TEXT(QV_LSTAT));
+int testFstat(int descriptor, struct stat *status) noexcept asm(QV_TEXT(QV_FSTAT));
+off_t testLseek(int descriptor, off_t offset, int whence) noexcept asm("lseek64");
+ssize_t testPread(int descriptor, void *buffer, size_t size, off_t offset) asm("pread64");
+ssize_t testPwrite(int descriptor, const void *bytes, size_t size, off_t offset) asm("pwrite64");
 
 int testOpen(const char *path, int flags, ...)
 {
@@ -199,7 +210,13 @@ int access(const char *path, int mode) noexcept
 
 int close(int descriptor)
 {
-  return strikes(Call::close) ? -1 : real<int(int)>("close")(descriptor);
+  const bool struck = strikes(Call::close);
+  const int kept = errno;
+  const int result = real<int(int)>("close")(descriptor);
+  if (struck) {
+    errno = kept;
+  }
+  return struck ? -1 : result;
 }
 
 int socket(int family, int type, int protocol) noexcept
@@ -217,6 +234,17 @@ int semop(int id, sembuf *operations, size_t count) noexcept
   return strikes(Call::semop) ? -1 : real<int(int, sembuf *, size_t)>("semop")(id, operations, count);
 }
 
+int shmget(key_t key, size_t size, int flags) noexcept
+{
+  return strikes(Call::shmget) ? -1 : real<int(key_t, size_t, int)>("shmget")(key, size, flags);
+}
+
+void *shmat(int id, const void *address, int flags) noexcept
+{
+  return strikes(Call::shmat) ? reinterpret_cast<void *>(-1)
+                              : real<void *(int, const void *, int)>("shmat")(id, address, flags);
+}
+
 int usleep(useconds_t microseconds)
 {
   State &state = states[static_cast<size_t>(Call::usleep)];
@@ -225,5 +253,64 @@ int usleep(useconds_t microseconds)
   }
   state.slept += microseconds;
   return strikes(Call::usleep) ? -1 : 0;
+}
+
+ssize_t write(int descriptor, const void *bytes, size_t size)
+{
+  return strikes(Call::write) ? -1 : real<ssize_t(int, const void *, size_t)>("write")(descriptor, bytes, size);
+}
+
+int fdatasync(int descriptor)
+{
+  return strikes(Call::fdatasync) ? -1 : real<int(int)>("fdatasync")(descriptor);
+}
+
+int rename(const char *from, const char *to) noexcept
+{
+  return strikes(Call::rename) ? -1 : real<int(const char *, const char *)>("rename")(from, to);
+}
+
+int unlink(const char *path) noexcept
+{
+  return strikes(Call::unlink) ? -1 : real<int(const char *)>("unlink")(path);
+}
+
+int chmod(const char *path, mode_t mode) noexcept
+{
+  return strikes(Call::chmod) ? -1 : real<int(const char *, mode_t)>("chmod")(path, mode);
+}
+
+int mkdir(const char *path, mode_t mode) noexcept
+{
+  return strikes(Call::mkdir) ? -1 : real<int(const char *, mode_t)>("mkdir")(path, mode);
+}
+
+int testLstat(const char *path, struct stat *status) noexcept
+{
+  return strikes(Call::lstat) ? -1 : real<int(const char *, struct stat *)>(QV_TEXT(QV_LSTAT))(path, status);
+}
+
+int testFstat(int descriptor, struct stat *status) noexcept
+{
+  return strikes(Call::fstat) ? -1 : real<int(int, struct stat *)>(QV_TEXT(QV_FSTAT))(descriptor, status);
+}
+
+off_t testLseek(int descriptor, off_t offset, int whence) noexcept
+{
+  return strikes(Call::lseek) ? -1 : real<off_t(int, off_t, int)>("lseek64")(descriptor, offset, whence);
+}
+
+ssize_t testPread(int descriptor, void *buffer, size_t size, off_t offset)
+{
+  return strikes(Call::pread) ? -1
+                              : real<ssize_t(int, void *, size_t, off_t)>("pread64")(descriptor, buffer, size, offset);
+}
+
+ssize_t testPwrite(int descriptor, const void *bytes, size_t size, off_t offset)
+{
+  if (strikes(Call::pwrite)) {
+    return -1;
+  }
+  return real<ssize_t(int, const void *, size_t, off_t)>("pwrite64")(descriptor, bytes, size, offset);
 }
 }

@@ -7,6 +7,8 @@
 #include <iterator>
 #include <string>
 
+#include "support/faults.h"
+
 namespace support {
 
 /// What time(2) answers in this program; 0 for the real time.
@@ -42,6 +44,28 @@ inline std::string readFile(const std::string &path)
 inline void writeFile(const std::string &path, const std::string &bytes)
 {
   std::ofstream(path, std::ios::binary) << bytes;
+}
+
+/// Runs a call with its first call of a function failing, then with the second, and so on, until one goes through
+/// without meeting the failure. Looks at the state before and after each, when nothing fails. Returns the number of runs
+/// that met it.
+template <class Before, class Action, class After>
+unsigned failEachBetween(Call call, Before before, Action action, After after)
+{
+  for (unsigned nth = 1;; ++nth) {
+    before();
+    uint32_t status;
+    bool struck;
+    {
+      Fault fault(call, nth, EIO);
+      status = action();
+      struck = fault.struck();
+    }
+    after(status);
+    if (!struck) {
+      return nth - 1;
+    }
+  }
 }
 
 /// How often a text occurs in another.

@@ -1,0 +1,726 @@
+// INI files: exact bytes and statuses of reads, lists and rewrites; files with anything in them and anything in place of
+// files; and what is on the disk after each system call and allocation has failed.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <functional>
+#include <optional>
+#include <vector>
+
+#include "qvsupt32.h"
+#include "support/child.h"
+#include "support/faults.h"
+#include "support/guarded_block.h"
+#include "support/names.h"
+#include "support/record_locks.h"
+#include "support/scratch.h"
+
+namespace {
+
+using support::Call;
+using support::Fault;
+using support::get;
+using support::put;
+using namespace std::string_literals;
+namespace fs = std::filesystem;
+
+constexpr uint32_t kFailed = 0xFFFFFFFF;
+constexpr uint32_t kLongestValue = 8192;
+constexpr size_t kLineLimit = 8449;
+
+std::string times(size_t count, char c)
+{
+  return std::string(count, c);
+}
+
+/// A caller's buffer that ends at an unreadable page, filled with "?".
+struct Buffer {
+  explicit Buffer(uint32_t capacity) : block(capacity), size(capacity) { memset(block.data(), '?', capacity); }
+  char *data() { return reinterpret_cast<char *>(block.data()); }
+  std::string text() { return {data(), block.size()}; }
+
+  support::GuardedBlock block;
+  uint32_t size;
+};
+
+using Ini = support::Scratch;
+
+class IniFile : public Ini {
+ protected:
+  /// Status, size and the bytes of the buffer.
+  std::string read(const char *section, const char *key, uint32_t size, const char *defaultText = nullptr,
+                   uint32_t defaultSize = 0)
+  {
+    Buffer buffer(size);
+    const uint32_t status =
+        ReadINIFileValue_astring(section, key, buffer.data(), &buffer.size, defaultText, defaultSize, file.c_str(), 1);
+    return std::to_string(static_cast<int32_t>(status)) + " " + std::to_string(buffer.size) + " " + buffer.text();
+  }
+
+  uint32_t set(const char *section, const char *key, const char *value, std::optional<uint32_t> size = {})
+  {
+    const uint32_t real = value == nullptr ? 0 : static_cast<uint32_t>(strlen(value)) + 1;
+    return WriteINIFileValue_astring(section, key, value, size.value_or(real), file.c_str(), 1);
+  }
+
+  const std::string file = path("x.ini");
+  const std::string temporary = path("qvpstr32.tmp");
+};
+
+TEST_F(IniFile, LookupTakesTheFirstKeyOfTheFirstSection)
+{
+  const std::string longName = times(256, 'n');
+  const struct {
+    std::string content;
+    const char *section, *key;
+    uint32_t status;
+    std::string value;
+  } rows[] = {{"[s]\nk=v\n", "s", "k", 0, "v"},
+              {"[s]\nk=v", "s", "k", 0, "v"},
+              {"[s]\nk= a = b\t;c\r\n", "s", "k", 0, " a = b\t;c\r"},
+              {"[s]\nk=\n", "s", "k", 0, ""},
+              {" \t[s] [x\n \tk=v\n", "s", "k", 0, "v"},
+              {"[]\n=v\n", "", "", 0, "v"},
+              {"[ s ]\nk=1\n[s]\nk =2\nk=3\nk=4\n[s]\nk=5\n", "s", "k", 0, "3"},
+              {"[s]\nk =2\n", "s", "k ", 0, "2"},
+              {"k=1\n[t]\nk=2\n[s]\nK=3\nk\n#k=4\n;k=5\n", "s", "k", 263, ""},
+              {"[s]\n #k=1\n", "s", "#k", 0, "1"},
+              {"[s]\na=1\n \t[t]\nk=2\n", "s", "k", 263, ""},
+              {"[s]\na=[t]\nk=2\n", "s", "k", 0, "2"},
+              {"[s]\n[t\nk=2\n", "s", "k", 263, ""},
+              {" [t\n[s]\nk=2\n", "s", "k", 261, ""},
+              {"#[t\n;[t\nx[t\n[s]\nk=2\n", "s", "k", 0, "2"},
+              {"[s]\n=1\n", "s", "k", 263, ""},
+              {"[s]\nk=1\n", "S", "k", 262, ""},
+              {"", "s", "k", 262, ""},
+              {"[" + longName + "]\nk=1\n", longName.c_str(), "k", 262, ""},
+              {"[s]\n[" + longName + "]\nk=1\n", "s", "k", 263, ""},
+              {"[" + times(255, 'n') + "]\nk=1\n", longName.c_str() + 1, "k", 0, "1"},
+              // A NUL ends what a line says, not the line.
+              {"[t]\0\nx\0[t\n[s]\0\nk\0=1\nk=2\0003\nk=4\n"s, "s", "k", 0, "2"},
+              {"[s\0]\n[s]\nk=1\n"s, "s", "k", 261, ""},
+              // After 8449 characters a new line begins.
+              {times(kLineLimit - 1, 'x') + "[s]\nk=1\n", "s", "k", 262, ""},
+              {times(kLineLimit, 'x') + "[s]\nk=1\n", "s", "k", 0, "1"},
+              {times(kLineLimit + 1, 'x') + "[s]\nk=1\n", "s", "k", 262, ""},
+              {times(2 * kLineLimit, '[') + "[s]\nk=1\n", "s", "k", 261, ""},
+              {"x\n" + times(3 * kLineLimit, '\0') + "[s]\nk=1\n", "s", "k", 0, "1"},
+              {"[s]\n" + times(kLineLimit, 'x') + "k=1\n", "s", "k", 0, "1"},
+              {"[s]\n" + times(kLineLimit - 1, ' ') + "[k=1\nk=2\n", "s", "k", 263, ""},
+              {"[s]\n" + times(kLineLimit - 1, ' ') + "k=1\nk=2\n", "s", "k", 0, "2"},
+              {times(70000, '\n') + "[s]\n" + times(70000, '\n') + "k=1\n", "s", "k", 0, "1"}};
+  for (const auto &row : rows) {
+    put(file, row.content);
+    const std::string room = times(40 - row.value.size() - 1, '?');
+    const std::string wanted = row.status == 0
+                                   ? "0 " + std::to_string(row.value.size() + 1) + " " + row.value + '\0' + room
+                                   : std::to_string(row.status) + " 5 dflt\0"s + times(35, '?');
+    EXPECT_EQ(read(row.section, row.key, 40, "dflt", 5), wanted) << testing::PrintToString(row.content.substr(0, 80));
+  }
+}
+
+TEST_F(IniFile, ReadKeepsToTheBufferAndItsSize)
+{
+  put(file, "[s]\nk=abc\n");
+  EXPECT_EQ(read("s", "k", 4), "0 4 abc\0"s);
+  EXPECT_EQ(read("s", "k", 3, "x", 2), "16 4 ???") << "no default";
+  EXPECT_EQ(read("s", "no", 3, "xyz", 4), "263 3 xy\0"s);
+  EXPECT_EQ(read("s", "no", 4, "xyz", 2), "263 2 x\0??"s);
+  EXPECT_EQ(read("s", "no", 4, "xyz", 0), "263 0 \0???"s);
+  EXPECT_EQ(read("s", "no", 4, nullptr, 4), "263 0 \0???"s);
+  EXPECT_EQ(read("no", "k", 1, "xyz", 4), "262 1 \0"s);
+  put(file, "[s]\nk=" + times(kLongestValue, 'v') + "\n");
+  EXPECT_EQ(read("s", "k", kLongestValue + 1), "0 8193 " + times(kLongestValue, 'v') + '\0');
+
+  char byte = '?';
+  uint32_t size = 0;
+  const auto readOne = [&](char *buffer, uint32_t *into, const char *name) {
+    return ReadINIFileValue_astring("s", "k", buffer, into, "d", 2, name, 1);
+  };
+  EXPECT_EQ(readOne(&byte, &size, file.c_str()), 2u);
+  size = 1;
+  EXPECT_EQ(readOne(nullptr, &size, file.c_str()), 2u);
+  EXPECT_EQ(readOne(&byte, nullptr, file.c_str()), 2u);
+  EXPECT_EQ(readOne(&byte, &size, nullptr), 2u);
+  EXPECT_EQ(readOne(&byte, &size, path("no.ini").c_str()), 7u);
+  EXPECT_EQ(byte, '?') << "no default where there is no file";
+  EXPECT_EQ(size, 1u);
+}
+
+TEST_F(IniFile, ListsNamesWithTheirSizes)
+{
+  const std::string twoNames = "[a]\nx=1\n[b]\n[a]\ny=2\n";
+  const struct {
+    std::string content;
+    const char *section;
+    uint32_t size;
+    std::string result;  // status, size, buffer
+  } rows[] = {{twoNames, nullptr, 8, "0 6 a\0b\0a\0\0?"s},
+              {twoNames, nullptr, 7, "0 6 a\0b\0a\0\0"s},
+              {twoNames, nullptr, 6, "16 7 a\0b\0\0?"s},
+              {twoNames, nullptr, 5, "16 6 a\0b\0\0"s},
+              {twoNames, nullptr, 2, "16 6 \0\0"s},
+              {twoNames, nullptr, 1, "2 1 ?"},
+              {twoNames, "a", 4, "0 2 x\0\0?"s},
+              {"[b]\n[" + times(256, 'n') + "]\n[]\n", nullptr, 6, "0 3 b\0\0\0??"s},
+              {"[a]\n[b\n[c]\n", nullptr, 4, "261 4 a\0\0?"s},
+              {"#[a]\nk=[b]\n", nullptr, 3, "262 3 \0\0?"s},
+              {"[s]\n b =1\n#c=1\nd\nb=2\n=3\n[e\nf=1\n", "s", 8, "0 6 b \0b\0\0\0?"s},
+              {"[s]\n[t]\nk=1\n", "s", 3, "263 3 \0\0?"s},
+              {"[s]\nk=1\n", "t", 3, "262 3 \0\0?"s},
+              {"[x\n[s]\nk=1\n", "s", 3, "261 3 \0\0?"s},
+              {"[s]\n" + times(kLineLimit, 'x') + "k=1\n" + times(kLineLimit, 'y') + "\n", "s", 9,
+               "0 2 k\0\0"s + times(6, '?')}};
+  for (const auto &row : rows) {
+    put(file, row.content);
+    EXPECT_EQ(read(row.section, nullptr, row.size, "d", 2), row.result) << testing::PrintToString(row.content);
+  }
+}
+
+struct SetRow {
+  std::string content;
+  const char *section, *key, *value;
+  uint32_t status;
+  std::string result;
+};
+
+TEST_F(IniFile, SetChangesOneLineAndNothingElse)
+{
+  const std::string other = "# c \r\n;d\n\nk=0\n[o]\nk=\0 1\n"s;
+  const std::string longLine = times(kLineLimit - 1, 'x');
+  const SetRow rows[] = {{other + "[s] x\n k=old\nk=2\n[t", "s", "k", "new", 0, other + "[s] x\nk=new\nk=2\n[t"},
+                         {other + "[s]\n\n#c\n\t[t\nk=1", "s", "k", "new", 0, other + "[s]\n\n#c\nk=new\n\t[t\nk=1"},
+                         {"[s]\na=1\n", "s", "k", "", 0, "[s]\na=1\nk=\n"},
+                         {"[s]\na=1", "s", "k", "v", 0, "[s]\na=1\nk=v\n"},
+                         {"[s]", "s", "k", "v", 0, "[s]\nk=v\n"},
+                         {"[s]\nk", "s", "k", "v", 0, "[s]\nk=v\n"},
+                         {"[s]\n k\0=1\n"s, "s", "k", "v", 0, "[s]\nk=v\n"},
+                         {"[s]\nk=1\n", "t", "k", "v", 0, "[s]\nk=1\n[t]\nk=v\n"},
+                         {"[s]\nk=1", "t", "k", "v", 0, "[s]\nk=1\n[t]\nk=v\n"},
+                         {"", "t", "k", "v", 0, "[t]\nk=v\n"},
+                         {"[s]\nk =1\n#k=2\nk=1\n", "s", "k", nullptr, 0, "[s]\nk =1\n#k=2\n"},
+                         {"[s]\nk=1\nk=2", "s", "k", nullptr, 0, "[s]\nk=2"},
+                         {"[s]\na=1", "s", "k", nullptr, 0, "[s]\na=1"},
+                         {"[s]\na=1\n[t]\nk=1\n", "s", "k", nullptr, 0, "[s]\na=1\n[t]\nk=1\n"},
+                         {other + "[s]\na\n;b\n [t]\n#c\nd\n[u", "s", nullptr, nullptr, 0, other + "#c\nd\n[u"},
+                         {other + "[s]\na", "s", nullptr, nullptr, 0, other},
+                         {"[s]\na\n[s]\nb", "s", nullptr, "ignored", 0, "[s]\nb"},
+                         {"[s]\n", "t", nullptr, nullptr, 264, "[s]\n"},
+                         {"[s]\n", "t", nullptr, "v", 264, "[s]\n"},
+                         {"[s]\n", "t", "k", nullptr, 264, "[s]\n"},
+                         {"[x\n[s]\nk=1\n", "s", "k", "v", 261, "[x\n[s]\nk=1\n"},
+                         {"[x\n[s]\nk=1\n", "s", nullptr, nullptr, 261, "[x\n[s]\nk=1\n"},
+                         {longLine + "x[s]\nk=1\n", "s", "k", "v", 0, longLine + "x[s]\nk=v\n"},
+                         {longLine + "[s]\n", "s", "k", "v", 0, longLine + "[s]\n[s]\nk=v\n"},
+                         {"[s]\n" + longLine + "xk=1\n", "s", "k", "v", 0, "[s]\n" + longLine + "xk=v\n"},
+                         {"[s]\nk=" + longLine + "tail=\nk", "s", "k", "v", 0, "[s]\nk=v\nxtail=\nk"}};
+  for (const SetRow &row : rows) {
+    put(file, row.content);
+    put(temporary, "left over");
+    EXPECT_EQ(set(row.section, row.key, row.value), row.status) << testing::PrintToString(row.content);
+    EXPECT_EQ(get(file), row.result);
+    EXPECT_EQ(fs::exists(temporary), row.status == 261);
+    if (row.status == 0) {
+      EXPECT_EQ(fs::status(file).permissions(), fs::perms(0664)) << row.result;
+    }
+  }
+}
+
+TEST_F(IniFile, WriterChecksInItsOrder)
+{
+  const std::string name = times(255, 'n');
+  const std::string value = times(kLongestValue, 'v');
+  EXPECT_EQ(set((name + "n").c_str(), "k", "v", 7), 2u);
+  EXPECT_EQ(set("s", (name + "n").c_str(), "v", 7), 2u);
+  EXPECT_EQ(set(nullptr, "k", "v", 7), 2u);
+  EXPECT_EQ(WriteINIFileValue_astring("s", "k", "v", 2, nullptr, 1), 2u);
+  for (const uint32_t size : {0u, 1u, 3u, 8194u, UINT32_MAX}) {
+    EXPECT_EQ(set("s", "k", "v", size), 264u);
+  }
+  EXPECT_EQ(set("s", "k", (value + "v").c_str(), 8194), 264u);
+  EXPECT_EQ(set("s", "k", nullptr, 1), 264u);
+  const std::string nested = path("a/b/x.ini");
+  EXPECT_EQ(WriteINIFileValue_astring("s", "k", "v", 2, nested.c_str(), 1), kFailed) << "one level only";
+  EXPECT_TRUE(fs::is_empty(directory));
+  EXPECT_EQ(set("s", "k", nullptr), 264u);
+  EXPECT_EQ(set("s", nullptr, "v"), 264u);
+  EXPECT_TRUE(fs::is_empty(directory));
+
+  EXPECT_EQ(set(name.c_str(), name.c_str(), value.c_str()), 0u);
+  EXPECT_EQ(get(file), "[" + name + "]\n" + name + "=" + value + "\n");
+  EXPECT_EQ(read(name.c_str(), name.c_str(), 8193), "0 8193 " + value + '\0');
+  EXPECT_EQ(set(name.c_str(), name.c_str(), "v"), 0u) << "the longest line is one line";
+  EXPECT_EQ(get(file), "[" + name + "]\n" + name + "=v\n");
+
+  const support::RecordHolder holder(120000);
+  const std::string made = path("made/x.ini");
+  EXPECT_EQ(WriteINIFileValue_astring("s", "k", "v", 2, made.c_str(), 0), 11u);
+  EXPECT_TRUE(fs::is_empty(path("made"))) << "the directory comes before the lock";
+  uint32_t size = 2;
+  char buffer[2] = "?";
+  EXPECT_EQ(ReadINIFileValue_astring("s", "k", buffer, &size, "d", 2, file.c_str(), 0), 11u);
+  EXPECT_EQ(size, 2u);
+}
+
+TEST_F(IniFile, DirectoryPartOfPaths)
+{
+  support::Child child([&](support::Child::Inside &inside) {
+    fs::create_directory(path("work"));
+    if (chroot(directory.c_str()) != 0 || chdir("/work") != 0) {
+      return;
+    }
+    for (const char *name : {"x.ini", "./x.ini", "new/x.ini", "new//x.ini", "/x.ini", "//x.ini", "/work/x.ini"}) {
+      const uint32_t added = WriteINIFileValue_astring("s", "k", "1", 2, name, 1);
+      const uint32_t replaced = WriteINIFileValue_astring("s", "k", "2", 2, name, 1);
+      inside.report("%s %u %u %d", name, added, replaced, get(name) == "[s]\nk=2\n");
+    }
+    fs::create_directory("qvpstr32.tmp");  // takes the name of the temporary file
+    inside.report({WriteINIFileValue_astring("s", "k", "1", 2, "/x.ini", 1),
+                   WriteINIFileValue_astring("s", "k", "1", 2, "x.ini", 1),
+                   WriteINIFileValue_astring("s", "k", "1", 2, "new/x.ini", 1)});
+  });
+  EXPECT_EQ(child.report(),
+            "x.ini 0 0 1\n./x.ini 0 0 1\nnew/x.ini 0 0 1\nnew//x.ini 0 0 1\n/x.ini 0 0 1\n//x.ini 0 0 1\n"
+            "/work/x.ini 0 0 1\n7 7 0\n");
+  EXPECT_EQ(fs::status(path("work/new")).permissions(), fs::perms(0755));
+  for (const size_t length : {300u, 5000u}) {
+    const std::string name = path(times(length, 'p'));
+    EXPECT_EQ(WriteINIFileValue_astring("s", "k", "v", 2, name.c_str(), 1), 7u);
+  }
+}
+
+TEST_F(IniFile, OddThingsInPlaceOfTheFile)
+{
+  const auto all = [&] {
+    return read("s", "k", 2, "d", 2).substr(0, 5) + " " + std::to_string(set("s", "k", "v")) + " " +
+           std::to_string(AppendValue("s", "k", "v", file.c_str()));
+  };
+  mkfifo(file.c_str(), 0666);
+  EXPECT_EQ(all(), "7 2 ? 7 7");
+  fs::remove(file);
+  fs::create_directory(file);
+  EXPECT_EQ(all(), "261 2 261 7");
+  fs::remove(file);
+
+  const std::string target = path("target.ini");
+  fs::create_symlink(target, file);
+  EXPECT_EQ(read("s", "k", 2).substr(0, 3), "7 2");
+  EXPECT_EQ(set("s", "k", "1"), 0u);
+  EXPECT_EQ(set("t", "k", "1"), 0u);
+  EXPECT_EQ(get(target), "[s]\nk=1\n[t]\nk=1\n") << "additions follow the link";
+  EXPECT_TRUE(fs::is_symlink(file));
+  EXPECT_EQ(set("s", "k", "2"), 0u);
+  EXPECT_EQ(get(target), "[s]\nk=1\n[t]\nk=1\n") << "a replacement takes the place of the link";
+  EXPECT_EQ(get(file), "[s]\nk=2\n[t]\nk=1\n");
+
+  put(target, "victim");
+  for (const bool hard : {false, true}) {
+    hard ? fs::create_hard_link(target, temporary) : fs::create_symlink(target, temporary);
+    EXPECT_EQ(set("s", "k", "3"), 0u);
+    EXPECT_EQ(get(target), "victim");
+    EXPECT_EQ(get(file), "[s]\nk=3\n[t]\nk=1\n");
+  }
+  mkfifo(temporary.c_str(), 0666);
+  EXPECT_EQ(set("s", "k", nullptr), 0u);
+  EXPECT_EQ(get(file), "[s]\n[t]\nk=1\n");
+
+  put(temporary, "[s]\nk=1\n");
+  EXPECT_EQ(WriteINIFileValue_astring("s", "k", "2", 2, temporary.c_str(), 1), 7u);
+  EXPECT_EQ(get(temporary), "[s]\nk=1\n") << "a file of the temporary's name is not lost";
+  EXPECT_EQ(AppendValue("s", "k", "v", "/dev/full"), 19u);
+}
+
+TEST_F(IniFile, ALineOfManyMegabytes)
+{
+  const off_t size = support::isEmulated() ? 10'000'000 : 100'000'000;
+  const int descriptor = open(file.c_str(), O_RDWR | O_CREAT, 0666);
+  const std::string end = "[s]\nk=v\n";
+  const off_t at = (size / static_cast<off_t>(kLineLimit)) * static_cast<off_t>(kLineLimit);
+  ASSERT_EQ(pwrite(descriptor, end.data(), end.size(), at), static_cast<ssize_t>(end.size()));
+  EXPECT_EQ(read("s", "k", 2), "0 2 v\0"s);
+  EXPECT_EQ(set("s", "k", "new"), 0u);
+  close(descriptor);
+  EXPECT_EQ(fs::file_size(file), static_cast<uintmax_t>(at) + end.size() + 2);
+  EXPECT_EQ(read("s", "k", 4), "0 4 new\0"s);
+}
+
+/// A file system over a path, while it lives.
+class Mount {
+ public:
+  Mount(const std::string &path, const char *type, const char *options) : path_(path)
+  {
+    EXPECT_EQ(
+        mount(type == nullptr ? path.c_str() : "none", path.c_str(), type, type == nullptr ? MS_BIND : 0, options), 0);
+  }
+  ~Mount() { umount2(path_.c_str(), MNT_DETACH); }
+  Mount(const Mount &) = delete;
+  Mount &operator=(const Mount &) = delete;
+
+ private:
+  std::string path_;
+};
+
+TEST_F(IniFile, FileSystemsThatRefuse)
+{
+  const std::string content = "[s]\nk=1\n";
+  const std::string added = "[t]\nk=3\n";
+  put(file, content);
+  {
+    const Mount overFile(file, nullptr, nullptr);
+    EXPECT_EQ(set("s", "k", "2"), 270u) << "neither replaced nor removed";
+    EXPECT_EQ(get(file), content);
+    EXPECT_EQ(get(temporary), "[s]\nk=2\n");
+    EXPECT_EQ(set("t", "k", "3"), 0u) << "appended in place";
+    EXPECT_EQ(get(file), content + added);
+    EXPECT_FALSE(fs::exists(temporary));
+  }
+  {
+    const Mount here(directory, nullptr, nullptr);
+    ASSERT_EQ(mount(nullptr, directory.c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr), 0);
+    EXPECT_EQ(set("s", "k", "2"), 7u);
+    EXPECT_EQ(WriteINIFileValue_astring("s", "k", "v", 2, path("new.ini").c_str(), 1), 7u);
+    EXPECT_EQ(AppendValue("s", "k", "v", file.c_str()), 7u);
+    EXPECT_EQ(read("s", "k", 2), "0 2 1\0"s);
+  }
+  EXPECT_EQ(get(file), content + added);
+  const Mount small(directory, "tmpfs", "size=16k");
+  const std::string twoPages = content + times(8000, '#') + "\n";
+  put(file, twoPages);
+  put(path("filler"), times(8192, 'f'));
+  EXPECT_EQ(set("s", "k", "2"), 19u);
+  EXPECT_EQ(set("t", "k", times(300, 'v').c_str()), 19u);
+  EXPECT_TRUE(get(file) == twoPages);
+  EXPECT_EQ(WriteINIFileValue_astring("s", "k", "v", 2, path("new.ini").c_str(), 1), 19u);
+  EXPECT_EQ(get(path("new.ini")), "");
+  fs::resize_file(path("filler"), 4096);
+  EXPECT_EQ(set("t", "k", "3"), 0u) << "in place where there is no room for a second copy";
+  EXPECT_TRUE(get(file) == twoPages + "[t]\nk=3\n");
+}
+
+/// An operation on the file, what the file holds before and afterwards, and what it may answer when memory is short.
+struct Operation {
+  const char *section, *key, *value;
+  std::string before, after;
+};
+
+TEST_F(IniFile, EveryFailureLeavesTheOldContentOrTheNew)
+{
+  const std::string content = "[s]\nk=1\n#c\n[t]\nk=2\n";
+  const Operation operations[] = {
+      {"s", "k", "v", content, "[s]\nk=v\n#c\n[t]\nk=2\n"}, {"s", "a", "v", content, "[s]\nk=1\n#c\na=v\n[t]\nk=2\n"},
+      {"s", "k", nullptr, content, "[s]\n#c\n[t]\nk=2\n"},  {"s", nullptr, nullptr, content, "#c\n[t]\nk=2\n"},
+      {"u", "k", "v", content, content + "[u]\nk=v\n"},     {"u", "k", "v", "(missing)", "[u]\nk=v\n"}};
+  const struct {
+    Call call;
+    int error;
+    std::vector<uint32_t> statuses;
+  } faults[] = {{Call::allocation, ENOMEM, {kFailed, 272, 0}},
+                {Call::open, EMFILE, {7, 0}},
+                {Call::read, EIO, {261}},
+                {Call::write, ENOSPC, {19, 0}},
+                {Call::fdatasync, EIO, {19, 0}},
+                {Call::close, EIO, {19, 0}},
+                {Call::rename, EIO, {0}},
+                {Call::unlink, EIO, {0}},
+                {Call::lstat, EIO, {0}},
+                {Call::fstat, EIO, {7, 0}},
+                {Call::chmod, EPERM, {0}},
+                {Call::mkdir, EACCES, {0}},
+                {Call::fcntl, EIO, {11, 0}},
+                {Call::access, EIO, {7, 0}}};
+  for (const Operation &operation : operations) {
+    for (const auto &fault : faults) {
+      for (unsigned nth = 1;; ++nth) {
+        operation.before == "(missing)" ? fs::remove(file) : (put(file, operation.before), true);
+        uint32_t status;
+        bool struck;
+        const long blocks = support::liveBlocks();
+        {
+          const Fault failing(fault.call, nth, fault.error);
+          status = set(operation.section, operation.key, operation.value);
+          struck = failing.struck();
+        }
+        EXPECT_EQ(support::liveBlocks(), blocks);
+        const std::string now = get(file);
+        EXPECT_EQ(now, status == 0 ? operation.after : operation.before)
+            << status << " call " << static_cast<int>(fault.call) << " " << nth;
+        if (!struck) {
+          EXPECT_EQ(status, 0u);
+          break;
+        }
+        EXPECT_NE(std::find(fault.statuses.begin(), fault.statuses.end(), status), fault.statuses.end())
+            << status << " call " << static_cast<int>(fault.call) << " " << nth;
+      }
+    }
+  }
+}
+
+TEST_F(IniFile, FailuresAtTheReplacement)
+{
+  const std::string old = "[s]\nk=1\n";
+  const std::string next = "[s]\nk=2\n";
+  put(file, old);
+  {
+    const Fault renames(Call::rename, 1, EIO, true);
+    const Fault unlinks(Call::unlink, 1, EIO);
+    EXPECT_EQ(set("s", "k", "2"), 270u);
+    EXPECT_EQ(renames.calls(), 1u) << "none after the unlink has failed";
+  }
+  EXPECT_EQ(get(file), old);
+  EXPECT_EQ(get(temporary), next);
+  {
+    const Fault renames(Call::rename, 1, EIO, true);
+    EXPECT_EQ(set("s", "k", "2"), 258u);
+  }
+  EXPECT_EQ(get(file), "(missing)");
+  EXPECT_EQ(get(temporary), next);
+  put(file, old);
+  {
+    const Fault renames(Call::rename, 1, EIO, true);
+    const Fault writes(Call::write, 2, ENOSPC, true);
+    EXPECT_EQ(set("t", "k", "2"), 19u) << "the first write is that into the temporary file";
+  }
+  EXPECT_EQ(get(file), old);
+  // One call of each, and nothing else: no wait, no second try.
+  const Fault opens(Call::open), reads(Call::read), writes(Call::write), syncs(Call::fdatasync), renames(Call::rename),
+      unlinks(Call::unlink);
+  EXPECT_EQ(set("s", "k", "3"), 0u);
+  EXPECT_EQ(opens.calls(), 2u);
+  EXPECT_EQ(reads.calls(), 2u) << "the second meets the end";
+  EXPECT_EQ(writes.calls() + syncs.calls() + renames.calls(), 3u);
+  EXPECT_EQ(unlinks.calls(), 0u);
+}
+
+TEST_F(IniFile, FailingReadsAnswerWithTheDefault)
+{
+  put(file, "[s]\nk=v\n");
+  const auto failing = [&](Call call, unsigned nth, const char *key) {
+    const Fault fault(call, nth, EIO);
+    return read("s", key, 4, "d", 2);
+  };
+  EXPECT_EQ(failing(Call::read, 1, "k"), "261 2 d\0??"s);
+  EXPECT_EQ(failing(Call::read, 2, "k"), "0 2 v\0??"s) << "not read on";
+  EXPECT_EQ(failing(Call::read, 2, "no"), "261 2 d\0??"s);
+  EXPECT_EQ(failing(Call::read, 2, nullptr), "261 4 k\0\0?"s);
+  EXPECT_EQ(failing(Call::open, 1, "k"), "7 4 ????");
+  EXPECT_EQ(failing(Call::fstat, 1, "k"), "7 4 ????");
+  EXPECT_EQ(failing(Call::fcntl, 1, "k"), "11 4 ????");
+  std::string memory;
+  {
+    Buffer buffer(4);
+    const Fault fault(Call::allocation, 1);
+    const uint32_t status = ReadINIFileValue_astring("s", "k", buffer.data(), &buffer.size, "d", 2, file.c_str(), 1);
+    EXPECT_EQ(status, kFailed);
+    EXPECT_EQ(buffer.size, 2u);
+  }
+}
+
+struct CloseFile {
+  void operator()(FILE *stream) const { fclose(stream); }
+};
+using Stream = std::unique_ptr<FILE, CloseFile>;
+
+class IniStream : public Ini {
+ protected:
+  void SetUp() override { put(path("in"), content); }
+  Stream open(const char *name, const char *mode) { return Stream(fopen(path(name).c_str(), mode)); }
+
+  /// Status, the position of the input and what was written.
+  std::string step(const std::function<uint32_t(FILE *, FILE *)> &function)
+  {
+    const Stream output = open("out", "w");
+    const uint32_t status = function(input.get(), output.get());
+    return std::to_string(status) + " " + std::to_string(ftell(input.get())) + " " + get(path("out"));
+  }
+
+  const std::string content = "a\0b\n[x\0]\n;\n[s] y\nk=1\n[t]\n#e"s;
+  Stream input;
+};
+
+TEST_F(IniStream, StepsStartAtThePositionAndReadNoFurtherThanTheyHaveTo)
+{
+  input = open("in", "r");
+  EXPECT_EQ(step([](FILE *in, FILE *out) { return FindSection("s", in, out); }), "261 9 a\0b\n[x\0]\n"s);
+  EXPECT_EQ(step([](FILE *in, FILE *out) { return FindSectionInclusive("s", in, out, 0); }), "0 17 ;\n");
+  char value[9];
+  uint32_t size = sizeof(value);
+  EXPECT_EQ(GetValue("t", "k", value, &size, input.get()), 263u);
+  EXPECT_EQ(size, sizeof(value)) << "left as it was";
+  rewind(input.get());
+  fseek(input.get(), 9, SEEK_SET);
+  EXPECT_EQ(GetValue("s", "k", value, &size, input.get()), 0u);
+  EXPECT_EQ(std::string(value), "1");
+  EXPECT_EQ(ftell(input.get()), 21);
+  fseek(input.get(), 17, SEEK_SET);
+  EXPECT_EQ(step([](FILE *in, FILE *out) { return FindKeyUpdateValue("q", "2", in, out); }), "0 27 k=1\nq=2\n[t]\n#e");
+  fseek(input.get(), 25, SEEK_SET);
+  EXPECT_EQ(step([](FILE *in, FILE *out) { return FindKeyUpdateValue("q", "2", in, out); }), "0 27 #e\nq=2\n");
+  EXPECT_EQ(step([](FILE *in, FILE *out) { return FindKeyUpdateValue("q", "2", in, out); }), "0 27 \nq=2\n")
+      << "the line before the position lacks its line feed";
+  fseek(input.get(), 17, SEEK_SET);
+  EXPECT_EQ(step([](FILE *in, FILE *out) { return FindNextSectionAndDump(in, out); }), "0 27 [t]\n#e");
+  fseek(input.get(), 9, SEEK_SET);
+  EXPECT_EQ(step([](FILE *in, FILE *out) { return FindSection("none", in, out); }), "262 27 ;\n[s] y\nk=1\n[t]\n#e");
+  fseek(input.get(), 9, SEEK_SET);
+  EXPECT_EQ(GetAllSections(value, &size, input.get()), 16u);
+  EXPECT_EQ(size, 4u) << "that of the value was too small; this list has two names of one letter";
+  fseek(input.get(), 9, SEEK_SET);
+  size = sizeof(value);
+  EXPECT_EQ(GetAllKeys("s", value, &size, input.get()), 0u);
+  EXPECT_EQ(size, 2u);
+}
+
+TEST_F(IniStream, ReportFailures)
+{
+  input = open("in", "w");  // cannot be read from
+  EXPECT_EQ(FindSection("s", input.get(), stdout), 261u);
+  EXPECT_EQ(FindNextSectionAndDump(input.get(), stdout), 261u);
+  SetUp();
+  input = open("in", "r");
+  fseek(input.get(), 9, SEEK_SET);
+  const Stream full(fopen("/dev/full", "w"));
+  EXPECT_EQ(FindSection("s", input.get(), full.get()), 19u) << "seen at the flush";
+  EXPECT_EQ(FindKeyUpdateValue("k", "v", input.get(), full.get()), 19u);
+  const Fault fault(Call::allocation, 1, ENOMEM, true);
+  EXPECT_EQ(FindSection("s", input.get(), full.get()), kFailed);
+  EXPECT_EQ(FindKeyUpdateValue("k", "v", input.get(), full.get()), kFailed);
+  EXPECT_EQ(FindNextSectionAndDump(input.get(), full.get()), 272u);
+}
+
+TEST(IniHeader, Parsed)
+{
+  const std::string longest = times(255, 'n');
+  const struct {
+    std::string line;
+    uint32_t status;
+    std::string name;
+  } rows[] = {{"[a]\n", 0, "a"},
+              {" \t[ a[b ]]x", 0, " a[b "},
+              {"[]", 0, ""},
+              {"[" + longest + "]", 0, longest},
+              {"[" + longest + "n]", kFailed, "?"},
+              {"", kFailed, "?"},
+              {"x[a]", kFailed, "?"},
+              {"#[a]", kFailed, "?"},
+              {"\r[a]", kFailed, "?"},
+              {"[a\n", 261, "?"},
+              {" [", 261, "?"}};
+  for (const auto &row : rows) {
+    Buffer name(256);
+    EXPECT_EQ(ParseForSection(row.line.c_str(), name.data()), row.status) << row.line;
+    EXPECT_EQ(name.text().substr(0, row.name.size() + 1), row.name + (row.status == 0 ? '\0' : '?'));
+  }
+}
+
+using FileFunctions = support::Scratch;
+
+TEST_F(FileFunctions, Directories)
+{
+  const std::string made = path("made");
+  EXPECT_EQ(CreateDir(made.c_str()), 0u);
+  EXPECT_EQ(fs::status(made).permissions(), fs::perms(0755));
+  EXPECT_EQ(CreateDir(made.c_str()), 0u);
+  EXPECT_EQ(CreateDir(path("no/made").c_str()), kFailed);
+  put(path("made/file"), "");
+  EXPECT_EQ(CreateDir(path("made/file").c_str()), 0u) << "something stands there";
+  EXPECT_EQ(DelDir(made.c_str()), 257u);
+  EXPECT_EQ(DelDir(path("made/file").c_str()), kFailed);
+  EXPECT_EQ(DelFile(path("made/file").c_str()), 0u);
+  EXPECT_EQ(DelFile(path("made/file").c_str()), kFailed);
+  EXPECT_EQ(DelFile(made.c_str()), kFailed);
+  EXPECT_EQ(DelDir(made.c_str()), 0u);
+  EXPECT_EQ(DelDir(made.c_str()), 256u);
+  const Fault fault(Call::mkdir, 1, EACCES);
+  EXPECT_EQ(CreateDir(directory.c_str()), 0u) << "it exists after all";
+}
+
+TEST_F(FileFunctions, Sizes)
+{
+  const std::string file = path("file");
+  const auto sizeOf = [](const std::string &name) {
+    uint32_t size = 99;
+    const uint32_t status = GetSizeOfFile(name.c_str(), &size);
+    return std::to_string(static_cast<int32_t>(status)) + " " + std::to_string(size);
+  };
+  EXPECT_EQ(sizeOf(file), "-1 0");
+  put(file, "12345");
+  EXPECT_EQ(sizeOf(file), "0 5");
+  EXPECT_EQ(sizeOf(directory), "-1 0");
+  mkfifo(path("fifo").c_str(), 0666);
+  EXPECT_EQ(sizeOf(path("fifo")), "-1 0");
+  const Stream stream(fopen(file.c_str(), "r"));
+  fseek(stream.get(), 2, SEEK_SET);
+  EXPECT_EQ(GetStreamFileSize(stream.get()), 5);
+  EXPECT_EQ(ftell(stream.get()), 2);
+  for (const uint64_t size : {0x7FFFFFFFull, 0x80000000ull}) {
+    fs::resize_file(file, size);
+    EXPECT_EQ(sizeOf(file), size > INT32_MAX ? "-1 0" : "0 2147483647");
+    EXPECT_EQ(GetStreamFileSize(stream.get()), size > INT32_MAX ? -1 : INT32_MAX);
+  }
+  support::expectOneFunction({"GetSizeOfFile", "GetTmpFile"});
+}
+
+TEST_F(FileFunctions, ReplaceFile)
+{
+  const std::string to = path("to");
+  const std::string from = path("from");
+  const auto replace = [&] { return ReplaceFile(to.c_str(), from.c_str()); };
+  put(from, "new");
+  EXPECT_EQ(replace(), 270u);
+  EXPECT_EQ(get(from), "new");
+  put(to, "old");
+  chmod(from.c_str(), 0600);
+  EXPECT_EQ(replace(), 0u);
+  EXPECT_EQ(get(to) + get(from), "new(missing)");
+  EXPECT_EQ(fs::status(to).permissions(), fs::perms(0664));
+  fs::create_hard_link(to, from);
+  EXPECT_EQ(replace(), 0u) << "two names of one file";
+  EXPECT_EQ(get(to) + get(from), "new(missing)");
+  fs::create_symlink(to, from);
+  fs::rename(to, path("target"));
+  fs::create_symlink(path("target"), to);
+  put(path("other"), "next");
+  EXPECT_EQ(ReplaceFile(to.c_str(), path("other").c_str()), 0u);
+  EXPECT_FALSE(fs::is_symlink(to));
+  EXPECT_EQ(get(path("target")), "new");
+  fs::remove(from);
+  EXPECT_EQ(replace(), 258u);
+  EXPECT_EQ(get(to), "(missing)");
+}
+
+TEST_F(FileFunctions, TemporaryNames)
+{
+  fs::current_path("/etc");
+  Buffer small(19);
+  EXPECT_EQ(GetTmpFile(directory.c_str(), small.data(), &small.size), 16u);
+  EXPECT_EQ(small.size, 20u);
+  Buffer name(20);
+  EXPECT_EQ(GetTmpFile(path("no").c_str(), name.data(), &name.size), 256u);
+  EXPECT_EQ(GetTmpFile(directory.c_str(), name.data(), &name.size), 0u);
+  EXPECT_EQ(name.size, strlen(name.data()) + 1);
+  EXPECT_FALSE(fs::exists(name.data()));
+  EXPECT_EQ(fs::current_path(), "/etc");
+  std::string deep = directory;
+  for (const uint32_t length : {255u, 256u}) {
+    deep = directory + "/" + times(100, 'd') + "/" + times(length - directory.size() - 102, 'e');
+    fs::create_directories(deep);
+    fs::current_path(deep);
+    name.size = 20;
+    EXPECT_EQ(GetTmpFile(directory.c_str(), name.data(), &name.size), length > 255 ? 16u : 0u);
+    fs::current_path("/");
+  }
+  support::Child child([&](support::Child::Inside &inside) {
+    fs::current_path(deep);
+    fs::current_path("..");
+    fs::remove_all(path(times(100, 'd')));
+    name.size = 20;
+    inside.report({GetTmpFile(directory.c_str(), name.data(), &name.size)});
+  });
+  EXPECT_EQ(child.report(), "16\n") << "the working directory has no path";
+}
+
+}  // namespace

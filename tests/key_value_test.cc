@@ -1,0 +1,321 @@
+// Key=value files: normal forms, loading, setting one occurrence while all other lines keep their bytes, and what is on
+// the disk after each system call and allocation has failed.
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "qvsupt32.h"
+#include "support/faults.h"
+#include "support/record_locks.h"
+#include "support/scratch.h"
+
+namespace {
+
+using support::Call;
+using support::Fault;
+using support::get;
+using support::put;
+using namespace std::string_literals;
+namespace fs = std::filesystem;
+
+constexpr uint32_t kFailed = 0xFFFFFFFF;
+constexpr size_t kMostText = 8448;
+
+class KeyValue : public support::Scratch {
+ protected:
+  /// The entries of a file as "key=value|", or "none".
+  std::string load() const
+  {
+    uint32_t count = 99;
+    CFGUKeyValueEntry *entries = SMCFGGetKeyValueEntries(file.c_str(), &count);
+    if (entries == nullptr) {
+      return "none" + std::to_string(count);
+    }
+    std::string text;
+    for (uint32_t i = 0; i < count; ++i) {
+      text += std::string(entries[i].key) + "=" + entries[i].value + "|";
+    }
+    SMCFGFreeKeyValueEntries(entries, count);
+    return text;
+  }
+
+  uint32_t set(const char *key, const char *value, uint32_t occurrence) const
+  {
+    const CFGUKeyValueEntry entry = {const_cast<char *>(key), const_cast<char *>(value)};
+    return SMCFGSetKeyValueEntry(file.c_str(), &entry, occurrence);
+  }
+
+  const std::string file = path("x.cfg");
+  const std::string temporary = path("qvcfgu32.tmp");
+};
+
+TEST(KeyValueLine, NormalForm)
+{
+  const struct {
+    std::string line, normal;
+  } rows[] = {{"name  = \ttwo words \r\n", "name=two words"},
+              {"\"my key\"=x", "my key=x"},
+              {" my\tkey\r\n =x", "mykey=x"},
+              {"k=", "k="},
+              {"k= \t\r\n", "k="},
+              {"k=\n", "k="},
+              {"k=\" v \" \n", "k= v "},
+              {"\"k = v \"w", "k = v w"},
+              {"k = \"a=b\" = c", "k=a=b = c"},
+              {"=", "="},
+              {" = v", "=v"},
+              {"a\"b=\"c\" \"", "ab=c "},
+              {"k=\"\"", "k="},
+              {" no \"equals\" \n", " no \"equals\" \n"},
+              {"", ""}};
+  for (const auto &row : rows) {
+    std::string line = row.line;
+    CFGUEntryRemoveWhiteSpaceAndDQuotes(line.data());
+    EXPECT_STREQ(line.c_str(), row.normal.c_str());
+  }
+}
+
+TEST(KeyValueLine, Positions)
+{
+  EXPECT_EQ(CFGUEqualPosition(""), -1);
+  EXPECT_EQ(CFGUEqualPosition("ab"), -1);
+  EXPECT_EQ(CFGUEqualPosition("a=b="), 1);
+  EXPECT_EQ(CFGUGetFirstNonWhiteSpacePos(""), -1);
+  EXPECT_EQ(CFGUGetFirstNonWhiteSpacePos(" \t\n"), 2);
+  EXPECT_EQ(CFGUGetFirstNonWhiteSpacePos("x"), 0);
+  for (const std::string text : {"abc", "a", ""}) {
+    std::string shifted = text;
+    CharsLeftShift(shifted.data());
+    EXPECT_STREQ(shifted.c_str(), text.substr(text.empty() ? 0 : 1).c_str());
+  }
+}
+
+TEST_F(KeyValue, LoadsTheEntries)
+{
+  const std::string piece(8449, 'x');
+  const std::string longest(kMostText - 1, 'v');
+  const struct {
+    std::string content, entries;
+  } rows[] = {{"a = 1\n# a=2\na=\"x y\"\nb\n", "a=1|a=x y|"},
+              {";a=1\n \t#a=2\n\"#\"a=3\n", "none0"},
+              {"a#=1\nk=\n=v", "a#=1|k=|=v|"},
+              {"a\0b=1\na=1\0002\n"s, "a=1|"},
+              {"\n\nb\n", "none0"},
+              {"", "none0"},
+              {piece + "a=1\n", "a=1|"},
+              {piece.substr(1) + "a=1\n", "=1|"},
+              {"k=" + longest + "\n", "k=" + longest + "|"}};
+  for (const auto &row : rows) {
+    put(file, row.content);
+    EXPECT_EQ(load(), row.entries);
+  }
+  std::string lines;
+  std::string entries;
+  for (int i = 0; i < 40; ++i) {
+    lines += " k" + std::to_string(i) + " = \"v\"\n";
+    entries += "k" + std::to_string(i) + "=v|";
+  }
+  put(file, lines);
+  EXPECT_EQ(load(), entries);
+  const unsigned failures = support::failEach(Call::allocation, ENOMEM, [&](unsigned) {
+    uint32_t loaded = 9;
+    CFGUFreeKeyValueEntries(CFGUGetKeyValueEntries(file.c_str(), &loaded), loaded);
+    EXPECT_TRUE(loaded == 0 || loaded == 40) << loaded;
+  });
+  EXPECT_GT(failures, 80u);
+  uint32_t count = 9;
+  EXPECT_EQ(CFGUGetKeyValueEntries(nullptr, &count), nullptr);
+  EXPECT_EQ(count, 0u);
+  for (const auto &[call, nth] : {std::pair(Call::read, 1u), {Call::read, 2u}, {Call::open, 1u}, {Call::fcntl, 1u}}) {
+    const Fault fault(call, nth, EIO);
+    EXPECT_EQ(load(), "none0");
+  }
+}
+
+TEST_F(KeyValue, LookupCountsOccurrences)
+{
+  CFGUKeyValueEntry entries[] = {{strdup("a"), strdup("1")}, {strdup("A"), strdup("2")}, {strdup("a"), strdup("3")}};
+  const auto find = [&](const char *key, uint32_t occurrence) { return CFGUGetKeyValue(entries, 3, key, occurrence); };
+  EXPECT_EQ(find("a", 0), entries[0].value);
+  EXPECT_EQ(find("a", 1), entries[2].value);
+  EXPECT_EQ(find("a", 2), nullptr);
+  EXPECT_EQ(find("a", UINT32_MAX), nullptr);
+  EXPECT_EQ(find("", 0), nullptr);
+  EXPECT_EQ(find(nullptr, 0), nullptr);
+  EXPECT_EQ(CFGUGetKeyValue(entries, 0, "a", 0), nullptr);
+  EXPECT_EQ(CFGUGetKeyValue(nullptr, 3, "a", 0), nullptr);
+  for (const CFGUKeyValueEntry &entry : entries) {
+    free(entry.key);
+    free(entry.value);
+  }
+}
+
+TEST_F(KeyValue, OnePassCountsOrFills)
+{
+  put(file, "a=1\nb=2\n#c=3\nd=4\n");
+  CFGUKeyValueEntry entries[4] = {};
+  uint32_t count = 1;
+  const auto pass = [&](CFGUKeyValueEntry *array, uint32_t room) {
+    count = room;
+    return PopulateKeyValueEntries(file.c_str(), array, &count);
+  };
+  const auto isEmpty = [&] {
+    return std::all_of(std::begin(entries), std::end(entries),
+                       [](const CFGUKeyValueEntry &entry) { return entry.key == nullptr && entry.value == nullptr; });
+  };
+  EXPECT_EQ(pass(nullptr, 1), 271u);
+  EXPECT_EQ(pass(nullptr, 0), kFailed);
+  EXPECT_EQ(count, 3u);
+  EXPECT_EQ(pass(entries, 2), kFailed);
+  EXPECT_EQ(count, 3u);
+  EXPECT_TRUE(isEmpty()) << "nothing stays of a pass that failed";
+  EXPECT_EQ(support::failEach(Call::allocation, ENOMEM,
+                              [&](unsigned nth) {
+                                const uint32_t status = pass(entries, 4);
+                                EXPECT_EQ(status, nth <= 8 ? 272u : 0u);
+                                EXPECT_EQ(isEmpty(), status != 0);
+                              }),
+            8u)
+      << "two blocks to read, and two an entry";
+  EXPECT_EQ(count, 3u);
+  EXPECT_STREQ(entries[2].key, "d");
+  for (CFGUKeyValueEntry &entry : entries) {
+    free(entry.key);
+    free(entry.value);
+    entry = {};
+  }
+  const struct {
+    Call call;
+    unsigned nth;
+    uint32_t status;
+  } faults[] = {{Call::fcntl, 1, 11}, {Call::open, 1, kFailed}, {Call::read, 1, kFailed}, {Call::read, 2, kFailed}};
+  for (const auto &fault : faults) {
+    const Fault failing(fault.call, fault.nth, EIO);
+    EXPECT_EQ(pass(entries, 4), fault.status);
+    EXPECT_TRUE(isEmpty());
+  }
+}
+
+TEST_F(KeyValue, SettingChangesOneOccurrence)
+{
+  const std::string four = "a = 1\n# a=2\na=\"x y\"\nb\n";
+  const struct {
+    std::string content;
+    const char *key, *value;
+    uint32_t occurrence, status;
+    std::string result;
+  } rows[] = {{four, "a", "z", 1, 0, "a = 1\n# a=2\na=z\nb\n"},
+              {four, "a", "z", 0, 0, "a=z\n# a=2\na=\"x y\"\nb\n"},
+              {four, "a", " \"z\" ", 2, 0, four + "a= \"z\" \n"},
+              {four, "a", "z", 3, 271, four},
+              {four, "a", nullptr, 0, 0, "# a=2\na=\"x y\"\nb\n"},
+              {four, "a", nullptr, 2, 263, four},
+              {four, "a", nullptr, 5, 271, four},
+              {four, "A", "", 0, 0, four + "A=\n"},
+              {four, "A", "v", 1, 271, four},
+              {four, "# a", "v", 0, 0, four + "# a=v\n"},
+              {"x\0y\r\nk=1\0\n k \t=2"s, "k", "v", 1, 0, "x\0y\r\nk=1\0\nk=v\n"s},
+              {"x", "k", "v", 0, 0, "x\nk=v\n"},
+              {"k=1", "k", "v", 1, 0, "k=1\nk=v\n"},
+              {"", "k", "v", 0, 0, "k=v\n"},
+              {"", "k", nullptr, 0, 263, ""},
+              {"\"my key\"=1\n", "my key", "2", 0, 0, "my key=2\n"},
+              {"k" + std::string(8448, ' ') + "=1\nk=2\n", "k", "v", 0, 0, "k" + std::string(8448, ' ') + "=1\nk=v\n"},
+              {"k" + std::string(8447, ' ') + "=1\nk=2\n", "k", "v", 0, 0, "k=v\n1\nk=2\n"}};
+  for (const auto &row : rows) {
+    put(file, row.content);
+    EXPECT_EQ(set(row.key, row.value, row.occurrence), row.status) << row.content.substr(0, 40);
+    EXPECT_EQ(get(file), row.result);
+  }
+  EXPECT_EQ(fs::status(file).permissions(), fs::perms(0664));
+  const std::string longest(kMostText - 1, 'v');
+  put(file, "x=1\n");
+  EXPECT_EQ(set("k", (longest + "v").c_str(), 0), 264u);
+  EXPECT_EQ(set(std::string(kMostText + 1, 'k').c_str(), nullptr, 0), 264u);
+  EXPECT_EQ(set("k", longest.c_str(), 0), 0u);
+  EXPECT_EQ(get(file), "x=1\nk=" + longest + "\n");
+  EXPECT_EQ(load(), "x=1|k=" + longest + "|");
+}
+
+TEST_F(KeyValue, ArgumentsAndFilesThatDoNotDo)
+{
+  const CFGUKeyValueEntry noKey = {nullptr, nullptr};
+  EXPECT_EQ(CFGUSetKeyValueEntry(nullptr, &noKey, 0), 271u);
+  EXPECT_EQ(CFGUSetKeyValueEntry(file.c_str(), nullptr, 0), 271u);
+  EXPECT_EQ(CFGUSetKeyValueEntry(file.c_str(), &noKey, 0), 271u);
+  EXPECT_EQ(set("k", "v", 0), 260u);
+  EXPECT_TRUE(fs::is_empty(directory)) << "a missing file is not created";
+  mkfifo(file.c_str(), 0666);
+  EXPECT_EQ(set("k", "v", 0), 260u);
+  EXPECT_EQ(load(), "none0");
+  fs::remove(file);
+  fs::create_directory(file);
+  EXPECT_EQ(set("k", "v", 0), kFailed);
+  EXPECT_EQ(load(), "none0");
+  fs::remove(file);
+  put(path("victim"), "victim");
+  fs::remove(temporary);
+  fs::create_symlink(path("victim"), temporary);
+  put(file, "k=1\n");
+  EXPECT_EQ(set("k", "v", 0), 0u);
+  EXPECT_EQ(get(file) + get(path("victim")), "k=v\nvictim");
+  put(temporary, "k=1\n");
+  const CFGUKeyValueEntry entry = {const_cast<char *>("k"), const_cast<char *>("v")};
+  EXPECT_EQ(CFGUSetKeyValueEntry(temporary.c_str(), &entry, 0), 260u);
+  EXPECT_EQ(get(temporary), "k=1\n");
+  EXPECT_EQ(CFGUSetKeyValueEntry(path("a/b/x.cfg").c_str(), &entry, 0), kFailed);
+  EXPECT_EQ(CFGUSetKeyValueEntry(path("a/x.cfg").c_str(), &entry, 0), 260u);
+  EXPECT_TRUE(fs::is_directory(path("a")));
+}
+
+TEST_F(KeyValue, EveryFailureLeavesTheOldContentOrTheNew)
+{
+  const std::string content = "k=1\nx\nk=2\n";
+  const struct {
+    const char *value;
+    uint32_t occurrence;
+    std::string result;
+  } operations[] = {{"v", 1, "k=1\nx\nk=v\n"}, {nullptr, 0, "x\nk=2\n"}, {"v", 2, content + "k=v\n"}};
+  const struct {
+    Call call;
+    int error;
+    uint32_t status;  // beside 0
+  } faults[] = {{Call::allocation, ENOMEM, 272}, {Call::open, EMFILE, 260},  {Call::read, EIO, kFailed},
+                {Call::write, ENOSPC, 19},       {Call::fdatasync, EIO, 19}, {Call::close, EIO, 19},
+                {Call::rename, EIO, 0},          {Call::lstat, EIO, 0},      {Call::fstat, EIO, 260},
+                {Call::chmod, EPERM, 0},         {Call::fcntl, EIO, 11},     {Call::mkdir, EACCES, 0}};
+  for (const auto &operation : operations) {
+    for (const auto &fault : faults) {
+      bool struck = true;
+      for (unsigned nth = 1; struck; ++nth) {
+        put(file, content);
+        const long blocks = support::liveBlocks();
+        uint32_t status;
+        {
+          const Fault failing(fault.call, nth, fault.error);
+          status = set("k", operation.value, operation.occurrence);
+          struck = failing.struck();
+        }
+        EXPECT_EQ(support::liveBlocks(), blocks);
+        EXPECT_TRUE(status == 0 || (struck && status == fault.status)) << status;
+        EXPECT_EQ(get(file), status == 0 ? operation.result : content) << static_cast<int>(fault.call) << " " << nth;
+      }
+    }
+  }
+  const Fault renames(Call::rename, 1, EIO, true);
+  {
+    const Fault unlinks(Call::unlink, 2, EIO);
+    put(temporary, "left over");
+    EXPECT_EQ(set("k", "v", 0), 270u);
+    EXPECT_EQ(get(file), operations[2].result);
+  }
+  EXPECT_EQ(set("k", "v", 0), 258u);
+  EXPECT_EQ(get(file), "(missing)");
+  EXPECT_EQ(get(temporary), "k=v\nx\nk=2\nk=v\n");
+}
+
+}  // namespace
