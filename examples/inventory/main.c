@@ -2,7 +2,7 @@
 //
 // The receiver makes a room to meet in and starts the sender, which is this program too. The sender collects the facts,
 // builds an object of them and leaves its flat binary form in the room. The receiver reads, rebuilds, prints and edits
-// it, and answers with a checksum.
+// it, and answers with a checksum. It logs what happens in the event logs of the machine.
 #include <fcntl.h>
 #include <signal.h>
 #include <stdbool.h>
@@ -13,6 +13,7 @@
 #include "parameters.h"
 #include "receiver.h"
 #include "sender.h"
+#include "system_log.h"
 
 enum { kExitUsage = 2 };
 
@@ -37,7 +38,14 @@ static int run(int count, char *const *arguments)
     explainUsage(stderr);
     return kExitUsage;
   }
-  return parameters.isSender ? runSender(&parameters) : runReceiver(&parameters, count, arguments);
+  switch (parameters.role) {
+    case kSender:
+      return runSender(&parameters);
+    case kSystemLog:
+      return runSystemLog();
+    default:
+      return runReceiver(&parameters, count, arguments);
+  }
 }
 
 int main(int count, char **arguments)

@@ -19,12 +19,13 @@ static const char kProgram[] = "inventory";
 
 // Every name, with what stands in the usage for its value.
 static char kLanguage[] = "lang=NAME";
+static char kStore[] = "store=true";
 static char kCorrupt[] = "corrupt=true";
 static char kDeath[] = "die=WHERE";
 static char kPatience[] = "wait=STEPS";
 static char kRoom[] = "room=NAME";
 char kSenderArgument[] = "role=sender";
-static char *const kKnown[] = {kLanguage, kCorrupt, kDeath, kPatience, kRoom, kSenderArgument};
+static char *const kKnown[] = {kLanguage, kStore, kCorrupt, kDeath, kPatience, kRoom, kSenderArgument};
 static const int32_t kKnownCount = sizeof(kKnown) / sizeof(kKnown[0]);
 
 void explainUsage(FILE *stream)
@@ -37,11 +38,13 @@ void explainUsage(FILE *stream)
       "  lang=NAME     the language: es, de, en_US, en_GB, fr, ja, ko, pt_BR, zh or zh_TW; that of LANG unless told\n"
       "  wait=STEPS    how long either process waits for the other, in steps of about a millisecond; 10000 unless "
       "told\n"
+      "  store=true    keep chosen facts in inventory.ini and the run in history.cfg, both in the suite's directory\n"
       "  corrupt=true  damage the facts on the way: the receiver refuses them, the exit status is 1\n"
       "  die=locked    kill the second process when it has taken the mutex; the exit status is 1\n"
       "  die=written   kill it when it has written its block and not yet announced it; the exit status is 1\n"
       "  room=NAME     the name under which the processes meet, \"inventory\" unless told\n"
-      "  role=sender   be the second process; the first starts it\n",
+      "  role=sender   be the second process; the first starts it\n"
+      "  role=syslog   stand in for the system log: print what /dev/log receives, until told to stop\n",
       stream);
 }
 
@@ -117,13 +120,18 @@ static bool readDeath(int count, char *const *arguments, Death *death)
   return true;
 }
 
-static bool readRole(int count, char *const *arguments, bool *isSender)
+static bool readRole(int count, char *const *arguments, Role *role)
 {
-  const char *role = NULL;
-  readText(count, arguments, kSenderArgument, &role);
-  *isSender = role != NULL;
-  if (role != NULL && strcmp(role, SMNVPGetUTF8ParamValue(kSenderArgument)) != 0) {
-    complain(kProgram, "role: \"%s\" is not \"sender\"", role);
+  const char *name = NULL;
+  readText(count, arguments, kSenderArgument, &name);
+  if (name == NULL) {
+    *role = kReceiver;
+  } else if (strcmp(name, SMNVPGetUTF8ParamValue(kSenderArgument)) == 0) {
+    *role = kSender;
+  } else if (strcmp(name, "syslog") == 0) {
+    *role = kSystemLog;
+  } else {
+    complain(kProgram, "role: \"%s\" is neither \"sender\" nor \"syslog\"", name);
     return false;
   }
   return true;
@@ -136,6 +144,7 @@ bool readParameters(int count, char *const *arguments, Parameters *parameters)
       return false;
     }
   }
+  SMBool store = 0;
   SMBool corrupt = 0;
   *parameters = (Parameters){
       .language = SMGetLocalLanguageID(),
@@ -144,10 +153,11 @@ bool readParameters(int count, char *const *arguments, Parameters *parameters)
   };
   readText(count, arguments, kRoom, &parameters->room);
   const bool read = readTyped(count, arguments, kLanguage, SM_TYPE_LANGID, &parameters->language, sizeof(uint32_t)) &&
+                    readTyped(count, arguments, kStore, SM_TYPE_BOOLEAN, &store, sizeof(store)) &&
                     readTyped(count, arguments, kCorrupt, SM_TYPE_BOOLEAN, &corrupt, sizeof(corrupt)) &&
                     readTyped(count, arguments, kPatience, SM_TYPE_U16, &parameters->patience, sizeof(uint16_t)) &&
-                    readDeath(count, arguments, &parameters->death) &&
-                    readRole(count, arguments, &parameters->isSender);
+                    readDeath(count, arguments, &parameters->death) && readRole(count, arguments, &parameters->role);
+  parameters->store = store != 0;
   parameters->corrupt = corrupt != 0;
   return read;
 }

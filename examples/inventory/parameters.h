@@ -12,13 +12,21 @@ typedef enum Death {
   kDeathWithoutAnEvent,  // with the mutex and a block that is not announced
 } Death;
 
+// What this process is.
+typedef enum Role {
+  kReceiver,   // the first process
+  kSender,     // the second
+  kSystemLog,  // a stand-in for the machine's
+} Role;
+
 typedef struct Parameters {
   uint32_t language;  // identifier
+  bool store;
   bool corrupt;
   Death death;
   uint16_t patience;  // steps of about a millisecond
   const char *room;
-  bool isSender;  // the second process
+  Role role;
 } Parameters;
 
 // What the second process gets beside the parameters of the first.

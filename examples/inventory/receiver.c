@@ -4,7 +4,6 @@
 
 #include <errno.h>
 #include <inttypes.h>
-#include <signal.h>
 #include <stdbool.h>
 #include <stdlib.h>
 #include <string.h>
@@ -13,39 +12,29 @@
 #include "block.h"
 #include "checksum.h"
 #include "child.h"
+#include "events.h"
+#include "history.h"
 #include "inspect.h"
 #include "object.h"
 #include "report.h"
 #include "room.h"
 #include "schema.h"
+#include "settings.h"
+#include "stop.h"
 
 typedef struct Receiver {
   Room room;
   Child sender;
+  uint32_t language;  // of the event logs
   uint32_t patience;  // steps, in every wait
+  bool stores;
 } Receiver;
 
 static const char kSide[] = "receiver";
 
-// Whoever is told to stop still has a room to remove.
-static volatile sig_atomic_t toldToStop;
-
-static void noteStop(int signal)
-{
-  (void)signal;
-  toldToStop = 1;
-}
-
-static void heedSignals(void)
-{
-  (void)signal(SIGHUP, noteStop);  // these are signals, so they can be handled
-  (void)signal(SIGINT, noteStop);
-  (void)signal(SIGTERM, noteStop);
-}
-
 static bool isNoMoreToBeWaitedFor(void *sender)
 {
-  return toldToStop != 0 || hasEnded(sender);
+  return isToldToStop() || hasEnded(sender);
 }
 
 // Looks into the room after a wait without an announcement. A process that dies takes its hold on the mutex with it, so
@@ -74,7 +63,7 @@ static bool awaitBlock(Receiver *receiver)
   }
   if (receiver->sender.ended) {
     complainOfEnd(&receiver->sender, kSide, "the sender", " before it announced a block");
-  } else if (toldToStop != 0) {
+  } else if (isToldToStop()) {
     complain(kSide, "told to stop before a block was announced");
   } else {
     complain(kSide, "no block was announced within %" PRIu32 " steps of about a millisecond", receiver->patience);
@@ -100,6 +89,7 @@ static bool receiveBlock(Receiver *receiver, Block *block)
     say(kSide, "received %" PRIu32 " bytes", block->size);
   } else {
     complain(kSide, "refused: this is no block, or there is no memory for it");
+    logEvent(kSide, receiver->language, SM_EVENT_ERROR, kEventRefused, NULL);
   }
   return taken;
 }
@@ -136,6 +126,13 @@ static uint32_t edit(Block *block, uint32_t ownID)
   return status;
 }
 
+// Before the answer, so that the sender finds everything when it has that.
+static bool store(const Block *block, uint32_t checksum)
+{
+  const bool stored = storeSettings(kSide, block);
+  return noteRun(kSide, checksum, readHistoryLength()) && stored;
+}
+
 static bool work(Receiver *receiver)
 {
   Block block;
@@ -146,12 +143,17 @@ static bool work(Receiver *receiver)
   if (content.status == SM_STATUS_SUCCESS) {
     content.status = edit(&block, content.receiverID);
   }
-  if (content.status == SM_STATUS_SUCCESS) {
+  bool done = content.status == SM_STATUS_SUCCESS;
+  if (!done) {
+    logEvent(kSide, receiver->language, SM_EVENT_ERROR, kEventRefused, &block);
+  } else {
+    logEvent(kSide, receiver->language, SM_EVENT_INFORMATION, kEventAccepted, NULL);
     content.checksum = adler32(block.bytes, block.size);
+    done = !receiver->stores || store(&block, content.checksum);
     say(kSide, "answering: Adler-32 of the edited block is %08" PRIx32, content.checksum);
   }
   freeBlock(&block);
-  return answer(receiver, &content) && content.status == SM_STATUS_SUCCESS;
+  return answer(receiver, &content) && done;
 }
 
 static bool workWithSender(Receiver *receiver, int count, char *const *arguments)
@@ -169,18 +171,30 @@ static bool workWithSender(Receiver *receiver, int count, char *const *arguments
   return done;
 }
 
-int runReceiver(const Parameters *parameters, int count, char *const *arguments)
+static bool receiveInRoom(const Parameters *parameters, int count, char *const *arguments)
 {
-  heedSignals();
-  Receiver receiver = {.patience = parameters->patience};
+  Receiver receiver = {
+      .language = parameters->language,
+      .patience = parameters->patience,
+      .stores = parameters->store,
+  };
   if (!createRoom(parameters->room, &receiver.room)) {
     complain(kSide,
              "cannot make the room \"%s\": another has it, its name does not do, or the suite's directory is missing",
              parameters->room);
-    return EXIT_FAILURE;
+    return false;
   }
   say(kSide, "made the room \"%s\"", parameters->room);
   const bool done = workWithSender(&receiver, count, arguments);
   closeRoom(&receiver.room);
+  return done;
+}
+
+int runReceiver(const Parameters *parameters, int count, char *const *arguments)
+{
+  heedSignals();
+  logEvent(kSide, parameters->language, SM_EVENT_INFORMATION, kEventStarted, NULL);
+  const bool done = receiveInRoom(parameters, count, arguments);
+  logEvent(kSide, parameters->language, done ? SM_EVENT_SUCCESS : SM_EVENT_WARNING, kEventEnded, NULL);
   return done ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -17,6 +17,7 @@
 #include "report.h"
 #include "room.h"
 #include "schema.h"
+#include "settings.h"
 
 static const char kSide[] = "sender";
 
@@ -150,12 +151,19 @@ static bool agrees(Block *own, const Answer *answer)
   return true;
 }
 
+// Looks at what the receiver has stored.
+static bool findsFactsStored(const Block *own)
+{
+  const bool stored = compareSettings(kSide, own);
+  return listSettings(kSide) && stored;
+}
+
 static bool meet(const Room *room, Block *block, const Parameters *parameters)
 {
   const pid_t parent = getppid();
   Answer answer;
   return handOver(room, block, parameters) && awaitAnswer(room, parent, parameters->patience, &answer) &&
-         agrees(block, &answer);
+         agrees(block, &answer) && (!parameters->store || findsFactsStored(block));
 }
 
 int runSender(const Parameters *parameters)
