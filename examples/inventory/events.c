@@ -14,7 +14,7 @@ enum {
   kDataSizeMax = 32768,  // bytes that an event takes; a block can be larger
 };
 
-// Reads a text. Where it is not there in the language, the default language's is delivered; where the file is not there,
+// Reads a text. Where it is not there in the language, the default language's is delivered; where the file is missing,
 // a text that says so. Where there is none at all the text is empty, and the logs refuse it.
 static void readString(uint32_t stringID, uint32_t language, SMChar16 text[kTextCapacity])
 {

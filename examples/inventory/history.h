@@ -1,5 +1,5 @@
-// The runs of the inventory in a key=value file of the suite, "history.cfg" in its directory "ini": how many there were,
-// and a line for each of the last ones. The file is one that administrators write to as well.
+// The runs of the inventory in a key=value file of the suite, "history.cfg" in its directory "ini": how many there
+// were, and a line for each of the last ones. The file is one that administrators write to as well.
 #pragma once
 
 #include <stdbool.h>

@@ -217,7 +217,7 @@ uint32_t readHistoryLength(void)
   static const uint32_t kUnlessTold = 3;
   uint32_t length = kUnlessTold;
   uint32_t size = sizeof(length);
-  // Where the file, the section or the key is missing, or the value is no number of this type, the default is delivered.
+  // Where the file, the section or the key is missing, the default is delivered.
   (void)SMReadINIFileValue("Inventory", "HistoryLength", SM_INI_TYPE_U32, &length, &size, &kUnlessTold,
                            sizeof(kUnlessTold), kFile, kWaitForLock);
   return length;

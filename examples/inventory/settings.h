@@ -7,8 +7,8 @@
 
 #include "block.h"
 
-// Stores those of the facts that the block has. False, and what is wrong has been said, when one cannot be read from the
-// block or stored.
+// Stores those of the facts that the block has. False, and what is wrong has been said, when one cannot be read from
+// the block or stored.
 bool storeSettings(const char *side, const Block *block);
 
 // Reads the facts back, says them, and compares them with those of the block. False, and what is wrong has been said,
