@@ -1,7 +1,7 @@
 // Settings files beside other ways to read and write them: libinih with a handler that keeps one value, a scan by
-// getline(3), and for key=value files getline and strndup. The limits do by hand what nobody can do without: one read and
-// one memory search; for a set also one write, one fdatasync and one rename. All of them hold the global file lock, as
-// whoever shares these files must; lock/pair tells what of a time that is.
+// getline(3), and for key=value files getline and strndup. The limits do by hand what nobody can do without: one read
+// and one memory search; for a set also one write, one fdatasync and one rename. All of them hold the global file lock,
+// as whoever shares these files must; lock/pair tells what of a time that is.
 //
 // Files lie beside the IPC file, in the sandbox in memory: what is timed is the work, not a disk.
 
@@ -95,7 +95,7 @@ class Settings {
   std::string path, temporary, section, key, value;
 };
 
-// Reading one value ----------------------------------------------------------------------------------------------------
+// Reading one value ---------------------------------------------------------------------------------------------------
 
 using Read = bool (*)(const Settings &settings, char *value);
 
@@ -196,7 +196,7 @@ bool readByMemmem(const Settings &settings, char *value)
   return true;
 }
 
-// Listing the keys of the section --------------------------------------------------------------------------------------
+// Listing the keys of the section -------------------------------------------------------------------------------------
 
 using List = size_t (*)(const Settings &settings, std::vector<char> &list);
 
@@ -249,7 +249,7 @@ size_t listByInih(const Settings &settings, std::vector<char> &list)
   return static_cast<size_t>(listing.end - list.data());
 }
 
-// Setting one key ------------------------------------------------------------------------------------------------------
+// Setting one key -----------------------------------------------------------------------------------------------------
 
 using Set = bool (*)(const Settings &settings, const std::string &value);
 
@@ -274,7 +274,7 @@ bool setByHand(const Settings &settings, const std::string &value)
   return close(file) == 0 && rename(settings.temporary.c_str(), settings.path.c_str()) == 0 && written;
 }
 
-// Key=value files ------------------------------------------------------------------------------------------------------
+// Key=value files -----------------------------------------------------------------------------------------------------
 
 using Load = size_t (*)(const Settings &settings);
 
@@ -347,7 +347,7 @@ bool setEntryByGetline(const Settings &settings, const std::string &value)
   return fclose(output.release()) == 0 && rename(settings.temporary.c_str(), settings.path.c_str()) == 0 && written;
 }
 
-// Rows -----------------------------------------------------------------------------------------------------------------
+// Rows ----------------------------------------------------------------------------------------------------------------
 
 bool hasLock(benchmark::State &state)
 {

@@ -1,5 +1,5 @@
-// Settings files with anything in them, beside a model that is written here anew, line by line: reads, lists and sets of
-// INI and key=value files, byte lists, normal forms. A set has to change what the model changes and nothing else; when
+// Settings files with anything in them, beside a model that is written here anew, line by line: reads, lists and sets
+// of INI and key=value files, byte lists, normal forms. A set has to change what the model changes and nothing else; when
 // an allocation fails, chosen by the last byte of the input, it leaves the old content or the new.
 //
 // The first byte chooses names and value; the rest is the file, in which 0xFF, n, c stands for 66 * n times c.
@@ -56,7 +56,7 @@ void put(const std::string &path, const std::string &content)
   std::ofstream(path, std::ios::binary) << content;
 }
 
-// The model of INI files -----------------------------------------------------------------------------------------------
+// The model of INI files ----------------------------------------------------------------------------------------------
 
 std::vector<std::string> split(const std::string &content)
 {
@@ -216,7 +216,7 @@ Answer modelSet(const std::vector<std::string> &lines, const std::string &sectio
   return {0, added.empty() ? old : withLineFeed(old) + added};
 }
 
-// Checks of INI files --------------------------------------------------------------------------------------------------
+// Checks of INI files -------------------------------------------------------------------------------------------------
 
 Answer read(const std::string &path, const char *section, const char *key, size_t room)
 {
@@ -265,7 +265,7 @@ void checkIni(const std::string &path, const std::string &content, uint8_t choic
   require(get(path) == (status == 0 ? wanted.text : content), "a set changes what the model changes");
 }
 
-// Key=value files ------------------------------------------------------------------------------------------------------
+// Key=value files -----------------------------------------------------------------------------------------------------
 
 std::string modelNormal(const std::string &line)
 {
@@ -350,7 +350,7 @@ void checkKeyValue(const std::string &path, const std::string &content, uint8_t 
   require(get(path) == (status == 0 ? result : content), "a set changes what the model changes");
 }
 
-// Byte lists -----------------------------------------------------------------------------------------------------------
+// Byte lists ----------------------------------------------------------------------------------------------------------
 
 void checkBytes(const std::string &path, const std::string &content)
 {
