@@ -1,6 +1,7 @@
 // Settings files beside other ways to read and write them: libinih with a handler that keeps one value, a scan by
-// getline(3), and for key=value files getline and strndup. The limits do by hand, between a lock and an unlock, what
-// nobody can do without: one read and one memory search; for a set also one write, one fdatasync and one rename.
+// getline(3), and for key=value files getline and strndup. The limits do by hand what nobody can do without: one read
+// and one memory search; for a set also one write, one fdatasync and one rename. All of them hold the global file lock,
+// as whoever shares these files must; lock/pair tells what of a time that is.
 //
 // Files lie beside the IPC file, in the sandbox in memory: what is timed is the work, not a disk.
 
@@ -29,6 +30,14 @@ struct CloseFile {
   void operator()(FILE *file) const { (void)fclose(file); }
 };
 using Stream = std::unique_ptr<FILE, CloseFile>;
+
+class Locked {
+ public:
+  Locked() { require(FileLock(0) == 1, "FileLock", "the lock is not obtained"); }
+  ~Locked() { require(FileUnlock() == 0, "FileUnlock", "the lock is not released"); }
+  Locked(const Locked &) = delete;
+  Locked &operator=(const Locked &) = delete;
+};
 
 /// A line as getline(3) gives it.
 class Lines {
@@ -86,7 +95,7 @@ class Settings {
   std::string path, temporary, section, key, value;
 };
 
-// Reading one value ----------------------------------------------------------------------------------------------------
+// Reading one value ---------------------------------------------------------------------------------------------------
 
 using Read = bool (*)(const Settings &settings, char *value);
 
@@ -105,6 +114,7 @@ bool isHeader(std::string_view line, std::string_view section)
 
 bool readByGetline(const Settings &settings, char *value)
 {
+  const Locked lock;
   Lines lines(settings.path);
   std::string_view line;
   bool inside = false;
@@ -141,6 +151,7 @@ int keepWanted(void *user, const char *section, const char *name, const char *va
 bool readByInih(const Settings &settings, char *value)
 {
   Wanted wanted = {&settings, value, false};
+  const Locked lock;
   (void)ini_parse(settings.path.c_str(), keepWanted, &wanted);
   return wanted.found;
 }
@@ -178,14 +189,14 @@ std::string_view findValue(const Settings &settings, const Content &content)
 
 bool readByMemmem(const Settings &settings, char *value)
 {
-  const bool locked = FileLock(0) == 1;
+  const Locked lock;
   const Content content(settings.path);
   const std::string_view found = findValue(settings, content);
   value[found.copy(value, kRoom - 1)] = '\0';
-  return FileUnlock() == 0 && locked;
+  return true;
 }
 
-// Listing the keys of the section --------------------------------------------------------------------------------------
+// Listing the keys of the section -------------------------------------------------------------------------------------
 
 using List = size_t (*)(const Settings &settings, std::vector<char> &list);
 
@@ -199,6 +210,7 @@ size_t listOurs(const Settings &settings, std::vector<char> &list)
 
 size_t listByGetline(const Settings &settings, std::vector<char> &list)
 {
+  const Locked lock;
   Lines lines(settings.path);
   std::string_view line;
   bool inside = false;
@@ -232,11 +244,12 @@ int addName(void *user, const char *section, const char *name, const char *)
 size_t listByInih(const Settings &settings, std::vector<char> &list)
 {
   Listing listing = {&settings, list.data()};
+  const Locked lock;
   (void)ini_parse(settings.path.c_str(), addName, &listing);
   return static_cast<size_t>(listing.end - list.data());
 }
 
-// Setting one key ------------------------------------------------------------------------------------------------------
+// Setting one key -----------------------------------------------------------------------------------------------------
 
 using Set = bool (*)(const Settings &settings, const std::string &value);
 
@@ -249,7 +262,7 @@ bool setOurs(const Settings &settings, const std::string &value)
 
 bool setByHand(const Settings &settings, const std::string &value)
 {
-  const bool locked = FileLock(0) == 1;
+  const Locked lock;
   const Content content(settings.path);
   const std::string_view old = findValue(settings, content);
   const int file = open(settings.temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0664);
@@ -258,11 +271,10 @@ bool setByHand(const Settings &settings, const std::string &value)
                           {const_cast<char *>(old.data() + old.size()),
                            static_cast<size_t>(content.bytes.get() + content.size - (old.data() + old.size()))}};
   const bool written = writev(file, pieces, 3) > 0 && fdatasync(file) == 0;
-  return close(file) == 0 && rename(settings.temporary.c_str(), settings.path.c_str()) == 0 && FileUnlock() == 0 &&
-         written && locked;
+  return close(file) == 0 && rename(settings.temporary.c_str(), settings.path.c_str()) == 0 && written;
 }
 
-// Key=value files ------------------------------------------------------------------------------------------------------
+// Key=value files -----------------------------------------------------------------------------------------------------
 
 using Load = size_t (*)(const Settings &settings);
 
@@ -290,6 +302,7 @@ std::string_view trim(std::string_view text)
 
 size_t loadByGetline(const Settings &settings)
 {
+  const Locked lock;
   Lines lines(settings.path);
   std::string_view line;
   std::vector<CFGUKeyValueEntry> entries;
@@ -318,6 +331,7 @@ bool setEntryOurs(const Settings &settings, const std::string &value)
 
 bool setEntryByGetline(const Settings &settings, const std::string &value)
 {
+  const Locked lock;
   Lines lines(settings.path);
   Stream output(fopen(settings.temporary.c_str(), "w"));
   std::string_view line;
@@ -333,7 +347,7 @@ bool setEntryByGetline(const Settings &settings, const std::string &value)
   return fclose(output.release()) == 0 && rename(settings.temporary.c_str(), settings.path.c_str()) == 0 && written;
 }
 
-// Rows -----------------------------------------------------------------------------------------------------------------
+// Rows ----------------------------------------------------------------------------------------------------------------
 
 bool hasLock(benchmark::State &state)
 {

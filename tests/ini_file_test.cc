@@ -1,5 +1,5 @@
-// INI files: exact bytes and statuses of reads, lists and rewrites; files with anything in them and anything in place of
-// files; and what is on the disk after each system call and allocation has failed.
+// INI files: exact bytes and statuses of reads, lists and rewrites; files with anything in them, and anything in place
+// of files; and what is on the disk after each system call and allocation has failed.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -155,6 +155,41 @@ TEST(AttachCount, LastDetachTearsDownAndALaterAttachSetsUp)
             "1 0 0 1 closed\n0 0 0 1 closed\n0 0 -1\n1 1 25000 0 open\n1 0\n");
 }
 
+TEST(AttachCount, InstallPathsAreKnownWhileAttachedAndKeptByAnAttachThatFails)
+{
+  setenv("velainstallpath", "/one", 1);
+  Child child([](Inside &inside) {
+    const Library library;
+    SMInstallPath *&cache = OF(library, pGInstallPathList);
+    const auto report = [&](uint32_t result) {
+      inside.report("%u %u %s", result, OF(library, gInstallPathListCount),
+                    cache == nullptr ? "none" : cache[1].installPath);
+    };
+    report(1);
+    setenv("velainstallpath", "/two", 1);
+    report(OF(library, ModuleAttach)());
+    report(OF(library, ModuleDetach)());
+    report(OF(library, ModuleDetach)());
+    {
+      // The first allocation of an attach is the cache; one later is a step's that fails it.
+      const Fault fault(Call::allocation, 2, ENOMEM, true);
+      report(OF(library, ModuleAttach)());
+    }
+    setenv("velainstallpath", "/three", 1);
+    report(OF(library, ModuleAttach)());
+    report(OF(library, ModuleDetach)());
+    {
+      const Fault fault(Call::allocation, 1);
+      report(OF(library, ModuleAttach)());
+    }
+    report(OF(library, ModuleDetach)());
+  });
+  unsetenv("velainstallpath");
+  EXPECT_EQ(child.report(),
+            "1 3 /one\n1 3 /one\n1 3 /one\n1 0 none\n0 3 /two\n1 3 /two\n1 0 none\n1 0 none\n1 0 none\n")
+      << "without memory for the paths the library attaches";
+}
+
 TEST(AttachCount, FirstAttachAndLastDetachHoldTheLock)
 {
   Child child([](Inside &inside) {

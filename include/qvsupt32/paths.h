@@ -2,8 +2,8 @@
  *
  * Each product that the suite knows has an install directory, below which its files lie. The directories are worked out
  * once, when the library is attached, and kept for the process: later changes of the environment are not seen. A
- * product's directory comes from the environment variable <product name>installpath, with the name in lower case or else
- * the whole in upper case, and where neither is set from the platform:
+ * product's directory comes from the environment variable <product name>installpath, with the name in lower case or
+ * else the whole in upper case, and where neither is set from the platform:
  *
  *   product      identifier   variable                                   platform directory
  *   "ZKRoot"     1            zkrootinstallpath or ZKROOTINSTALLPATH     /etc/tallowmere

@@ -216,7 +216,7 @@ void writeSection(std::string_view section, std::string_view key, const char *va
   writeKeyLine(key, value, output);
 }
 
-/// Appends to a file that is missing. A new file that is whole takes its place; where that cannot be, it is appended to.
+/// Appends to a file that is missing: a new file that is whole takes its place where that can be.
 Status appendToMissing(const char *section, const char *key, const char *value, const char *path,
                        const char *temporaryPath)
 {

@@ -1,0 +1,417 @@
+// Settings files with anything in them, beside a model that is written here anew, line by line: reads, lists and sets
+// of INI and key=value files, byte lists, normal forms. A set has to change what the model changes and nothing else; when
+// an allocation fails, chosen by the last byte of the input, it leaves the old content or the new.
+//
+// The first byte chooses names and value; the rest is the file, in which 0xFF, n, c stands for 66 * n times c.
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "failing_heap.h"
+#include "qvsupt32.h"
+
+namespace {
+
+constexpr size_t kLineLimit = 8449;
+
+void require(bool holds, const char *what)
+{
+  if (!holds) {
+    fprintf(stderr, "does not hold: %s\n", what);
+    abort();
+  }
+}
+
+const std::string &directory()
+{
+  static const std::string path = "/dev/shm/store_fuzz." + std::to_string(getpid());
+  static const bool made = mkdir(path.c_str(), 0755) == 0 && atexit([] {
+                                                               (void)unlink((path + "/x.ini").c_str());
+                                                               (void)unlink((path + "/qvpstr32.tmp").c_str());
+                                                               (void)unlink((path + "/qvcfgu32.tmp").c_str());
+                                                               (void)rmdir(path.c_str());
+                                                             }) == 0;
+  require(made, "a directory in memory");
+  return path;
+}
+
+std::string get(const std::string &path)
+{
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+void put(const std::string &path, const std::string &content)
+{
+  std::ofstream(path, std::ios::binary) << content;
+}
+
+// The model of INI files ----------------------------------------------------------------------------------------------
+
+std::vector<std::string> split(const std::string &content)
+{
+  std::vector<std::string> lines(1);
+  for (const char c : content) {
+    lines.back() += c;
+    if (c == '\n' || lines.back().size() == kLineLimit) {
+      lines.emplace_back();
+    }
+  }
+  if (lines.back().empty()) {
+    lines.pop_back();
+  }
+  return lines;
+}
+
+struct Line {
+  enum { kComment, kHeader, kMalformed, kKey } kind;
+  bool hasEquals = false;
+  std::string name, value;
+};
+
+Line parse(const std::string &line)
+{
+  std::string text = line.c_str();
+  if (!text.empty() && text.back() == '\n') {
+    text.pop_back();
+  }
+  if (text.find_first_of(";#") == 0) {
+    return {Line::kComment, false, "", ""};
+  }
+  text.erase(0, std::min(text.find_first_not_of(" \t"), text.size()));
+  if (text.find('[') == 0) {
+    const size_t end = text.find(']');
+    return end == std::string::npos ? Line{Line::kMalformed, false, "", ""}
+                                    : Line{Line::kHeader, false, text.substr(1, end - 1), ""};
+  }
+  const size_t equals = text.find('=');
+  const bool hasEquals = equals != std::string::npos;
+  return {Line::kKey, hasEquals, text.substr(0, equals), hasEquals ? text.substr(equals + 1) : ""};
+}
+
+/// The index behind the header of a section, or the status.
+struct Place {
+  uint32_t status;
+  size_t line;
+};
+
+Place find(const std::vector<std::string> &lines, const std::string &section)
+{
+  for (size_t i = 0; i < lines.size(); ++i) {
+    const Line line = parse(lines[i]);
+    if (line.kind == Line::kMalformed) {
+      return {261, 0};
+    }
+    if (line.kind == Line::kHeader && line.name == section) {
+      return {0, i + 1};
+    }
+  }
+  return {262, 0};
+}
+
+bool endsSection(const Line &line)
+{
+  return line.kind == Line::kHeader || line.kind == Line::kMalformed;
+}
+
+struct Answer {
+  uint32_t status;
+  std::string text;
+};
+
+Answer modelRead(const std::vector<std::string> &lines, const std::string &section, const std::string &key)
+{
+  const Place place = find(lines, section);
+  for (size_t i = place.line; place.status == 0 && i < lines.size(); ++i) {
+    const Line line = parse(lines[i]);
+    if (endsSection(line)) {
+      break;
+    }
+    if (line.hasEquals && line.name == key) {
+      return {0, line.value + '\0'};
+    }
+  }
+  return {place.status == 0 ? 263 : place.status, ""};
+}
+
+Answer modelSections(const std::vector<std::string> &lines)
+{
+  std::string names;
+  for (const std::string &text : lines) {
+    const Line line = parse(text);
+    if (line.kind == Line::kMalformed) {
+      return {261, ""};
+    }
+    if (line.kind == Line::kHeader && line.name.size() <= 255) {
+      names += line.name + '\0';
+    }
+  }
+  return {names.empty() ? 262u : 0u, names};
+}
+
+Answer modelKeys(const std::vector<std::string> &lines, const std::string &section)
+{
+  const Place place = find(lines, section);
+  std::string names;
+  for (size_t i = place.line; place.status == 0 && i < lines.size(); ++i) {
+    const Line line = parse(lines[i]);
+    if (endsSection(line)) {
+      break;
+    }
+    names += line.hasEquals ? line.name + '\0' : "";
+  }
+  return {place.status != 0 ? place.status : names.empty() ? 263 : 0, names};
+}
+
+std::string withLineFeed(const std::string &content)
+{
+  return content.empty() || content.back() == '\n' ? content : content + "\n";
+}
+
+std::string join(const std::vector<std::string> &lines, size_t from, size_t to)
+{
+  std::string text;
+  for (size_t i = from; i < to; ++i) {
+    text += lines[i];
+  }
+  return text;
+}
+
+/// The content after a set; a null key removes the section, a null value the key.
+Answer modelSet(const std::vector<std::string> &lines, const std::string &section, const char *key, const char *value)
+{
+  const std::string old = join(lines, 0, lines.size());
+  const std::string added = key == nullptr || value == nullptr ? "" : std::string(key) + "=" + value + "\n";
+  const Place place = find(lines, section);
+  if (place.status == 262) {
+    return added.empty() ? Answer{264, old} : Answer{0, withLineFeed(old) + "[" + section + "]\n" + added};
+  }
+  if (place.status != 0) {
+    return {place.status, old};
+  }
+  const std::string start = join(lines, 0, place.line);
+  for (size_t i = place.line; i < lines.size(); ++i) {
+    const Line line = parse(lines[i]);
+    if (key == nullptr ? lines[i][0] == '[' || lines[i][0] == '#' : endsSection(line)) {
+      const std::string kept = key == nullptr ? join(lines, 0, place.line - 1) : join(lines, 0, i);
+      return {0, kept + added + join(lines, i, lines.size())};
+    }
+    if (key != nullptr && line.kind == Line::kKey && line.name == key) {
+      return {0, join(lines, 0, i) + added + join(lines, i + 1, lines.size())};
+    }
+  }
+  if (key == nullptr) {
+    return {0, join(lines, 0, place.line - 1)};
+  }
+  return {0, added.empty() ? old : withLineFeed(old) + added};
+}
+
+// Checks of INI files -------------------------------------------------------------------------------------------------
+
+Answer read(const std::string &path, const char *section, const char *key, size_t room)
+{
+  std::vector<char> buffer(room);
+  auto size = static_cast<uint32_t>(room);
+  const uint32_t status = ReadINIFileValue_astring(section, key, buffer.data(), &size, nullptr, 0, path.c_str(), 1);
+  require(status != 0 || size <= room, "the size is inside the buffer");
+  return {status, status == 0 ? std::string(buffer.data(), size) : ""};
+}
+
+void checkRead(const std::string &path, const char *section, const char *key, const Answer &wanted, size_t extra)
+{
+  const Answer whole = read(path, section, key, wanted.text.size() + 2);
+  require(whole.status == wanted.status && (whole.status != 0 || whole.text == wanted.text), "reads as the model does");
+  if (wanted.status == 0 && wanted.text.size() + extra > 2) {
+    const Answer cut =
+        read(path, section, key, std::max<size_t>(wanted.text.size() + extra - 1, key == nullptr ? 2 : 1));
+    require(cut.status == 16 || cut.text.size() <= 2, "one byte less is too small");
+  }
+}
+
+void checkIni(const std::string &path, const std::string &content, uint8_t choice, const uint8_t *data, size_t size)
+{
+  const char *sections[] = {"s", "t", "", "s s"};
+  const char *keys[] = {"k", "", "k k", "#k"};
+  const char *values[] = {"", "v", nullptr, "= v "};
+  const char *section = sections[choice % 4];
+  const char *key = keys[choice / 4 % 4];
+  const char *value = values[choice / 16 % 4];
+  const char *changed = choice >= 192 ? nullptr : key;
+  const std::vector<std::string> lines = split(content);
+  put(path, content);
+  checkRead(path, section, key, modelRead(lines, section, key), 0);
+  checkRead(path, nullptr, nullptr, modelSections(lines), 1);
+  checkRead(path, section, nullptr, modelKeys(lines, section), 1);
+  const Answer wanted = modelSet(lines, section, changed, value);
+  uint32_t status;
+  bool struck;
+  {
+    const fuzz::FailingHeap heap(data, size);
+    status = WriteINIFileValue_astring(
+        section, changed, value, value == nullptr ? 0 : static_cast<uint32_t>(strlen(value)) + 1, path.c_str(), 1);
+    struck = heap.struck();
+  }
+  require(struck || status == wanted.status, "a set answers as the model does");
+  require(get(path) == (status == 0 ? wanted.text : content), "a set changes what the model changes");
+}
+
+// Key=value files -----------------------------------------------------------------------------------------------------
+
+std::string modelNormal(const std::string &line)
+{
+  const size_t equals = line.find('=');
+  if (equals == std::string::npos) {
+    return line;
+  }
+  const size_t start = std::min(line.find_first_not_of(" \t", equals + 1), line.size());
+  std::string value = line.substr(start);
+  value.erase(value.find_last_not_of(" \t\r\n") + 1);
+  std::string normal;
+  bool quoted = false;
+  for (const char c : line.substr(0, start)) {
+    quoted = quoted != (c == '"');
+    normal += quoted || memchr(" \t\r\n", c, 4) == nullptr ? std::string(1, c) : "";
+  }
+  normal += value;
+  normal.erase(std::remove(normal.begin(), normal.end(), '"'), normal.end());
+  return normal;
+}
+
+bool modelEntry(const std::string &line, std::string &key, std::string &value)
+{
+  const std::string normal = modelNormal(line.c_str());
+  const size_t equals = normal.find('=');
+  key = normal.substr(0, equals);
+  value = equals == std::string::npos ? "" : normal.substr(equals + 1);
+  return equals != std::string::npos && normal[0] != '#' && normal[0] != ';';
+}
+
+void checkKeyValue(const std::string &path, const std::string &content, uint8_t choice, const uint8_t *data,
+                   size_t size)
+{
+  const char *keys[] = {"k", "", "k k", "a"};
+  const char *values[] = {"v", "", nullptr, " = \""};
+  char *const wantedKey = const_cast<char *>(keys[choice % 4]);
+  char *const wantedValue = const_cast<char *>(values[choice / 4 % 4]);
+  const uint32_t occurrence = choice / 16 % 4;
+  const std::string newLine = wantedValue == nullptr ? "" : std::string(wantedKey) + "=" + wantedValue + "\n";
+
+  put(path, content);
+  std::string entries;
+  std::string result;
+  uint32_t matches = 0;
+  bool handled = false;
+  for (const std::string &line : split(content)) {
+    std::string key;
+    std::string value;
+    const bool isEntry = modelEntry(line, key, value);
+    entries += isEntry ? key + "=" + value + "\n" : "";
+    const bool isWanted = isEntry && key == wantedKey && matches++ == occurrence;
+    handled = handled || isWanted;
+    result += isWanted ? newLine : line;
+    std::string inPlace = line.c_str();
+    CFGUEntryRemoveWhiteSpaceAndDQuotes(inPlace.data());
+    require(inPlace.c_str() == modelNormal(line.c_str()), "the normal form is that of the model");
+  }
+  uint32_t wanted = 0;
+  if (!handled) {
+    wanted = occurrence != matches ? 271 : wantedValue == nullptr ? 263 : 0;
+    result = wanted == 0 ? withLineFeed(result) + newLine : content;
+  }
+
+  uint32_t count;
+  CFGUKeyValueEntry *loaded = CFGUGetKeyValueEntries(path.c_str(), &count);
+  std::string seen;
+  for (uint32_t i = 0; i < count; ++i) {
+    seen += std::string(loaded[i].key) + "=" + loaded[i].value + "\n";
+  }
+  CFGUFreeKeyValueEntries(loaded, count);
+  require(seen == entries, "loads what the model loads");
+
+  const CFGUKeyValueEntry entry = {wantedKey, wantedValue};
+  uint32_t status;
+  bool struck;
+  {
+    const fuzz::FailingHeap heap(data, size);
+    status = CFGUSetKeyValueEntry(path.c_str(), &entry, occurrence);
+    struck = heap.struck();
+  }
+  require(struck || status == wanted, "a set answers as the model does");
+  require(get(path) == (status == 0 ? result : content), "a set changes what the model changes");
+}
+
+// Byte lists ----------------------------------------------------------------------------------------------------------
+
+void checkBytes(const std::string &path, const std::string &content)
+{
+  std::string text = content.substr(0, 8000).c_str();
+  text.erase(std::min(text.find('\n'), text.size()));
+  put(path, "[s]\nk=" + text + "\n");
+  std::vector<uint8_t> wanted;
+  uint32_t status = 0;
+  char *rest = nullptr;
+  std::string pieces = text;
+  for (const char *piece = strtok_r(pieces.data(), ",", &rest); piece != nullptr;
+       piece = strtok_r(nullptr, ",", &rest)) {
+    unsigned number;
+    if (strlen(piece) > 8) {
+      return;  // scanf(3) goes beyond 32 bits here
+    }
+    if (sscanf(piece, "%x", &number) != 1) {
+      break;
+    }
+    if (static_cast<int>(number) > 255) {
+      status = 264;
+      break;
+    }
+    wanted.push_back(static_cast<uint8_t>(number));
+  }
+  for (const size_t room : {wanted.size() + 1, wanted.size() / 2 + 1}) {
+    std::vector<uint8_t> bytes(room);
+    auto size = static_cast<uint32_t>(room);
+    const uint32_t got = ReadINIFileValue_binary("s", "k", bytes.data(), &size, nullptr, 0, path.c_str(), 1);
+    require(got == (status == 264 ? 264 : wanted.size() > room ? 16 : 0), "bytes answer as the model does");
+    require(size == (got == 264 ? 0 : wanted.size()), "bytes are counted");
+    require(got == 264 || std::equal(bytes.begin(), bytes.begin() + std::min(room, wanted.size()), wanted.begin()),
+            "bytes are those of the model");
+  }
+}
+
+std::string expand(const uint8_t *data, size_t size)
+{
+  std::string content;
+  for (size_t i = 0; i < size; ++i) {
+    if (data[i] == 0xFF && size - i > 2) {
+      content.append(66 * size_t{data[i + 1]}, static_cast<char>(data[i + 2]));
+      i += 2;
+    } else {
+      content += static_cast<char>(data[i]);
+    }
+  }
+  return content;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+  if (size == 0) {
+    return 0;
+  }
+  const std::string path = directory() + "/x.ini";
+  const std::string content = expand(data + 1, size - 1);
+  checkIni(path, content, data[0], data, size);
+  checkKeyValue(path, content, data[0], data, size);
+  checkBytes(path, content);
+  return 0;
+}
