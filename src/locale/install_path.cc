@@ -32,7 +32,7 @@ constexpr char kVelaDirectory[] = "/etc/tallowmere/vela";
 const char *pathInEnvironment(const char *productName)
 {
   char name[32];
-  snprintf(name, sizeof(name), "%sinstallpath", productName);
+  (void)snprintf(name, sizeof(name), "%sinstallpath", productName);
   const char *value = getenv(strlwr(name));
   return value != nullptr ? value : getenv(strupr(name));
 }

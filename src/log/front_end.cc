@@ -70,16 +70,16 @@ Status getPath(uint8_t selector, char *path, uint32_t *size)
   return status;
 }
 
-Status getBackupPath(uint8_t selector, char *path, uint32_t *size)
+Status getBackupPath(uint8_t selector, char *backup, uint32_t *size)
 {
-  char logPath[kPathRoom];
-  uint32_t logPathSize = sizeof(logPath);
-  Status status = getPath(selector, logPath, &logPathSize);
+  char path[kPathRoom];
+  uint32_t pathSize = sizeof(path);
+  Status status = getPath(selector, path, &pathSize);
   if (status != Status::success || !has(selector, SMLOG_UNITXT | SMLOG_XML)) {
     return status;
   }
-  status = static_cast<Status>(GetBackupXMLLogPathFileName(logPath, path, size));
-  return status == Status::success && has(selector, SMLOG_XML) ? forceXmlLog(path) : status;
+  status = static_cast<Status>(GetBackupXMLLogPathFileName(path, backup, size));
+  return status == Status::success && has(selector, SMLOG_XML) ? forceXmlLog(backup) : status;
 }
 
 /// The maximum size that a selector names; null where it names no file.

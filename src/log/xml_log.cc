@@ -110,7 +110,7 @@ Status addTimeAndPlace(Entry &entry)
     return static_cast<Status>(status);
   }
   char timeStamp[64];
-  snprintf(timeStamp, sizeof(timeStamp), "<TimeStamp>%" PRId64 "</TimeStamp>", now);
+  (void)snprintf(timeStamp, sizeof(timeStamp), "<TimeStamp>%" PRId64 "</TimeStamp>", now);
   entry.add(timeStamp);
   entry.add("<DateTime>");
   entry.add(dateTime);
@@ -127,7 +127,7 @@ Status addEvent(Entry &entry, const Event &event)
     return status;
   }
   char numbers[64];
-  snprintf(numbers, sizeof(numbers), "<Type>%u</Type><ID>%" PRIu32 "</ID>", event.type, event.id);
+  (void)snprintf(numbers, sizeof(numbers), "<Type>%u</Type><ID>%" PRIu32 "</ID>", event.type, event.id);
   entry.add(numbers);
   entry.addElement("<UserInfo>", event.userInfo, "</UserInfo>");
   entry.addElement("<Source>", event.source, "</Source>");
@@ -270,7 +270,7 @@ Status writeToLog(const char *path, std::string_view text)
   if (!file || size > INT32_MAX) {
     return Status::unsuccessful;
   }
-  auto at = static_cast<off_t>(kHeader.size() + kBeginTag.size());
+  auto at = static_cast<off_t>(kHeader.size()) + static_cast<off_t>(kBeginTag.size());
   if (size < static_cast<off_t>(kHeader.size())) {
     if (!writeEmptyLog(file.get())) {
       return Status::limitExceeded;

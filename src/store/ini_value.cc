@@ -117,7 +117,7 @@ bool readBoolean(const char *text, void *value)
 
 void writeBoolean(const void *value, char *text)
 {
-  snprintf(text, kNumberRoom, "%s", load<SMBool>(value) == 1 ? pStrTRUE : pStrFALSE);
+  (void)snprintf(text, kNumberRoom, "%s", load<SMBool>(value) == 1 ? pStrTRUE : pStrFALSE);
 }
 
 /// As scanf(3) reads "%lu" and "%ld" where long has 32 bits.
