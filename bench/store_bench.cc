@@ -368,6 +368,7 @@ void add(const std::string &row, size_t lines, size_t sectionLines, Work work)
     }
     const Settings settings(lines, sectionLines);
     require(work(settings), row, "the result is wrong");
+    settleHeap();
     for (auto _ : state) {
       bool done = work(settings);
       benchmark::DoNotOptimize(done);

@@ -1,6 +1,6 @@
 // Settings files with anything in them, beside a model that is written here anew, line by line: reads, lists and sets
-// of INI and key=value files, byte lists, normal forms. A set has to change what the model changes and nothing else; when
-// an allocation fails, chosen by the last byte of the input, it leaves the old content or the new.
+// of INI and key=value files, byte lists, normal forms. A set has to change what the model changes and nothing else;
+// when an allocation fails, chosen by the last byte of the input, it leaves the old content or the new.
 //
 // The first byte chooses names and value; the rest is the file, in which 0xFF, n, c stands for 66 * n times c.
 
@@ -382,7 +382,8 @@ void checkBytes(const std::string &path, const std::string &content)
     const uint32_t got = ReadINIFileValue_binary("s", "k", bytes.data(), &size, nullptr, 0, path.c_str(), 1);
     require(got == (status == 264 ? 264 : wanted.size() > room ? 16 : 0), "bytes answer as the model does");
     require(size == (got == 264 ? 0 : wanted.size()), "bytes are counted");
-    require(got == 264 || std::equal(bytes.begin(), bytes.begin() + std::min(room, wanted.size()), wanted.begin()),
+    const auto stored = static_cast<ptrdiff_t>(std::min(room, wanted.size()));
+    require(got == 264 || std::equal(bytes.begin(), bytes.begin() + stored, wanted.begin()),
             "bytes are those of the model");
   }
 }
