@@ -23,8 +23,8 @@ namespace {
 using support::Call;
 using support::Child;
 using support::Fault;
-using support::readFile;
-using support::writeFile;
+using support::get;
+using support::put;
 using Inside = support::Child::Inside;
 using namespace std::string_literals;
 namespace fs = std::filesystem;
@@ -66,7 +66,7 @@ TEST_F(Logs, LieBelowTheInstallDirectory)
   EXPECT_EQ(GetSMLogPathFileName(SMLOG_UNITXT | SMLOG_XML, path, &size), 0u);
   EXPECT_STREQ(path, kXmlLog);
   EXPECT_EQ(size, sizeof(kXmlLog));
-  const std::string log = readFile(kXmlLog);
+  const std::string log = get(kXmlLog);
   EXPECT_EQ(support::count(log, "<LogEntry>"), 1u);
   EXPECT_EQ(support::count(log,
                            "<Type>4</Type><ID>0</ID><UserInfo>Local System</UserInfo><Source>VELA</Source>"
@@ -90,7 +90,7 @@ TEST_F(Logs, HaveBackupPaths)
   EXPECT_TRUE(fs::is_empty(log_.file("")));
   EXPECT_EQ(GetBackupSMLogPathFileName(SMLOG_XML, path, &size), 0u);
   EXPECT_STREQ(path, kXmlBackup);
-  EXPECT_EQ(support::count(readFile(kXmlBackup), "Log was cleared"), 1u);
+  EXPECT_EQ(support::count(get(kXmlBackup), "Log was cleared"), 1u);
 }
 
 TEST_F(Logs, NeedAnInstallDirectoryAndRoomForTheirNames)
@@ -150,8 +150,8 @@ TEST_F(Logs, TakeAnEventAndAreCleared)
 {
   EXPECT_EQ(AppendToSMLog(0, 4, 1, u"S", nullptr, nullptr, 0), 2u);
   EXPECT_EQ(SMAppendToLog(SMLOG_UNITXT | SMLOG_XML, SM_EVENT_WARNING, 5, u"S", u"text", "d", 1), 0u);
-  EXPECT_EQ(support::count(readFile(kTextLog), bytes(u"EventID: 5\r\nSource: S\r\nType: Warning\r\n")), 1u);
-  EXPECT_EQ(support::count(readFile(kXmlLog),
+  EXPECT_EQ(support::count(get(kTextLog), bytes(u"EventID: 5\r\nSource: S\r\nType: Warning\r\n")), 1u);
+  EXPECT_EQ(support::count(get(kXmlLog),
                            "<Type>2</Type><ID>5</ID><UserInfo></UserInfo><Source>S</Source>"
                            "<Description>text</Description><Data>0x00000000: 64"),
             1u);
@@ -161,22 +161,22 @@ TEST_F(Logs, TakeAnEventAndAreCleared)
 
   EXPECT_EQ(ClearSMLog(0, u"S"), 2u);
   EXPECT_EQ(ClearSMLog(SMLOG_OSSYSLOG | SMLOG_XML, u"S"), 1u);
-  EXPECT_EQ(support::count(readFile(kXmlLog), "<LogEntry>"), 2u);
+  EXPECT_EQ(support::count(get(kXmlLog), "<LogEntry>"), 2u);
   EXPECT_EQ(SMClearLog(SMLOG_UNITXT | SMLOG_XML, u"S"), 0u);
-  EXPECT_EQ(support::count(readFile(kTextLog), bytes(u"EventID: ")), 1u);
-  EXPECT_EQ(support::count(readFile(kXmlLog), "<LogEntry>"), 1u);
-  EXPECT_EQ(support::count(readFile(kXmlLog), "<UserInfo>Local System</UserInfo><Source>S</Source>"), 1u);
+  EXPECT_EQ(support::count(get(kTextLog), bytes(u"EventID: ")), 1u);
+  EXPECT_EQ(support::count(get(kXmlLog), "<LogEntry>"), 1u);
+  EXPECT_EQ(support::count(get(kXmlLog), "<UserInfo>Local System</UserInfo><Source>S</Source>"), 1u);
   fs::remove(kTextLog);
   EXPECT_EQ(ClearSMLog(SMLOG_UNITXT | SMLOG_XML, u"other"), SM_STATUS_UNSUCCESSFUL);
-  EXPECT_EQ(support::count(readFile(kXmlLog), "other"), 0u);
+  EXPECT_EQ(support::count(get(kXmlLog), "other"), 0u);
 }
 
 TEST_F(Logs, AreBackedUpAtTheirOwnMaximum)
 {
   Child child([](Inside &inside) {
     inside.report("%u", SetSMLogMaxSize(SMLOG_XML, 2 * kLeast));
-    writeFile(kTextLog, std::string(kLeast - 1000, 't'));
-    writeFile(kXmlLog, std::string(kLeast, 'x') + "</EventLog>");
+    put(kTextLog, std::string(kLeast - 1000, 't'));
+    put(kXmlLog, std::string(kLeast, 'x') + "</EventLog>");
     inside.report("%u", AppendToSMLog(SMLOG_UNITXT | SMLOG_XML, 4, 1, u"S", nullptr, nullptr, 0));
   });
   EXPECT_EQ(child.report(), "0\n0\n");
@@ -193,7 +193,7 @@ class SystemLog : public Logs {
     fs::remove("/dev/log");
     EXPECT_EQ(bind(socket_, reinterpret_cast<sockaddr *>(&address), sizeof(address)), 0);
     fs::create_directories("/etc/tallowmere/vela/ini");
-    writeFile(kResources, "\xFF\xFE" + bytes(u"0:300=Event\r\n407:300=Ereignis\r\n"));
+    put(kResources, "\xFF\xFE" + bytes(u"0:300=Event\r\n407:300=Ereignis\r\n"));
     unsetenv("LANG");
   }
   ~SystemLog() override
@@ -244,7 +244,7 @@ TEST_F(SystemLog, GetsNothingThatCannotBeConverted)
   // The lookup delivers its own refusal as a text.
   EXPECT_EQ(OSAppendToSysLog(4, 5, u"S", nullptr, nullptr, 0), 0u);
   EXPECT_EQ(received(), "<30>S: String resource not found 5  ");
-  writeFile(kResources, "\xFF\xFE" + bytes(u"0:301=Event\r\n"));
+  put(kResources, "\xFF\xFE" + bytes(u"0:301=Event\r\n"));
   EXPECT_EQ(OSAppendToSysLog(4, 5, u"S", nullptr, nullptr, 0), SM_STATUS_UNSUCCESSFUL);
   EXPECT_EQ(received(), "");
 }
@@ -296,7 +296,7 @@ TEST(RemoveCarriageReturns, PutsSpacesInTheirPlace)
 /// Under emulation everything takes many times as long.
 int rounds(int native)
 {
-  return getenv("QVSUPT32_EMULATED") == nullptr ? native : native / 10;
+  return support::isEmulated() ? native / 10 : native;
 }
 
 /// Every ID that occurs in the entries or records of a text, with the number of times.
@@ -340,9 +340,9 @@ TEST_F(Logs, KeepEveryRecordOfManyProcessesAndThreads)
   for (const auto &child : children) {
     EXPECT_EQ(child->wait(), 0);
   }
-  const std::string log = readFile(xml);
+  const std::string log = get(xml);
   const auto inXml = idsIn(log, "<ID>", "</ID>");
-  const auto inText = idsIn(readFile(text), bytes(u"EventID: "), bytes(u"\r\n"));
+  const auto inText = idsIn(get(text), bytes(u"EventID: "), bytes(u"\r\n"));
   EXPECT_EQ(inXml.size(), static_cast<size_t>(kProcesses * appends));
   EXPECT_EQ(inText.size(), static_cast<size_t>(kProcesses * appends));
   for (const auto &ids : {inXml, inText}) {
@@ -375,7 +375,7 @@ TEST_F(Logs, LoseOnlyWhatASecondBackupReplaces)
     EXPECT_EQ(child->wait(), 0);
   }
   for (const std::string &path : {xml, log_.file("small.xm_")}) {
-    const std::string log = readFile(path);
+    const std::string log = get(path);
     EXPECT_LT(log.size(), kSmall + 2000u) << path;
     EXPECT_EQ(support::count(log, "<LogEntry><TimeStamp>"), support::count(log, "</Data></LogEntry>")) << path;
     EXPECT_EQ(log.substr(log.size() - 11), "</EventLog>") << path;
@@ -399,7 +399,7 @@ TEST_F(Logs, GoOnAfterAnAppenderIsKilled)
   };
   ASSERT_EQ(appendBoth(1, nullptr), 0u);
   for (int round = 0; round < rounds(300); ++round) {
-    const std::string before = readFile(xml);
+    const std::string before = get(xml);
     Child child([&](Inside &inside) {
       inside.hold();
       while (appendBoth(2, description.c_str()) == 0) {
@@ -410,7 +410,7 @@ TEST_F(Logs, GoOnAfterAnAppenderIsKilled)
     usleep(static_cast<useconds_t>(random() % 2000));
     child.signal(SIGKILL);
     child.wait();
-    const std::string killed = readFile(xml);
+    const std::string killed = get(xml);
     // All entries that were whole still are.
     ASSERT_EQ(killed.substr(0, before.size() - 11), before.substr(0, before.size() - 11)) << round;
     ASSERT_EQ(appendBoth(3, nullptr), 0u) << round;

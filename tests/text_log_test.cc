@@ -19,8 +19,8 @@ namespace {
 using support::Call;
 using support::Child;
 using support::Fault;
-using support::readFile;
-using support::writeFile;
+using support::get;
+using support::put;
 using Inside = support::Child::Inside;
 using namespace std::string_literals;
 namespace fs = std::filesystem;
@@ -86,7 +86,7 @@ TEST_F(TextLog, HasAHeaderAndRecordsToTheByte)
                                           u"0123456789abcdef \r\n"
                                           u"0x00000010: 7F 01 7A 7B                                        "
                                           u"..z.             \r\n\r\n");
-  EXPECT_EQ(readFile(path_), first);
+  EXPECT_EQ(get(path_), first);
   struct stat status;
   ASSERT_EQ(stat(path_.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 07777, 0664u);
@@ -100,7 +100,7 @@ TEST_F(TextLog, HasAHeaderAndRecordsToTheByte)
     EXPECT_EQ(AppendToUNITXTLog(path_.c_str(), type.type, 12, u"S", nullptr, nullptr, 0, kMaximum), 0u);
     expected += record("12", "S", type.text, "");
   }
-  EXPECT_EQ(readFile(path_), expected);
+  EXPECT_EQ(get(path_), expected);
 }
 
 TEST_F(TextLog, RefusesWhatPassesItsLimits)
@@ -138,17 +138,17 @@ TEST_F(TextLog, WritesTheHeaderOnlyIntoAShortFile)
   fs::create_directory(directory_.file("new"));
   for (const size_t size : {0, 1, 255, 256, 257}) {
     const std::string before(size, 'f');
-    writeFile(path_, before);
+    put(path_, before);
     EXPECT_EQ(append(u"S"), 0u);
-    EXPECT_EQ(readFile(path_), before + (size < 256 ? kHeader : "") + record("7", "S", "Information", "")) << size;
+    EXPECT_EQ(get(path_), before + (size < 256 ? kHeader : "") + record("7", "S", "Information", "")) << size;
   }
 }
 
 TEST_F(TextLog, MovesToItsBackupBeforeItReachesItsMaximum)
 {
   ASSERT_EQ(append(u"S"), 0u);
-  const std::string first = readFile(path_);
-  writeFile(backup_, "older");
+  const std::string first = get(path_);
+  put(backup_, "older");
   const auto size = static_cast<uint32_t>(first.size());
   const uint32_t estimate = 2 * (1 + 2 + 83) + kFixedEstimate;
   const std::string data(31, 'x');  // one whole line counts
@@ -156,14 +156,14 @@ TEST_F(TextLog, MovesToItsBackupBeforeItReachesItsMaximum)
     return AppendToUNITXTLog(path_.c_str(), type, 9, u"S", u"de", data.data(), 31, maximum);
   };
   EXPECT_EQ(appendWith(size + estimate + 1, 4), 0u);
-  EXPECT_EQ(readFile(backup_), "older");
-  writeFile(path_, first);
+  EXPECT_EQ(get(backup_), "older");
+  put(path_, first);
   // The type is refused after the backup was made.
   EXPECT_EQ(appendWith(size + estimate, 3), 2u);
-  EXPECT_EQ(readFile(backup_), first);
-  EXPECT_EQ(readFile(path_), kHeader + record("1", "S", "Information", "Log backup created"));
+  EXPECT_EQ(get(backup_), first);
+  EXPECT_EQ(get(path_), kHeader + record("1", "S", "Information", "Log backup created"));
   EXPECT_EQ(append(u"S", nullptr, 0), 0u);
-  EXPECT_EQ(readFile(path_),
+  EXPECT_EQ(get(path_),
             kHeader + record("1", "S", "Information", "Log backup created") + record("7", "S", "Information", ""));
 }
 
@@ -173,7 +173,7 @@ TEST_F(TextLog, ClearsToOneRecord)
   EXPECT_FALSE(fs::exists(directory_.file("new")));
   ASSERT_EQ(append(u"S", u"some text"), 0u);
   EXPECT_EQ(ClearUNITXTLog(path_.c_str(), u"S"), 0u);
-  EXPECT_EQ(readFile(path_), kHeader + record("0", "S", "Information", "Log was cleared"));
+  EXPECT_EQ(get(path_), kHeader + record("0", "S", "Information", "Log was cleared"));
 }
 
 TEST_F(TextLog, NamesAndMovesBackups)
@@ -193,15 +193,15 @@ TEST_F(TextLog, NamesAndMovesBackups)
   EXPECT_EQ(CreateLogDir(path_.c_str()), 0u);
   EXPECT_EQ(CreateLogDir(directory_.file("a/b/c.log").c_str()), SM_STATUS_UNSUCCESSFUL);
   for (const char *content : {"first", "second"}) {
-    writeFile(path_, content);
+    put(path_, content);
     EXPECT_EQ(BackupLogFile(path_.c_str()), 0u);
-    EXPECT_EQ(readFile(backup_), content);
+    EXPECT_EQ(get(backup_), content);
     EXPECT_FALSE(fs::exists(path_));
   }
   SMBool backedUp = 7;
   CheckBackupLogFile(path_.c_str(), 0, 0xFFFFFFFF, &backedUp);
   EXPECT_EQ(backedUp, 0);
-  writeFile(path_, "third");
+  put(path_, "third");
   CheckBackupLogFile(path_.c_str(), 0xFFFFFFFF, 0xFFFFFFFE, &backedUp);
   EXPECT_EQ(backedUp, 1);
   EXPECT_EQ(DeleteLogFile(backup_.c_str()), 0u);
@@ -212,21 +212,21 @@ TEST_F(TextLog, OfTwoProcessesOneMovesTheLog)
 {
   fs::create_directory(directory_.file("new"));
   const std::string full(1000, 'f');
-  writeFile(path_, full);
+  put(path_, full);
   // The other process moves the log after this one has seen that it is full.
   Fault between(Call::fcntl, 1, [&] {
     Child other([&](Inside &) {
       SMBool backedUp;
       CheckBackupLogFile(path_.c_str(), 500, 0, &backedUp);
-      writeFile(path_, "fresh");
+      put(path_, "fresh");
     });
     other.wait();
   });
   SMBool backedUp;
   CheckBackupLogFile(path_.c_str(), 500, 0, &backedUp);
   EXPECT_EQ(backedUp, 0);
-  EXPECT_EQ(readFile(path_), "fresh");
-  EXPECT_EQ(readFile(backup_), full);
+  EXPECT_EQ(get(path_), "fresh");
+  EXPECT_EQ(get(backup_), full);
 }
 
 TEST_F(TextLog, AnswersWhatItCannotWriteTo)
@@ -256,7 +256,7 @@ TEST_F(TextLog, AnswersWhatItCannotWriteTo)
 TEST_F(TextLog, KeepsWhatItHasWhenAWriteFails)
 {
   ASSERT_EQ(append(u"S"), 0u);
-  const std::string before = readFile(path_);
+  const std::string before = get(path_);
   Child limited([&](Inside &inside) {
     signal(SIGXFSZ, SIG_IGN);
     const rlimit limit = {before.size() + 100, before.size() + 100};
@@ -264,16 +264,16 @@ TEST_F(TextLog, KeepsWhatItHasWhenAWriteFails)
     inside.report("%u", append(u"S", u"too much for what is left"));
   });
   EXPECT_EQ(limited.report(), "19\n");
-  EXPECT_EQ(readFile(path_).substr(0, before.size()), before);
+  EXPECT_EQ(get(path_).substr(0, before.size()), before);
   EXPECT_EQ(fs::file_size(path_), before.size() + 100);
 
   const std::string data(64, 'd');
   for (const Call call : {Call::allocation, Call::open, Call::write, Call::close, Call::fcntl}) {
     const unsigned failed = support::failEachBetween(
-        call, [&] { writeFile(path_, before); },
+        call, [&] { put(path_, before); },
         [&] { return AppendToUNITXTLog(path_.c_str(), 4, 1, u"S", nullptr, data.data(), 64, kMaximum); },
         [&](uint32_t status) {
-          const std::string now = readFile(path_);
+          const std::string now = get(path_);
           EXPECT_EQ(now.substr(0, before.size()), before) << static_cast<int>(call);
           EXPECT_TRUE(status != 0 || support::count(now, bytes(u"EventID: ")) == 2u) << static_cast<int>(call);
         });
@@ -287,7 +287,7 @@ TEST_F(TextLog, StopsBeforeAHostNameThatItCannotHave)
   EXPECT_EQ(append(u"S"), SM_STATUS_UNSUCCESSFUL);
   ASSERT_EQ(LoadIPSupt(), 0u);
   const std::string whole = kHeader + record("7", "S", "Information", "");
-  EXPECT_EQ(readFile(path_), whole.substr(0, whole.find(bytes("sandbox"s))));
+  EXPECT_EQ(get(path_), whole.substr(0, whole.find(bytes("sandbox"s))));
 }
 
 class TextLogPieces : public TextLog {

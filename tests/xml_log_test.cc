@@ -19,8 +19,8 @@ namespace {
 using support::Call;
 using support::Child;
 using support::Fault;
-using support::readFile;
-using support::writeFile;
+using support::get;
+using support::put;
 using Inside = support::Child::Inside;
 using namespace std::string_literals;
 namespace fs = std::filesystem;
@@ -62,14 +62,13 @@ TEST_F(XmlLog, HasEntriesToTheByte)
 {
   ASSERT_EQ(kStart.size(), 75u);
   EXPECT_EQ(append(), 0u);
-  EXPECT_EQ(readFile(path_), kStart + plain_ + kEnd);
+  EXPECT_EQ(get(path_), kStart + plain_ + kEnd);
   EXPECT_EQ(
       AppendToXMLLog(path_.c_str(), 65535, 0xFFFFFFFF, u"me", u"caf\u00e9", u"a<&\r\n\U0001F600", "\x01z", 2, kMaximum),
       0u);
   const std::string dump = "0x00000000: 01 7A" + std::string(46, ' ') + ".z" + std::string(15, ' ') + "\r\n";
-  EXPECT_EQ(
-      readFile(path_),
-      kStart + plain_ + entry("65535", "4294967295", "me", "caf\xC3\xA9", "a<&\r\n\xF0\x9F\x98\x80", dump) + kEnd);
+  EXPECT_EQ(get(path_), kStart + plain_ +
+                            entry("65535", "4294967295", "me", "caf\xC3\xA9", "a<&\r\n\xF0\x9F\x98\x80", dump) + kEnd);
   struct stat status;
   ASSERT_EQ(stat(path_.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 07777, 0664u);
@@ -78,7 +77,7 @@ TEST_F(XmlLog, HasEntriesToTheByte)
 TEST_F(XmlLog, LeavesAnElementEmptyWhoseTextIsNoUtf16)
 {
   EXPECT_EQ(AppendToXMLLog(path_.c_str(), 0, 1, u"u\xDC00", u"s", u"\xD800", nullptr, 0, kMaximum), 0u);
-  EXPECT_EQ(readFile(path_), kStart + entry("0", "1", "", "s", "") + kEnd);
+  EXPECT_EQ(get(path_), kStart + entry("0", "1", "", "s", "") + kEnd);
 }
 
 TEST_F(XmlLog, RefusesWhatPassesItsLimits)
@@ -121,45 +120,51 @@ TEST_F(XmlLog, FindsTheClosingTagNearestToTheEnd)
       {kStart + std::string(500000, 'y') + kEnd + std::string(262144 - 3, 'y'), ""},
   };
   for (const auto &log : logs) {
-    writeFile(path_, log.before);
+    put(path_, log.before);
     const size_t at = log.before.rfind(kEnd);
     std::string expected = log.before;
     expected.replace(at, plain_.size() + kEnd.size(), plain_ + kEnd);
     ASSERT_TRUE(log.after.empty() || log.after == expected);
     EXPECT_EQ(append(), 0u);
-    EXPECT_TRUE(readFile(path_) == expected) << at;
+    EXPECT_TRUE(get(path_) == expected) << at;
   }
 }
 
 TEST_F(XmlLog, StartsAShortFileAgainAndLeavesAForeignOne)
 {
   for (const size_t size : {0, 1, 40, 64}) {
-    writeFile(path_, std::string(size, 'x'));
+    put(path_, std::string(size, 'x'));
     EXPECT_EQ(append(), 0u);
-    EXPECT_EQ(readFile(path_), kStart + plain_ + kEnd) << size;
+    EXPECT_EQ(get(path_), kStart + plain_ + kEnd) << size;
   }
-  const std::string foreign[] = {
-      std::string(65, 'x'),  std::string(75, 'x'),  std::string(64, 'x') + kEnd,  // a tag that begins inside the header
-      std::string(100, 'x'), kStart + "</EventLog", std::string(300000, '<'),    std::string(4194304, 'v'),
-  };
+  const std::string
+      foreign
+          [] =
+              {
+                  std::string(65, 'x'),        std::string(75, 'x'),
+                  std::string(64, 'x') + kEnd,  // a tag that begins inside the header
+                  std::string(100, 'x'),       kStart + "</EventLog",
+                  std::string(300000, '<'),    std::string(4194304, 'x'),
+                  std::string(100000, 'v'),
+              };
   for (const std::string &before : foreign) {
-    writeFile(path_, before);
+    put(path_, before);
     EXPECT_EQ(append(nullptr, 0xFFFFFFFF), 257u);
-    EXPECT_TRUE(readFile(path_) == before) << before.size();
+    EXPECT_TRUE(get(path_) == before) << before.size();
   }
 }
 
 TEST_F(XmlLog, MovesToItsBackupBeforeItReachesItsMaximum)
 {
   ASSERT_EQ(append(), 0u);
-  const std::string first = readFile(path_);
+  const std::string first = get(path_);
   const auto size = static_cast<uint32_t>(first.size() + plain_.size());
   EXPECT_EQ(append(nullptr, size + 1), 0u);
   EXPECT_FALSE(fs::exists(backup_));
-  writeFile(path_, first);
+  put(path_, first);
   EXPECT_EQ(AppendToXMLLog(path_.c_str(), 4, 7, u"me", u"S", nullptr, nullptr, 0, size), 0u);
-  EXPECT_EQ(readFile(backup_), first);
-  EXPECT_EQ(readFile(path_),
+  EXPECT_EQ(get(backup_), first);
+  EXPECT_EQ(get(path_),
             kStart + entry("4", "1", "me", "S", "Log backup created") + entry("4", "7", "me", "S", "") + kEnd);
 }
 
@@ -169,16 +174,16 @@ TEST_F(XmlLog, ClearsAndMakesSureThatItExists)
   EXPECT_FALSE(fs::exists(path_));
   const std::string cleared = kStart + entry("4", "0", "me", "S", "Log was cleared") + kEnd;
   EXPECT_EQ(SMForceXMLLogExists(path_.c_str(), u"me", u"S"), 0u);
-  EXPECT_EQ(readFile(path_), cleared);
+  EXPECT_EQ(get(path_), cleared);
   ASSERT_EQ(append(), 0u);
-  const std::string grown = readFile(path_);
+  const std::string grown = get(path_);
   EXPECT_EQ(ForceXMLLogExists(path_.c_str(), u"x", u"S"), 0u);
-  EXPECT_EQ(readFile(path_), grown);
+  EXPECT_EQ(get(path_), grown);
   EXPECT_EQ(SMClearXMLLog(path_.c_str(), u"me", u"S"), 0u);
-  EXPECT_EQ(readFile(path_), cleared);
-  writeFile(path_, std::string(64, 'x'));
+  EXPECT_EQ(get(path_), cleared);
+  put(path_, std::string(64, 'x'));
   EXPECT_EQ(ForceXMLLogExists(path_.c_str(), u"me", u"S"), 0u);
-  EXPECT_EQ(readFile(path_), cleared);
+  EXPECT_EQ(get(path_), cleared);
 }
 
 TEST_F(XmlLog, AnswersWhatItCannotWriteTo)
@@ -197,7 +202,7 @@ TEST_F(XmlLog, AnswersWhatItCannotWriteTo)
   fs::remove(path_);
   fs::create_symlink(directory_.file("b.xml"), path_);
   EXPECT_EQ(append(), 0u);
-  EXPECT_EQ(readFile(directory_.file("b.xml")), kStart + plain_ + kEnd);
+  EXPECT_EQ(get(directory_.file("b.xml")), kStart + plain_ + kEnd);
 }
 
 /// Appends in a child whose files may not pass a size, and returns the status.
@@ -215,32 +220,32 @@ std::string appendWithin(size_t limit, const std::function<uint32_t()> &append)
 TEST_F(XmlLog, MendsItselfAfterAShortWrite)
 {
   ASSERT_EQ(append(), 0u);
-  const std::string before = readFile(path_);
+  const std::string before = get(path_);
   for (const size_t more : {0, 1, 10, 100, 200}) {
     EXPECT_EQ(appendWithin(before.size() + more, [&] { return append(); }), "19\n");
-    EXPECT_EQ(readFile(path_), before) << more;
+    EXPECT_EQ(get(path_), before) << more;
   }
   EXPECT_EQ(append(), 0u);
-  EXPECT_EQ(readFile(path_), kStart + plain_ + plain_ + kEnd);
+  EXPECT_EQ(get(path_), kStart + plain_ + plain_ + kEnd);
   // A log that cannot even start, and one that has no room for its first entry.
   for (const size_t limit : {0, 10, 64, 70, 85, 86, 200}) {
-    writeFile(path_, "");
+    put(path_, "");
     EXPECT_EQ(appendWithin(limit, [&] { return append(); }), "19\n") << limit;
     EXPECT_EQ(append(), 0u);
-    EXPECT_EQ(readFile(path_), kStart + plain_ + kEnd) << limit;
+    EXPECT_EQ(get(path_), kStart + plain_ + kEnd) << limit;
   }
 }
 
 TEST_F(XmlLog, LosesNothingWhenACallFails)
 {
   ASSERT_EQ(append(), 0u);
-  const std::string before = readFile(path_);
+  const std::string before = get(path_);
   const std::string after = kStart + plain_ + plain_ + kEnd;
   for (const Call call : {Call::allocation, Call::open, Call::pwrite, Call::close, Call::fcntl}) {
     const unsigned failed = support::failEachBetween(
-        call, [&] { writeFile(path_, before); }, [&] { return append(); },
+        call, [&] { put(path_, before); }, [&] { return append(); },
         [&](uint32_t status) {
-          const std::string now = readFile(path_);
+          const std::string now = get(path_);
           EXPECT_TRUE(now == before || now == after) << static_cast<int>(call);
           EXPECT_TRUE(status != 0 || now == after) << static_cast<int>(call);
         });

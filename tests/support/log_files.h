@@ -1,13 +1,12 @@
-// What the tests of the logs share: a clock that stands still, a scratch directory, and files as bytes.
+// What the tests of the logs share: a clock that stands still, a scratch directory, failing calls between two looks.
 #pragma once
 
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include "support/faults.h"
+#include "support/scratch.h"
 
 namespace support {
 
@@ -33,18 +32,6 @@ class ScratchDirectory {
  private:
   std::filesystem::path path_;
 };
-
-/// "(missing)" for a file that cannot be read.
-inline std::string readFile(const std::string &path)
-{
-  std::ifstream file(path, std::ios::binary);
-  return file ? std::string(std::istreambuf_iterator<char>(file), {}) : "(missing)";
-}
-
-inline void writeFile(const std::string &path, const std::string &bytes)
-{
-  std::ofstream(path, std::ios::binary) << bytes;
-}
 
 /// Runs a call with its first call of a function failing, then with the second, and so on, until one goes through
 /// without meeting the failure. Looks at the state before and after each, when nothing fails. Returns the number of runs

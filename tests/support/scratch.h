@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 
 namespace support {
@@ -22,13 +21,17 @@ inline void put(const std::string &path, const std::string &content)
   std::ofstream(path, std::ios::binary) << content;
 }
 
+/// "(missing)" for what is no file.
 inline std::string get(const std::string &path)
 {
-  if (!std::filesystem::exists(path)) {
+  std::error_code error;
+  const auto size = static_cast<size_t>(std::filesystem::file_size(path, error));
+  if (error) {
     return "(missing)";
   }
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  std::string content(size, '\0');
+  std::ifstream(path, std::ios::binary).read(content.data(), static_cast<std::streamsize>(size));
+  return content;
 }
 
 class Scratch : public testing::Test {
