@@ -132,7 +132,8 @@ QVSUPT32_API uint32_t AppendValue(const char *section, const char *key, const ch
  *   19        a write failed, also when only the flush to the disk or the close shows it
  *   270, 258  as ReplaceFile
  *   0         the file is rewritten
- * On a failure but 258 the file is unchanged; the temporary file may stay, for the next rewrite to replace. */
+ * On a failure but 258 the file is unchanged; the temporary file may stay, for the next rewrite to replace. After 261 it
+ * holds the lines that were copied, a malformed header last. */
 QVSUPT32_API uint32_t UpdateValue(const char *section, const char *key, const char *value, const char *path,
                                   const char *temporaryPath);
 

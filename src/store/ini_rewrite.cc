@@ -260,6 +260,9 @@ Status writeNewContent(const char *section, const char *key, const char *value, 
   if (status == Status::success) {
     status = key != nullptr ? copyWithKey(key, value, lines, output) : copyWithoutSection(lines, output);
   }
+  if (status == Status::badIniFile) {
+    output.flush();  // what stays shows how far the file could be copied
+  }
   if (status == Status::sectionNotFound && key != nullptr && value != nullptr) {
     endLastLine(lines, output);
     writeSection(section, key, value, output);

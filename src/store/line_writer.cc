@@ -26,7 +26,7 @@ void LineWriter::write(std::string_view bytes)
     return;
   }
   if (bytes.size() > kBlockSize - size_) {
-    drain();
+    flush();
   }
   if (bytes.size() >= kBlockSize) {
     failed_ = !writeAll(descriptor_, bytes) || failed_;
@@ -42,7 +42,7 @@ bool LineWriter::end()
     failed_ = fflush(stream_) != 0 || failed_;
     return !failed_;
   }
-  drain();
+  flush();
   if (failed_) {
     return false;
   }
@@ -51,7 +51,7 @@ bool LineWriter::end()
   return !failed_;
 }
 
-void LineWriter::drain()
+void LineWriter::flush()
 {
   // After a failure nothing more is written: what counts is that the text is not whole.
   failed_ = failed_ || !writeAll(descriptor_, {block_.get(), size_});

@@ -31,12 +31,13 @@ class LineWriter {
   /// Writes out what was collected. False when this or any earlier write failed, or the file's closing.
   bool end();
 
+  /// Writes out what was collected so far, also of a text that will not come to an end.
+  void flush();
+
   /// Whether a write failed so far.
   bool failed() const { return failed_; }
 
  private:
-  void drain();
-
   int descriptor_ = -1;
   FILE *stream_ = nullptr;
   HeapBlock<char> block_;
