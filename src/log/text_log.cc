@@ -216,21 +216,26 @@ Status addHostName(Sink &sink)
   return GetIPHostName(name, &size) == SM_STATUS_SUCCESS ? addNarrow(sink, name) : Status::unsuccessful;
 }
 
+/// A dump goes through little memory, however much data there is.
 template <class Sink>
 Status addDump(Sink &sink, const void *data, uint32_t dataSize)
 {
-  uint32_t size = dataSize;
-  const qv::HeapBlock<char> dump(BufToUTF8Str(data, &size, 0));
-  if (dump == nullptr) {
-    return Status::unsuccessful;
-  }
-  for (const char *line = dump.get(); *line != '\0'; line += kDumpLineUnits) {
-    SMChar16 units[kDumpLineUnits];
-    std::copy_n(line, kDumpLineUnits, units);
-    const Status status = sink.write(units, kDumpLineUnits);
+  constexpr uint32_t kLines = 32;
+  constexpr uint32_t kPiece = kLines * kBytesPerDumpLine;
+  const uint32_t count = data == nullptr ? 0 : dataSize;
+  for (uint32_t done = 0; done < count;) {
+    uint32_t size = std::min(count - done, kPiece);
+    const qv::HeapBlock<char> dump(BufToUTF8Str(static_cast<const char *>(data) + done, &size, done));
+    SMChar16 units[kLines * kDumpLineUnits + 1];
+    uint32_t unitsSize = sizeof(units);
+    if (dump == nullptr || UTF8StrToUCS2Str(units, &unitsSize, dump.get()) != SM_STATUS_SUCCESS) {
+      return Status::unsuccessful;
+    }
+    const Status status = sink.write(units, unitsSize / sizeof(SMChar16) - 1);
     if (status != Status::success) {
       return status;
     }
+    done += std::min(count - done, kPiece);
   }
   return Status::success;
 }
@@ -270,10 +275,8 @@ Status addRecord(RecordSink &record, const Event &event)
   line(uniDesc_en_US);
   line(event.description == nullptr ? u"" : event.description);
   line(uniData_en_US);
-  if (event.dataSize != 0) {
-    if (const Status status = addDump(record, event.data, event.dataSize); status != Status::success) {
-      return status;
-    }
+  if (const Status status = addDump(record, event.data, event.dataSize); status != Status::success) {
+    return status;
   }
   line(u"");
   return Status::success;
