@@ -1,6 +1,7 @@
 // Hexadecimal dumps. One line builder serves all three; they differ in where the lines go.
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <limits>
 #include <span>
@@ -20,30 +21,47 @@ constexpr size_t kLineLength = 82;
 constexpr size_t kHexColumn = 12;
 constexpr size_t kTextColumn = 63;
 
-void putHex(uint32_t value, int digits, char *out)
-{
-  for (int i = digits - 1; i >= 0; --i) {
-    out[i] = "0123456789ABCDEF"[value & 0xF];
-    value >>= 4;
+/// The two digits of every byte.
+constexpr auto kByteDigits = [] {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  std::array<std::array<char, 2>, 256> digits{};
+  for (size_t byte = 0; byte < digits.size(); ++byte) {
+    digits[byte] = {kDigits[byte >> 4], kDigits[byte & 0xF]};
   }
+  return digits;
+}();
+
+void putByte(uint32_t byte, char *out)
+{
+  memcpy(out, kByteDigits[byte & 0xFF].data(), 2);
 }
+
+/// A line without its bytes.
+constexpr auto kEmptyLine = [] {
+  std::array<char, kLineLength> line{};
+  line.fill(' ');
+  line[0] = '0';
+  line[1] = 'x';
+  line[10] = ':';
+  line[kLineLength - 2] = '\r';
+  line[kLineLength - 1] = '\n';
+  return line;
+}();
 
 /// Writes one line of kLineLength characters for at most kBytesPerLine bytes.
 void buildLine(std::span<const uint8_t> bytes, uint32_t offset, char *line)
 {
-  memset(line, ' ', kLineLength);
-  memcpy(line, "0x", 2);
-  putHex(offset, 8, line + 2);
-  line[10] = ':';
+  memcpy(line, kEmptyLine.data(), kLineLength);
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    putByte(offset >> shift, line + 8 - shift / 4);
+  }
   for (size_t i = 0; i < bytes.size(); ++i) {
-    char *digits = line + kHexColumn + 3 * i;
-    putHex(bytes[i], 2, digits);
-    if (i > 0 && i % 4 == 0) {
-      digits[-1] = ':';
-    }
+    putByte(bytes[i], line + kHexColumn + 3 * i);
     line[kTextColumn + i] = bytes[i] >= 32 && bytes[i] <= 122 ? static_cast<char>(bytes[i]) : '.';
   }
-  memcpy(line + kLineLength - 2, "\r\n", 2);
+  for (size_t i = 4; i < bytes.size(); i += 4) {
+    line[kHexColumn + 3 * i - 1] = ':';
+  }
 }
 
 /// Calls `line(bytes, offset)` for every line of the dump, the offset counting from baseOffset, until it returns false.
