@@ -151,6 +151,7 @@ TEST(SdoBinary, ReadersRefuseInTheirOrderAndLeaveTheOutputs)
   EXPECT_EQ(SDOBinaryGetCount(nullptr), -1);
   EXPECT_EQ(SDOBinaryGetCount(other.data()), -1);
   EXPECT_EQ(SDOBinaryGetCount(array.data()), 2);
+  EXPECT_EQ(SDOBinaryGetCount(GuardedBlock(hex("'BADS' 0500 0800")).data()), 5) << "the header's, whatever follows";
   EXPECT_EQ(SDOBinaryGetDataByID(nullptr, 1, &out.type, into, &out.size), kInvalid);
   EXPECT_EQ(SDOBinaryGetDataByID(other.data(), 0, &out.type, into, &out.size), kInvalid);
   EXPECT_EQ(SDOBinaryGetDataByID(other.data(), 65534, &out.type, into, &out.size), kInvalid);
@@ -183,10 +184,10 @@ TEST(SdoBinary, WhatABlockClaimsIsCheckedBeforeItIsUsed)
     bool decoded;
   } rows[] = {
       // the header
-      {"'BODS' 0100 0F00", -1, kBadType, kBadType, kInvalid, kRefused},
-      {"'BODS' FFFF FFFF", -1, kBadType, kBadType, kInvalid, kRefused},
-      {"'BODS' 0000 0700", -1, kBadType, kNoIndex, kInvalid, kRefused},
-      {"'BODS' 0000 0000", -1, kBadType, kNoIndex, kInvalid, kRefused},
+      {"'BODS' 0100 0F00", 1, kBadType, kBadType, kInvalid, kRefused},
+      {"'BODS' FFFF FFFF", 65535, kBadType, kBadType, kInvalid, kRefused},
+      {"'BODS' 0000 0700", 0, kBadType, kNoIndex, kInvalid, kRefused},
+      {"'BODS' 0000 0000", 0, kBadType, kNoIndex, kInvalid, kRefused},
       // the value's place: in its entry, in the table, past the end by position, by size, far away
       {"'BODS' 0100 1600 0100 07 04 0600 0000 'abcdef'", 1, kBadType, kBadType, kInvalid, kRefused},
       {"'BODS' 0100 1600 0100 07 04 0600 0700 'abcdef'", 1, kBadType, kBadType, kInvalid, kRefused},

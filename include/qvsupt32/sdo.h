@@ -251,8 +251,8 @@ QVSUPT32_API uint32_t SMSDOConfigArrayToBinaryArray(SDOConfig *const *objects, u
 QVSUPT32_API uint32_t SDOBinaryArrayToConfigArray(const void *array, SDOConfig **objects, uint32_t *count);
 QVSUPT32_API uint32_t SMSDOBinaryArrayToConfigArray(const void *array, SDOConfig **objects, uint32_t *count);
 
-/* Returns the entry count of a binary or the element count of a binary array; -1 for null, any other magic, and a count
- * that the block's total size cannot hold. */
+/* Returns the entry count of a binary or the element count of a binary array, as its header tells it: the rest of the
+ * block is not looked at. -1 for null and any other magic. */
 QVSUPT32_API int32_t SDOBinaryGetCount(const void *block);
 QVSUPT32_API int32_t SMSDOBinaryGetCount(const void *block);
 

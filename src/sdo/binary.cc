@@ -39,13 +39,9 @@ int32_t SDOBinaryGetCount(const void *block)
   if (block == nullptr) {
     return -1;
   }
-  if (const auto binary = sdo::BinaryView::open(block)) {
-    return static_cast<int32_t>(binary->count());
-  }
-  if (const auto array = sdo::BinaryArrayView::open(block)) {
-    return static_cast<int32_t>(array->count());
-  }
-  return -1;
+  const auto header = sdo::load<sdo::BlockHeader>(static_cast<const uint8_t *>(block));
+  const bool isKnown = header.magic == SDO_BINARY_MAGIC || header.magic == SDO_BINARY_ARRAY_MAGIC;
+  return isKnown ? header.count : -1;
 }
 
 uint32_t SDOBinaryGetDataByID(const void *binary, uint16_t fieldID, uint8_t *type, void *buffer, uint32_t *size)

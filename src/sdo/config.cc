@@ -134,7 +134,7 @@ Status addBinary(SDOConfig &object, uint16_t fieldID, uint8_t type, const void *
     return status;
   }
   if (magic == SDO_BINARY_ARRAY_MAGIC) {
-    auto count = static_cast<uint32_t>(std::max(SDOBinaryGetCount(block), 0));
+    auto count = static_cast<uint32_t>(SDOBinaryGetCount(block));
     HeapBlock<SDOConfig *> objects(static_cast<SDOConfig **>(malloc(std::max(count, 1U) * sizeof(SDOConfig *))));
     if (objects == nullptr) {
       return Status::noMemory;
