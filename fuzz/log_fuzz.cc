@@ -4,15 +4,13 @@
 // Input: a short form of the file, in which one byte stands for a tag or a part of one, or for a long run of the byte
 // before.
 
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <iterator>
 #include <string>
 
+#include "memory_file.h"
 #include "qvsupt32.h"
 
 namespace {
@@ -47,31 +45,6 @@ std::string expand(const uint8_t *data, size_t size)
   }
   return file;
 }
-
-/// A file that has a path and needs no directory.
-class MemoryFile {
- public:
-  explicit MemoryFile(const std::string &bytes) : descriptor_(memfd_create("log", MFD_CLOEXEC))
-  {
-    require(descriptor_ >= 0);
-    require(write(descriptor_, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()));
-  }
-  ~MemoryFile() { close(descriptor_); }
-  MemoryFile(const MemoryFile &) = delete;
-  MemoryFile &operator=(const MemoryFile &) = delete;
-
-  std::string path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
-
-  std::string content() const
-  {
-    std::string bytes(static_cast<size_t>(lseek(descriptor_, 0, SEEK_END)), '\0');
-    require(pread(descriptor_, bytes.data(), bytes.size(), 0) == static_cast<ssize_t>(bytes.size()));
-    return bytes;
-  }
-
- private:
-  int descriptor_;
-};
 
 /// Takes the whole text of an entry off the front of a text.
 void requireEntry(const std::string &text)

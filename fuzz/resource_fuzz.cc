@@ -4,9 +4,6 @@
 // Input: flags, a language, a capacity, then the file as it is, or in a short form in which one byte stands for a key, a
 // line end, or a long run of the unit before.
 
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -17,6 +14,7 @@
 #include <vector>
 
 #include "failing_heap.h"
+#include "memory_file.h"
 #include "qvsupt32.h"
 
 namespace {
@@ -66,24 +64,6 @@ std::string expand(const uint8_t *data, size_t size)
   }
   return file;
 }
-
-/// A file that has a path and needs no directory.
-class MemoryFile {
- public:
-  explicit MemoryFile(const std::string &bytes) : descriptor_(memfd_create("strings", MFD_CLOEXEC))
-  {
-    require(descriptor_ >= 0);
-    require(write(descriptor_, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()));
-  }
-  ~MemoryFile() { close(descriptor_); }
-  MemoryFile(const MemoryFile &) = delete;
-  MemoryFile &operator=(const MemoryFile &) = delete;
-
-  std::string path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
-
- private:
-  int descriptor_;
-};
 
 /// The plain reader of lines.
 class PlainLines {
