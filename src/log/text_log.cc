@@ -173,7 +173,8 @@ Status addRepeated(Sink &sink, std::u16string_view piece, uint32_t count)
   for (size_t i = 0; i < kUnits; ++i) {
     block[i] = piece[i % piece.size()];
   }
-  for (uint64_t left = uint64_t{count} * piece.size(); left != 0;) {
+  uint64_t left = uint64_t{count} * piece.size();
+  while (left != 0) {
     const auto units = static_cast<size_t>(std::min<uint64_t>(left, kUnits));
     const Status status = sink.write(block, units);
     if (status != Status::success) {

@@ -36,8 +36,11 @@ using InterfaceNames = std::unique_ptr<struct if_nameindex, FreeNames>;
 int openQuerySocket()
 {
   constexpr int kAllProtocols = 0x0300;  // ETH_P_ALL in network byte order
-  const int packetSocket = socket(AF_PACKET, SOCK_PACKET | SOCK_CLOEXEC, kAllProtocols);
-  return packetSocket >= 0 ? packetSocket : socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  int querySocket = socket(AF_PACKET, SOCK_PACKET | SOCK_CLOEXEC, kAllProtocols);
+  if (querySocket < 0) {
+    querySocket = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  }
+  return querySocket;
 }
 
 /// The address of an interface; 0.0.0.0 where it cannot be asked for.

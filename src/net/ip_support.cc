@@ -33,14 +33,15 @@ class OfficialName {
   Status resolve(const char *host)
   {
     constexpr size_t kUsualSize = 1024;
-    for (size_t size = kUsualSize; size != 0; size *= 2) {
+    constexpr size_t kLargestSize = 1048576;
+    for (size_t size = kUsualSize; size <= kLargestSize; size *= 2) {
       answer_.reset(static_cast<char *>(malloc(size)));
       if (answer_ == nullptr) {
         break;
       }
       hostent entry;
       hostent *found = nullptr;
-      int reason;
+      int reason = 0;
       const int error = gethostbyname_r(host, &entry, answer_.get(), size, &found, &reason);
       if (error != ERANGE) {
         name_ = found == nullptr ? nullptr : found->h_name;

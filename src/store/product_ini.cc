@@ -73,7 +73,7 @@ class ProductFile {
     return length >= 0 && static_cast<uint32_t>(length) < room ? Status::success : Status::badArgument;
   }
 
-  char path_[256];
+  char path_[256] = "";
   Status status_;
 };
 

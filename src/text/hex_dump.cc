@@ -21,24 +21,31 @@ constexpr size_t kLineLength = 82;
 constexpr size_t kHexColumn = 12;
 constexpr size_t kTextColumn = 63;
 
-/// The two digits of every byte.
-constexpr auto kByteDigits = [] {
+using ByteDigits = std::array<std::array<char, 2>, 256>;
+
+constexpr ByteDigits makeByteDigits()
+{
   constexpr char kDigits[] = "0123456789ABCDEF";
-  std::array<std::array<char, 2>, 256> digits{};
+  ByteDigits digits{};
   for (size_t byte = 0; byte < digits.size(); ++byte) {
     digits[byte] = {kDigits[byte >> 4], kDigits[byte & 0xF]};
   }
   return digits;
-}();
+}
+
+/// The two digits of every byte.
+constexpr ByteDigits kByteDigits = makeByteDigits();
 
 void putByte(uint32_t byte, char *out)
 {
   memcpy(out, kByteDigits[byte & 0xFF].data(), 2);
 }
 
-/// A line without its bytes.
-constexpr auto kEmptyLine = [] {
-  std::array<char, kLineLength> line{};
+using DumpLine = std::array<char, kLineLength>;
+
+constexpr DumpLine makeEmptyLine()
+{
+  DumpLine line{};
   line.fill(' ');
   line[0] = '0';
   line[1] = 'x';
@@ -46,7 +53,10 @@ constexpr auto kEmptyLine = [] {
   line[kLineLength - 2] = '\r';
   line[kLineLength - 1] = '\n';
   return line;
-}();
+}
+
+/// A line without its bytes.
+constexpr DumpLine kEmptyLine = makeEmptyLine();
 
 /// Writes one line of kLineLength characters for at most kBytesPerLine bytes.
 void buildLine(std::span<const uint8_t> bytes, uint32_t offset, char *line)
