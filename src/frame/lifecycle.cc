@@ -12,6 +12,7 @@
 
 #include "frame/alias.h"
 #include "frame/status.h"
+#include "log/system_log.h"
 #include "qvsupt32/frame.h"
 #include "qvsupt32/network.h"
 #include "qvsupt32/os.h"
@@ -99,6 +100,7 @@ void giveUpFileLock()
   if (modDaemonParentFlag == 0) {
     (void)ModuleDetach();  // there may be nothing attached
   }
+  qv::log::freeIdentity();
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 // The system log: an event as one line of syslog(3).
 
+#include "log/system_log.h"
+
 #include <syslog.h>
 
 #include <algorithm>
@@ -106,11 +108,6 @@ constinit qv::ProcessGate gate;
 /// openlog(3) keeps the pointer that it is given, so the identity stays until the next one has taken its place.
 constinit char *lastIdentity = nullptr;
 
-[[gnu::destructor]] void freeIdentity()
-{
-  free(lastIdentity);
-}
-
 Status send(int priority, Utf8 identity, const char *message)
 {
   uint32_t stepsTaken;
@@ -152,6 +149,15 @@ Status append(uint16_t eventType, uint32_t eventID, const SMChar16 *source, cons
 }
 
 }  // namespace
+
+namespace qv::log {
+
+void freeIdentity()
+{
+  free(std::exchange(lastIdentity, nullptr));
+}
+
+}  // namespace qv::log
 
 uint32_t OSAppendToSysLog(uint16_t eventType, uint32_t eventID, const SMChar16 *source, const SMChar16 *description,
                           const void *, uint32_t)
