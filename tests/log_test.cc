@@ -8,6 +8,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <ctime>
 #include <map>
 #include <random>
 #include <thread>
@@ -43,6 +44,13 @@ std::string bytes(std::u16string_view text)
 
 class Logs : public testing::Test {
  protected:
+  Logs()
+  {
+    // The C library keeps the time zone under a lock that ThreadSanitizer does not see; it changes nothing afterwards.
+    setenv("TZ", "UTC", 1);
+    tzset();
+  }
+
   const support::ScratchDirectory log_{"/etc/tallowmere/vela/log"};
 };
 
