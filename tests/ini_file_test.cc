@@ -269,11 +269,11 @@ TEST_F(IniFile, WriterChecksInItsOrder)
 TEST_F(IniFile, DirectoryPartOfPaths)
 {
   support::Child child([&](support::Child::Inside &inside) {
-    fs::create_directory(path("work"));
-    if (chroot(directory.c_str()) != 0 || chdir("/work") != 0) {
+    fs::create_directory(path("desk"));
+    if (chroot(directory.c_str()) != 0 || chdir("/desk") != 0) {
       return;
     }
-    for (const char *name : {"x.ini", "./x.ini", "new/x.ini", "new//x.ini", "/x.ini", "//x.ini", "/work/x.ini"}) {
+    for (const char *name : {"x.ini", "./x.ini", "new/x.ini", "new//x.ini", "/x.ini", "//x.ini", "/desk/x.ini"}) {
       const uint32_t added = WriteINIFileValue_astring("s", "k", "1", 2, name, 1);
       const uint32_t replaced = WriteINIFileValue_astring("s", "k", "2", 2, name, 1);
       inside.report("%s %u %u %d", name, added, replaced, get(name) == "[s]\nk=2\n");
@@ -285,8 +285,8 @@ TEST_F(IniFile, DirectoryPartOfPaths)
   });
   EXPECT_EQ(child.report(),
             "x.ini 0 0 1\n./x.ini 0 0 1\nnew/x.ini 0 0 1\nnew//x.ini 0 0 1\n/x.ini 0 0 1\n//x.ini 0 0 1\n"
-            "/work/x.ini 0 0 1\n7 7 0\n");
-  EXPECT_EQ(fs::status(path("work/new")).permissions(), fs::perms(0755));
+            "/desk/x.ini 0 0 1\n7 7 0\n");
+  EXPECT_EQ(fs::status(path("desk/new")).permissions(), fs::perms(0755));
   for (const size_t length : {300u, 5000u}) {
     const std::string name = path(times(length, 'p'));
     EXPECT_EQ(WriteINIFileValue_astring("s", "k", "v", 2, name.c_str(), 1), 7u);
