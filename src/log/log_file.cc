@@ -23,7 +23,6 @@ namespace qv::log {
 namespace {
 
 constexpr mode_t kPermissions = 07777;
-constexpr mode_t kFileMode = 0664;  // that of setFileMode()
 
 Status makeBackupName(const char *path, char *buffer, uint32_t *size)
 {
@@ -109,7 +108,6 @@ bool Target::backUp(uint32_t maximumSize, uint32_t recordSize) const
 int openLog(const char *path, int flags, off_t &size)
 {
   flags |= O_RDWR | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-  constexpr mode_t kNewFileMode = 0666;
   int file = open(path, flags, kNewFileMode);
   if (file < 0 && errno == EACCES) {
     setFileMode(path);

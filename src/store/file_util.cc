@@ -17,8 +17,6 @@
 namespace qv {
 namespace {
 
-constexpr mode_t kFileMode = 0664;
-constexpr mode_t kNewFileMode = 0666;  // less the umask, as fopen(3) creates files
 constexpr mode_t kDirectoryMode = 0755;
 
 /// Keeps an opened file of a wanted kind, and closes any other.

@@ -12,7 +12,10 @@
 
 namespace qv {
 
-/// The permissions that a file gets around every opening, replacement and removal. A chmod that fails is no failure.
+constexpr mode_t kFileMode = 0664;
+constexpr mode_t kNewFileMode = 0666;  // less the umask, as fopen(3) creates files
+
+/// Gives a file kFileMode, as every opening, replacement and removal does. A chmod that fails is no failure.
 void setFileMode(const char *path);
 
 /// A path in a buffer of its own. Empty when it would be longer than any path that the system takes; opening it fails
