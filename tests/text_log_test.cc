@@ -1,7 +1,6 @@
 // The text log: exact bytes of its pieces and records, limits, backups, and what failing calls leave.
 
 #include <gtest/gtest.h>
-#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
