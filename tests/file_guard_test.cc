@@ -1,7 +1,7 @@
 // The guard of every operation on a shared file: threads and processes exclude each other, waits count their steps
 // once, and nothing stays locked behind a failure or a fork.
 
-#include "frame/file_guard.h"
+#include "frame/lock/file_guard.h"
 
 #include <gtest/gtest.h>
 #include <sched.h>

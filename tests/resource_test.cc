@@ -373,7 +373,7 @@ TEST(ByID, DeliversAsTheLookupDoes)
 
 TEST(ByID, FindsTheSamples)
 {
-  const fs::path samples = fs::path(__FILE__).parent_path() / "../share/ini";
+  const fs::path samples = QVSUPT32_SHARE "/ini";
   fs::create_directories("/etc/tallowmere/vela/ini");
   fs::copy(samples, "/etc/tallowmere/vela/ini", fs::copy_options::recursive | fs::copy_options::overwrite_existing);
   oemBase = 0;

@@ -6,8 +6,8 @@
 
 #include <atomic>
 
-#include "frame/alias.h"
-#include "frame/status.h"
+#include "base/alias.h"
+#include "base/status.h"
 #include "qvsupt32/codec.h"
 
 namespace {

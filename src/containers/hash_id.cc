@@ -5,8 +5,8 @@
 #include <bit>
 #include <cstring>
 
-#include "frame/alias.h"
-#include "frame/status.h"
+#include "base/alias.h"
+#include "base/status.h"
 #include "qvsupt32/containers.h"
 
 namespace {

@@ -2,8 +2,8 @@
 
 #include <cstdlib>
 
-#include "frame/alias.h"
-#include "frame/status.h"
+#include "base/alias.h"
+#include "base/status.h"
 #include "qvsupt32/containers.h"
 
 namespace {

@@ -5,8 +5,8 @@
 
 #include <cstdlib>
 
-#include "frame/alias.h"
-#include "frame/status.h"
+#include "base/alias.h"
+#include "base/status.h"
 
 namespace {
 

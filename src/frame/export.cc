@@ -1,7 +1,7 @@
 // The export context: a per-call context on platforms that have one. Linux has none; the operations keep the calling
 // pattern, and the one value is 0.
 
-#include "frame/alias.h"
+#include "base/alias.h"
 #include "qvsupt32/frame.h"
 
 SMExportContext origECI = 0;

@@ -10,8 +10,8 @@
 #include <cerrno>
 #include <iterator>
 
-#include "frame/alias.h"
-#include "frame/status.h"
+#include "base/alias.h"
+#include "base/status.h"
 #include "log/system_log.h"
 #include "qvsupt32/frame.h"
 #include "qvsupt32/network.h"

@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "frame/export.h"
-#include "frame/file_guard.h"
-#include "frame/global_lock.h"
+#include "frame/lock/file_guard.h"
+#include "frame/lock/global_lock.h"
 #include "log/log_file.h"
 #include "qvsupt32/log.h"
 #include "qvsupt32/paths.h"

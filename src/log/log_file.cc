@@ -10,10 +10,10 @@
 #include <cstdio>
 #include <cstring>
 
-#include "frame/alias.h"
+#include "base/alias.h"
 #include "frame/export.h"
-#include "frame/file_guard.h"
-#include "frame/global_lock.h"
+#include "frame/lock/file_guard.h"
+#include "frame/lock/global_lock.h"
 #include "qvsupt32/log.h"
 #include "qvsupt32/store.h"
 #include "qvsupt32/strings.h"

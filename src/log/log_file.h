@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "frame/status.h"
+#include "base/status.h"
 
 namespace qv::log {
 

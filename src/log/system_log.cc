@@ -8,11 +8,11 @@
 #include <cstring>
 #include <utility>
 
+#include "base/heap.h"
+#include "base/process_gate.h"
+#include "base/status.h"
 #include "frame/export.h"
-#include "frame/global_lock.h"
-#include "frame/heap.h"
-#include "frame/process_gate.h"
-#include "frame/status.h"
+#include "frame/lock/global_lock.h"
 #include "qvsupt32/convert.h"
 #include "qvsupt32/language.h"
 #include "qvsupt32/log.h"

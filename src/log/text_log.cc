@@ -6,11 +6,11 @@
 #include <cstring>
 #include <ctime>
 
-#include "frame/file_guard.h"
-#include "frame/global_lock.h"
-#include "frame/heap.h"
+#include "base/descriptor.h"
+#include "base/heap.h"
+#include "frame/lock/file_guard.h"
+#include "frame/lock/global_lock.h"
 #include "log/log_file.h"
-#include "os/unique_fd.h"
 #include "qvsupt32/convert.h"
 #include "qvsupt32/log.h"
 #include "qvsupt32/network.h"
@@ -18,7 +18,7 @@
 #include "qvsupt32/strings.h"
 #include "qvsupt32/value.h"
 #include "store/file_util.h"
-#include "text/time_text.h"
+#include "text/value/time_text.h"
 
 const SMChar16 uniTXTFileHdr[129] =
     u"\uFEFF"

@@ -12,20 +12,20 @@
 #include <optional>
 #include <string_view>
 
+#include "base/descriptor.h"
+#include "base/heap.h"
 #include "frame/export.h"
-#include "frame/file_guard.h"
-#include "frame/global_lock.h"
-#include "frame/heap.h"
+#include "frame/lock/file_guard.h"
+#include "frame/lock/global_lock.h"
 #include "log/log_file.h"
-#include "os/unique_fd.h"
 #include "qvsupt32/convert.h"
 #include "qvsupt32/log.h"
 #include "qvsupt32/network.h"
 #include "qvsupt32/store.h"
 #include "qvsupt32/strings.h"
 #include "store/file_util.h"
-#include "text/dynamic_string.h"
-#include "text/time_text.h"
+#include "text/convert/dynamic_string.h"
+#include "text/value/time_text.h"
 
 constexpr char xmlLogFileHdr[66] = "<?xml-stylesheet type=\"text/xsl\" version=\"1.0\" encoding=\"UTF-8\"?>";
 constexpr char xmlLogBeginTag[11] = "<EventLog>";

@@ -12,9 +12,9 @@
 #include <cstring>
 #include <memory>
 
-#include "frame/alias.h"
-#include "frame/status.h"
-#include "os/unique_fd.h"
+#include "base/alias.h"
+#include "base/descriptor.h"
+#include "base/status.h"
 #include "qvsupt32/network.h"
 
 namespace {

@@ -9,9 +9,9 @@
 #include <cerrno>
 #include <cstring>
 
-#include "frame/alias.h"
-#include "frame/heap.h"
-#include "frame/status.h"
+#include "base/alias.h"
+#include "base/heap.h"
+#include "base/status.h"
 #include "qvsupt32/convert.h"
 #include "qvsupt32/network.h"
 

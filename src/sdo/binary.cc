@@ -2,7 +2,7 @@
 //
 // Promises: a constant number of checks beside the search; nothing is read past the block's own total size.
 
-#include "frame/alias.h"
+#include "base/alias.h"
 #include "sdo/binary_layout.h"
 #include "sdo/config.h"
 

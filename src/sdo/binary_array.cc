@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "frame/alias.h"
+#include "base/alias.h"
 #include "sdo/binary_layout.h"
 
 using qv::Status;

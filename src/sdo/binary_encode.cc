@@ -10,8 +10,8 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "frame/alias.h"
-#include "frame/heap.h"
+#include "base/alias.h"
+#include "base/heap.h"
 #include "sdo/binary_layout.h"
 #include "sdo/config.h"
 

@@ -9,8 +9,8 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "frame/alias.h"
-#include "frame/heap.h"
+#include "base/alias.h"
+#include "base/heap.h"
 #include "sdo/binary_layout.h"
 #include "sdo/decoder.h"
 

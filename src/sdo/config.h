@@ -4,8 +4,8 @@
 #include <cstring>
 #include <memory>
 
+#include "base/status.h"
 #include "containers/red_black_tree.h"
-#include "frame/status.h"
 #include "qvsupt32/sdo.h"
 
 struct SDOConfig {

@@ -1,7 +1,7 @@
 // Decoding with the reason of a failure, for those who have a status for it.
 #pragma once
 
-#include "frame/status.h"
+#include "base/status.h"
 #include "qvsupt32/sdo.h"
 
 namespace qv::sdo {

@@ -10,8 +10,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "frame/alias.h"
-#include "os/unique_fd.h"
+#include "base/alias.h"
+#include "base/descriptor.h"
 #include "qvsupt32/store.h"
 
 namespace qv {

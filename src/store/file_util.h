@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <string_view>
 
-#include "frame/status.h"
+#include "base/status.h"
 
 namespace qv {
 

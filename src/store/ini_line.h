@@ -4,7 +4,7 @@
 
 #include <string_view>
 
-#include "frame/status.h"
+#include "base/status.h"
 #include "store/line_reader.h"
 
 namespace qv {

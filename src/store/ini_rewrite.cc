@@ -8,10 +8,10 @@
 #include <cstring>
 #include <string_view>
 
-#include "frame/file_guard.h"
-#include "frame/heap.h"
-#include "frame/status.h"
-#include "os/unique_fd.h"
+#include "base/descriptor.h"
+#include "base/heap.h"
+#include "base/status.h"
+#include "frame/lock/file_guard.h"
 #include "qvsupt32/store.h"
 #include "store/file_util.h"
 #include "store/ini_line.h"

@@ -9,11 +9,11 @@
 #include <cstring>
 #include <string_view>
 
-#include "frame/heap.h"
-#include "frame/status.h"
+#include "base/heap.h"
+#include "base/status.h"
 #include "qvsupt32/store.h"
 #include "qvsupt32/value.h"
-#include "text/number_scan.h"
+#include "text/value/number_scan.h"
 
 const char *pStrTRUE = "TRUE";
 const char *pStrFALSE = "FALSE";

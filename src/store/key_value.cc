@@ -5,12 +5,12 @@
 #include <string_view>
 #include <utility>
 
+#include "base/descriptor.h"
+#include "base/heap.h"
+#include "base/status.h"
 #include "frame/export.h"
-#include "frame/file_guard.h"
-#include "frame/global_lock.h"
-#include "frame/heap.h"
-#include "frame/status.h"
-#include "os/unique_fd.h"
+#include "frame/lock/file_guard.h"
+#include "frame/lock/global_lock.h"
 #include "qvsupt32/store.h"
 #include "store/file_util.h"
 #include "store/line_reader.h"

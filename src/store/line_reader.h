@@ -8,7 +8,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "frame/heap.h"
+#include "base/heap.h"
 
 namespace qv {
 

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <string_view>
 
-#include "frame/heap.h"
+#include "base/heap.h"
 
 namespace qv {
 

@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <iterator>
 
+#include "base/status.h"
 #include "frame/export.h"
-#include "frame/status.h"
 #include "qvsupt32/paths.h"
 #include "qvsupt32/store.h"
 
