@@ -1,0 +1,55 @@
+// qvctl: what an administrator does with the files, logs and shared objects of libqvsupt32, without writing C.
+//
+// Results go to stdout and nothing else does; the exit status says how it went (failure.h). The program ends by _exit
+// once its output is written: an ordinary end would unload the library, whose detach waits for the file lock.
+
+#include <unistd.h>
+
+#include <csignal>
+#include <exception>
+#include <new>
+
+#include "command_line.h"
+
+namespace {
+
+using qvctl::Exit;
+
+Exit run(int count, char **arguments)
+{
+  qvctl::Context context;
+  try {
+    qvctl::CommandLine commands(context);
+    qvctl::addIniCommands(commands, context);
+    qvctl::addKvCommands(commands, context);
+    qvctl::addSdoCommands(commands, context);
+    qvctl::addLogCommands(commands, context);
+    qvctl::addTextCommands(commands, context);
+    qvctl::addLockCommands(commands, context);
+    qvctl::addObjectCommands(commands, context);
+    qvctl::addDoctorCommand(commands, context);
+    const Exit status = commands.run(count, arguments);
+    context.output.flush();
+    return status;
+  } catch (const qvctl::Failure &failure) {
+    qvctl::complain(failure.what());
+    if (failure.status() == Exit::usage) {
+      qvctl::complain("'qvctl --help' lists the commands, 'qvctl COMMAND --help' explains one");
+    }
+    return failure.status();
+  } catch (const std::bad_alloc &) {
+    qvctl::complain("out of memory");
+  } catch (const std::exception &error) {
+    qvctl::complain(error.what());
+  }
+  return Exit::failed;
+}
+
+}  // namespace
+
+int main(int count, char **arguments)
+{
+  // A reader that went away is a failed write, not a death that leaves no status.
+  signal(SIGPIPE, SIG_IGN);
+  _exit(static_cast<int>(run(count, arguments)));
+}
