@@ -197,6 +197,14 @@ Command &Command::requiredOption(const char *name, const char *valueName, uint32
   return *this;
 }
 
+Command &Command::rest(const char *name, const char *help)
+{
+  app_.add_option(
+          name, [](const CLI::results_t &) { return true; }, help)
+      ->type_name("...");
+  return *this;
+}
+
 Command &Command::flag(const char *name, bool &value, const char *help)
 {
   app_.add_flag(name, value, help);

@@ -47,6 +47,9 @@ class Command {
   Command &requiredOption(const char *name, const char *valueName, std::string &value, const char *help);
   Command &requiredOption(const char *name, const char *valueName, uint32_t &value, const char *help);
 
+  /// How the help names what passRest() takes.
+  Command &rest(const char *name, const char *help);
+
   Command &flag(const char *name, bool &value, const char *help);
 
   /// Gives the command `--wait SECONDS`, for those that take the file lock.

@@ -13,6 +13,11 @@ Failure libraryFailure(const std::string &subject, uint32_t status)
   return {Exit::failed, subject + ": " + describeStatus(status)};
 }
 
+Failure libraryFailure(const std::string &subject, uint32_t status, const std::string &words)
+{
+  return {Exit::failed, subject + ": " + describeStatus(status, words)};
+}
+
 Failure toolFailure(const std::string &subject, const std::string &reason)
 {
   return {Exit::failed, subject + ": " + reason};

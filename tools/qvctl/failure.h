@@ -26,6 +26,9 @@ class Failure : public std::runtime_error {
 /// "FILE: key not found (263, SM_STATUS_KEY_NOT_FOUND)"
 Failure libraryFailure(const std::string &subject, uint32_t status);
 
+/// The same with words that fit the command better.
+Failure libraryFailure(const std::string &subject, uint32_t status, const std::string &words);
+
 /// "FILE: reason"
 Failure toolFailure(const std::string &subject, const std::string &reason);
 

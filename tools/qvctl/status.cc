@@ -41,17 +41,29 @@ constexpr StatusText kStatuses[] = {
     {SM_STATUS_VALUE_TOO_SMALL, "SM_STATUS_VALUE_TOO_SMALL", "value too small"},
 };
 
+const StatusText *find(uint32_t status)
+{
+  for (const StatusText &known : kStatuses) {
+    if (known.status == status) {
+      return &known;
+    }
+  }
+  return nullptr;
+}
+
 }  // namespace
 
 std::string describeStatus(uint32_t status)
 {
+  const StatusText *const known = find(status);
+  return describeStatus(status, known == nullptr ? "unknown status" : known->text);
+}
+
+std::string describeStatus(uint32_t status, const std::string &words)
+{
+  const StatusText *const known = find(status);
   const std::string number = std::to_string(static_cast<int32_t>(status));
-  for (const StatusText &known : kStatuses) {
-    if (known.status == status) {
-      return std::string(known.text) + " (" + number + ", " + known.name + ")";
-    }
-  }
-  return "unknown status (" + number + ")";
+  return words + " (" + number + (known == nullptr ? "" : std::string(", ") + known->name) + ")";
 }
 
 }  // namespace qvctl

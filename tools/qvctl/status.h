@@ -10,4 +10,7 @@ namespace qvctl {
 /// shown by itself.
 std::string describeStatus(uint32_t status);
 
+/// The same with words that fit the command better.
+std::string describeStatus(uint32_t status, const std::string &words);
+
 }  // namespace qvctl
