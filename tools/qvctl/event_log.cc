@@ -41,9 +41,10 @@ bool isSame(const struct stat &a, const struct stat &b)
 }
 
 /// Returns 0 or an errno.
-int readToEnd(int descriptor, std::string &bytes, size_t expected)
+int readToEnd(int descriptor, std::string &bytes, size_t expected, const ReadProgress &progress)
 {
   constexpr size_t kPiece = 65536;
+  constexpr size_t kAtOnce = 1048576;  // so that progress shows
   bytes.clear();
   bytes.resize(expected + 1);  // one more, so that the end shows without growing
   size_t size = 0;
@@ -51,7 +52,7 @@ int readToEnd(int descriptor, std::string &bytes, size_t expected)
     if (size == bytes.size()) {
       bytes.resize(size + std::max(size / 2, kPiece));
     }
-    const ssize_t got = read(descriptor, bytes.data() + size, bytes.size() - size);
+    const ssize_t got = read(descriptor, bytes.data() + size, std::min(bytes.size() - size, kAtOnce));
     if (got < 0 && errno == EINTR) {
       continue;
     }
@@ -60,6 +61,9 @@ int readToEnd(int descriptor, std::string &bytes, size_t expected)
       return got == 0 ? 0 : errno;
     }
     size += static_cast<size_t>(got);
+    if (progress) {
+      progress(size, expected);
+    }
   }
 }
 
@@ -128,7 +132,7 @@ EventLog splitLog(std::string bytes, LogFormat format)
   return log;
 }
 
-std::string readWhole(const std::string &path)
+std::string readWhole(const std::string &path, const ReadProgress &progress)
 {
   const File file(path);
   if (file.descriptor() < 0) {
@@ -143,7 +147,8 @@ std::string readWhole(const std::string &path)
     if (fstat(file.descriptor(), &before) != 0) {
       throw systemFailure(path, errno);
     }
-    if (const int error = readToEnd(file.descriptor(), bytes, static_cast<size_t>(before.st_size)); error != 0) {
+    if (const int error = readToEnd(file.descriptor(), bytes, static_cast<size_t>(before.st_size), progress);
+        error != 0) {
       throw systemFailure(path, error);
     }
     if (!S_ISREG(before.st_mode) || fstat(file.descriptor(), &after) != 0 || isSame(before, after) ||

@@ -1,6 +1,7 @@
 // A log file in memory, of either format, recognised by its content: its events, and what in it belongs to none.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -55,7 +56,8 @@ std::optional<LogFormat> recogniseLog(std::string_view bytes);
 EventLog splitLog(std::string bytes, LogFormat format);
 
 /// Reads a file or what can be read like one. Throws a Failure.
-std::string readWhole(const std::string &path);
+using ReadProgress = std::function<void(uint64_t done, uint64_t total)>;
+std::string readWhole(const std::string &path, const ReadProgress &progress = nullptr);
 
 /// Reads and splits a log. Throws a Failure when the file cannot be read or is no log.
 EventLog readLog(const std::string &path);

@@ -96,6 +96,7 @@ std::string showControls(std::string_view text)
   constexpr char kDigits[] = "0123456789abcdef";
   std::string shown;
   shown.reserve(text.size());
+  unsigned char last = 0;
   for (const char character : text) {
     const auto byte = static_cast<unsigned char>(character);
     if (byte == '\n') {
@@ -104,13 +105,17 @@ std::string showControls(std::string_view text)
       shown += "\\r";
     } else if (byte == '\t') {
       shown += "\\t";
-    } else if (byte < 0x20 || byte == 0x7f) {
+    } else if (byte < 0x20 || byte == 0x7f || (byte >= 0x80 && byte < 0xa0 && last == 0xc2)) {
+      if (byte >= 0x80) {
+        shown.pop_back();  // U+0080 to U+009F, two bytes, are controls for a terminal too
+      }
       shown += "\\x";
       shown += kDigits[byte >> 4];
       shown += kDigits[byte & 15];
     } else {
       shown += character;
     }
+    last = byte;
   }
   return shown;
 }
