@@ -239,6 +239,7 @@ CommandLine::CommandLine(Context &context) : context_(context), app_(std::make_u
 {
   app_->description("Look into and change the files, logs and shared objects of libqvsupt32");
   app_->name("qvctl");
+  app_->get_formatter()->label("REQUIRED", "");  // the usage line shows it
   app_->set_version_flag("--version", kVersion, "Print the version and exit");
   app_->add_flag("--json", context.json, "Print results as JSON");
   app_->require_subcommand(1);

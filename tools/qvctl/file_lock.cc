@@ -66,22 +66,36 @@ off_t fileLockRecord()
   return record;
 }
 
-void FileLock::take(const std::string &subject)
+int FileLock::openFile()
 {
   if (descriptor_ < 0) {
     deadline_ = std::chrono::steady_clock::now() + wait_;
     descriptor_ = open(lockFilePath().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kLockFileMode);
-    if (descriptor_ < 0) {
-      complain(lockFilePath() + ": " + strerror(errno));
-      throw libraryFailure(subject, SM_STATUS_LOCK_FAILED);
-    }
+  }
+  return descriptor_ < 0 ? errno : 0;
+}
+
+int FileLock::tryTake()
+{
+  if (const int error = openFile(); error != 0) {
+    return error;
+  }
+  const int error = setRecord(descriptor_, F_WRLCK);
+  return error == EACCES ? EAGAIN : error;
+}
+
+void FileLock::take(const std::string &subject)
+{
+  if (const int error = openFile(); error != 0) {
+    complain(lockFilePath() + ": " + strerror(error));
+    throw libraryFailure(subject, SM_STATUS_LOCK_FAILED);
   }
   for (;;) {
-    const int error = setRecord(descriptor_, F_WRLCK);
+    const int error = tryTake();
     if (error == 0) {
       return;
     }
-    if ((error != EAGAIN && error != EACCES) || std::chrono::steady_clock::now() >= deadline_) {
+    if (error != EAGAIN || std::chrono::steady_clock::now() >= deadline_) {
       throw libraryFailure(subject, SM_STATUS_LOCK_FAILED);
     }
     std::this_thread::sleep_for(kPollingStep);

@@ -31,9 +31,14 @@ class FileLock {
   /// library, which gave it up, costs nothing where nobody else came first. Throws a Failure (11) about the subject.
   void take(const std::string &subject);
 
+  /// Tries once. Returns 0 when the lock is held now, EAGAIN when another process has it, or the errno of the lock file.
+  int tryTake();
+
   void release();
 
  private:
+  int openFile();
+
   std::chrono::milliseconds wait_ = std::chrono::minutes(1);
   std::chrono::steady_clock::time_point deadline_{};
   int descriptor_ = -1;

@@ -2,20 +2,27 @@
 
 #include "install_path.h"
 
+#include <cctype>
 #include <cstdlib>
 
 namespace qvctl {
 
-std::string installPath()
+std::string installPath(const Product &product)
 {
-  constexpr size_t kLongest = 255;
-  for (const char *variable : {"velainstallpath", "VELAINSTALLPATH"}) {
-    if (const char *const value = getenv(variable); value != nullptr) {
-      std::string path = value;
-      return path.size() <= kLongest ? path : std::string();
+  constexpr size_t kLongest = 254;
+  std::string variable = std::string(product.name) + "installpath";
+  const char *value = getenv(variable.c_str());
+  if (value == nullptr) {
+    for (char &letter : variable) {
+      letter = static_cast<char>(toupper(letter));
     }
+    value = getenv(variable.c_str());
   }
-  return "/etc/tallowmere/vela";
+  if (value == nullptr) {
+    return product.directory;
+  }
+  const std::string path = value;
+  return path.size() <= kLongest ? path : "";
 }
 
 }  // namespace qvctl
