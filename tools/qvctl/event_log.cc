@@ -19,10 +19,13 @@ namespace {
 
 class File {
  public:
-  explicit File(const std::string &path) : descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY)) {}
+  explicit File(const std::string &path)
+      : descriptor_(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY))
+  {
+  }
   ~File()
   {
-    if (descriptor_ >= 0) {
+    if (descriptor_ > STDIN_FILENO) {
       (void)close(descriptor_);  // nothing was written
     }
   }
@@ -135,8 +138,9 @@ EventLog splitLog(std::string bytes, LogFormat format)
 std::string readWhole(const std::string &path, const ReadProgress &progress)
 {
   const File file(path);
+  const std::string name = path == "-" ? "standard input" : path;
   if (file.descriptor() < 0) {
-    throw systemFailure(path, errno);
+    throw systemFailure(name, errno);
   }
   // An append that is under way while the file is read would look like a damaged end.
   constexpr int kTries = 3;
@@ -145,11 +149,11 @@ std::string readWhole(const std::string &path, const ReadProgress &progress)
     struct stat before {};
     struct stat after {};
     if (fstat(file.descriptor(), &before) != 0) {
-      throw systemFailure(path, errno);
+      throw systemFailure(name, errno);
     }
     if (const int error = readToEnd(file.descriptor(), bytes, static_cast<size_t>(before.st_size), progress);
         error != 0) {
-      throw systemFailure(path, error);
+      throw systemFailure(name, error);
     }
     if (!S_ISREG(before.st_mode) || fstat(file.descriptor(), &after) != 0 || isSame(before, after) ||
         lseek(file.descriptor(), 0, SEEK_SET) != 0) {

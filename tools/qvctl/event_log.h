@@ -55,7 +55,7 @@ std::optional<LogFormat> recogniseLog(std::string_view bytes);
 /// Splits a log. Nothing in the bytes makes that fail.
 EventLog splitLog(std::string bytes, LogFormat format);
 
-/// Reads a file or what can be read like one. Throws a Failure.
+/// Reads a file or what can be read like one; "-" is stdin. Throws a Failure.
 using ReadProgress = std::function<void(uint64_t done, uint64_t total)>;
 std::string readWhole(const std::string &path, const ReadProgress &progress = nullptr);
 

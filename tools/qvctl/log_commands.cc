@@ -26,6 +26,7 @@ namespace qvctl {
 namespace {
 
 constexpr unsigned kLogMode = 0664;
+constexpr unsigned kPageMode = 0644;
 constexpr uint32_t kClearedId = 0;
 constexpr uint32_t kBackupCreatedId = 1;
 
@@ -257,7 +258,7 @@ Exit write(Context &context, const WriteOptions &options)
   const uint32_t id = parseId(options.id);
   const std::u16string source = parseText("--source", options.source);
   const std::u16string text = parseText("TEXT", options.text);
-  const std::string data = options.data ? readWhole(*options.data == "-" ? "/dev/stdin" : *options.data) : "";
+  const std::string data = options.data ? readWhole(*options.data) : "";
   const Targets targets = parseTargets(options.targets, true);
   const auto *units = source.c_str();
   const void *bytes = data.empty() ? nullptr : data.data();
@@ -427,11 +428,16 @@ struct ReportOptions {
   std::string page;
 };
 
-Exit report(const ReportOptions &options)
+Exit report(Context &context, const ReportOptions &options)
 {
   const std::string path = options.file ? *options.file : libraryLog(LogFormat::xml);
   const EventLog log = readLog(path);
-  replaceFile(options.page == "-" ? "/dev/stdout" : options.page, makeReport(log, path), 0644);
+  const std::string page = makeReport(log, path);
+  if (options.page == "-") {
+    context.output.write(page);
+  } else {
+    replaceFile(options.page, page, kPageMode);
+  }
   tellLost(path, log);
   return Exit::done;
 }
@@ -517,7 +523,7 @@ void addLogCommands(CommandLine &commands, Context &context)
   commands.command("log report", "Write a page to look through the events in a browser", "qvctl log report -o log.html")
       .argument("FILE", reported->file, kFileHelp)
       .requiredOption("-o,--output", "PAGE.html", reported->page, "File to write; - is stdout")
-      .run([reported] { return report(*reported); });
+      .run([&context, reported] { return report(context, *reported); });
 }
 
 }  // namespace qvctl
