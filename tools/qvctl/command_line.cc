@@ -13,16 +13,15 @@ namespace {
 
 constexpr char kVersion[] = "qvctl " QVCTL_VERSION;
 
-/// CLI11 splits "[a,b]" and gives "++" a meaning. Words that could be such are marked before it sees them, and values
-/// are unmarked when they are stored.
+/// Words that CLI11 would take for something else, such as "[a,b]", "++" and what begins with "-" after "--", are marked
+/// before it sees them, and unmarked when they are stored.
 constexpr char kMark = '\x01';
 
-std::string marked(std::string word)
+bool needsMark(const std::string &word, bool optionsEnded)
 {
-  if (!word.empty() && (word[0] == '[' || word[0] == '{' || word[0] == '+' || word[0] == kMark)) {
-    word.insert(word.begin(), kMark);
-  }
-  return word;
+  constexpr std::string_view kSpecial = "[{+\x01";
+  return !word.empty() &&
+         (kSpecial.find(word[0]) != std::string_view::npos || (optionsEnded && word.size() > 1 && word[0] == '-'));
 }
 
 std::string unmarked(std::string word)
@@ -42,7 +41,7 @@ bool toNumber(std::string_view text, uint32_t &value)
 uint32_t numberValue(const CLI::results_t &results, const char *name)
 {
   uint32_t value = 0;
-  if (!toNumber(results.back(), value)) {
+  if (!toNumber(unmarked(results.back()), value)) {
     throw CLI::ValidationError(name, "'" + unmarked(results.back()) + "' is no whole number from 0 to 4294967295");
   }
   return value;
@@ -55,12 +54,7 @@ void append(const CLI::results_t &results, std::vector<std::string> &values)
   }
 }
 
-CLI::Option *valued(CLI::Option *option, const char *valueName)
-{
-  return option->type_name(valueName)->multi_option_policy(CLI::MultiOptionPolicy::TakeLast)->expected(1);
-}
-
-std::vector<std::string> wordsOf(std::string_view path)
+std::vector<std::string> splitPath(std::string_view path)
 {
   std::vector<std::string> words;
   while (!path.empty()) {
@@ -71,20 +65,24 @@ std::vector<std::string> wordsOf(std::string_view path)
   return words;
 }
 
-/// "--name=" stands for an empty value, for which CLI11 would take the next word.
-void splitEmptyValue(std::vector<std::string> &words)
-{
-  for (size_t i = 0; i < words.size() && words[i] != "--"; ++i) {
-    std::string &word = words[i];
-    if (word.size() > 3 && word.starts_with("--") && word.find('=') == word.size() - 1) {
-      word.pop_back();
-      words.insert(words.begin() + static_cast<ptrdiff_t>(i) + 1, "");
-      ++i;
-    }
-  }
-}
-
 }  // namespace
+
+template <class Store>
+CLI::Option *Command::addValued(const char *name, const char *valueName, const char *help, Store store)
+{
+  for (const std::string_view each : {std::string_view(name).substr(0, std::string_view(name).find(',')),
+                                      std::string_view(name).substr(std::string_view(name).find(',') + 1)}) {
+    valued_.emplace(each);
+  }
+  const CLI::callback_t callback = [store](const CLI::results_t &results) {
+    store(results);
+    return true;
+  };
+  return app_.add_option(name, callback, help)
+      ->type_name(valueName)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast)
+      ->expected(1);
+}
 
 Command &Command::argument(const char *name, std::string &value, const char *help)
 {
@@ -131,69 +129,38 @@ Command &Command::arguments(const char *name, std::vector<std::string> &values, 
 
 Command &Command::option(const char *name, const char *valueName, std::optional<std::string> &value, const char *help)
 {
-  valued(app_.add_option(
-             name,
-             [&value](const CLI::results_t &results) {
-               value = unmarked(results.back());
-               return true;
-             },
-             help),
-         valueName);
+  addValued(name, valueName, help, [&value](const CLI::results_t &results) { value = unmarked(results.back()); });
   return *this;
 }
 
 Command &Command::option(const char *name, const char *valueName, std::vector<std::string> &values, const char *help)
 {
-  valued(app_.add_option(
-             name,
-             [&values](const CLI::results_t &results) {
-               append(results, values);
-               return true;
-             },
-             help),
-         valueName)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  addValued(name, valueName, help, [&values](const CLI::results_t &results) {
+    append(results, values);
+  })->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   return *this;
 }
 
 Command &Command::option(const char *name, const char *valueName, std::optional<uint32_t> &value, const char *help)
 {
-  valued(app_.add_option(
-             name,
-             [&value, name](const CLI::results_t &results) {
-               value = numberValue(results, name);
-               return true;
-             },
-             help),
-         valueName);
+  addValued(name, valueName, help,
+            [&value, name](const CLI::results_t &results) { value = numberValue(results, name); });
   return *this;
 }
 
 Command &Command::requiredOption(const char *name, const char *valueName, std::string &value, const char *help)
 {
-  valued(app_.add_option(
-             name,
-             [&value](const CLI::results_t &results) {
-               value = unmarked(results.back());
-               return true;
-             },
-             help),
-         valueName)
-      ->required();
+  addValued(name, valueName, help, [&value](const CLI::results_t &results) {
+    value = unmarked(results.back());
+  })->required();
   return *this;
 }
 
 Command &Command::requiredOption(const char *name, const char *valueName, uint32_t &value, const char *help)
 {
-  valued(app_.add_option(
-             name,
-             [&value, name](const CLI::results_t &results) {
-               value = numberValue(results, name);
-               return true;
-             },
-             help),
-         valueName)
-      ->required();
+  addValued(name, valueName, help, [&value, name](const CLI::results_t &results) {
+    value = numberValue(results, name);
+  })->required();
   return *this;
 }
 
@@ -213,20 +180,16 @@ Command &Command::flag(const char *name, bool &value, const char *help)
 
 Command &Command::waits()
 {
-  valued(app_.add_option(
-             "--wait",
-             [this_ = &context_](const CLI::results_t &results) {
-               double seconds = 0;
-               const std::string &text = results.back();
-               const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
-               if (error != std::errc{} || end != text.data() + text.size() || !(seconds >= 0 && seconds <= 1e9)) {
-                 throw CLI::ValidationError("--wait", "'" + unmarked(text) + "' is no number of seconds");
-               }
-               this_->lock.setWait(std::chrono::milliseconds(std::llround(seconds * 1000)));
-               return true;
-             },
-             "Wait this long for the file lock; 0 tries once (default: 60)"),
-         "SECONDS");
+  addValued("--wait", "SECONDS", "Wait this long for the file lock; 0 tries once (default: 60)",
+            [&lock = context_.lock](const CLI::results_t &results) {
+              double seconds = 0;
+              const std::string text = unmarked(results.back());
+              const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+              if (error != std::errc{} || end != text.data() + text.size() || !(seconds >= 0 && seconds <= 1e9)) {
+                throw CLI::ValidationError("--wait", "'" + text + "' is no number of seconds");
+              }
+              lock.setWait(std::chrono::milliseconds(std::llround(seconds * 1000)));
+            });
   return *this;
 }
 
@@ -257,7 +220,7 @@ void CommandLine::group(const char *name, const char *help)
 
 Command CommandLine::command(const char *path, const char *help, const char *example)
 {
-  const std::vector<std::string> words = wordsOf(path);
+  const std::vector<std::string> words = splitPath(path);
   CLI::App *parent = app_.get();
   for (size_t i = 0; i + 1 < words.size(); ++i) {
     parent = parent->get_subcommand(words[i]);
@@ -265,12 +228,23 @@ Command CommandLine::command(const char *path, const char *help, const char *exa
   CLI::App *const added = parent->add_subcommand(words.back(), help);
   added->add_flag("--json", context_.json, "Print results as JSON");
   added->footer(std::string("Example:\n  ") + example);
-  return {*added, context_};
+  return {*added, context_, valued_};
 }
 
 void CommandLine::passRest(const char *path, std::vector<std::string> &rest)
 {
-  rests_.push_back({wordsOf(path), &rest});
+  rests_.push_back({splitPath(path), &rest});
+}
+
+bool CommandLine::isOption(const std::string &word) const
+{
+  return word.size() > 1 && word[0] == '-' && word != "--";
+}
+
+/// How many words an option takes, itself included.
+size_t CommandLine::wordsOf(const std::string &option) const
+{
+  return valued_.contains(option) ? 2 : 1;
 }
 
 void CommandLine::takeRest(std::vector<std::string> &words) const
@@ -278,38 +252,51 @@ void CommandLine::takeRest(std::vector<std::string> &words) const
   for (const Rest &rest : rests_) {
     size_t matched = 0;
     size_t i = 0;
-    while (i < words.size() && matched < rest.path.size()) {
-      const bool option = words[i].starts_with("--") && words[i].size() > 2;
-      if (!option && words[i] != rest.path[matched]) {
+    while (i < words.size() && (isOption(words[i]) || matched < rest.path.size())) {
+      if (isOption(words[i])) {
+        i += wordsOf(words[i]);
+      } else if (words[i++] != rest.path[matched++]) {
         break;
       }
-      matched += option ? 0 : 1;
-      ++i;
+      if (matched == rest.path.size() && (i >= words.size() || !isOption(words[i]))) {
+        i = std::min(i, words.size());
+        const auto end = words.begin() + static_cast<ptrdiff_t>(i);
+        rest.words->assign(i < words.size() && *end == "--" ? end + 1 : end, words.end());
+        words.erase(end, words.end());
+        return;
+      }
     }
-    if (matched < rest.path.size()) {
-      continue;
-    }
-    while (i < words.size() && words[i].size() > 1 && words[i][0] == '-' && words[i] != "--") {
-      i += words[i] == "--wait" ? 2 : 1;
-    }
-    if (i >= words.size()) {
-      return;
-    }
-    const auto end = words.begin() + static_cast<ptrdiff_t>(i);
-    rest.words->assign(end + (*end == "--" ? 1 : 0), words.end());
-    words.erase(end, words.end());
-    return;
   }
+}
+
+/// The words as CLI11 gets them. What "--" means is settled here, and "--name=" stands for an empty value, for which it
+/// would take the next word.
+std::vector<std::string> CommandLine::prepared(const std::vector<std::string> &words) const
+{
+  std::vector<std::string> result;
+  bool optionsEnded = false;
+  for (size_t i = 0; i < words.size(); ++i) {
+    const std::string &word = words[i];
+    if (!optionsEnded && word == "--") {
+      optionsEnded = true;
+    } else if (!optionsEnded && word.ends_with('=') && valued_.contains(word.substr(0, word.size() - 1))) {
+      result.push_back(word.substr(0, word.size() - 1));
+      result.emplace_back();
+    } else if (!optionsEnded && valued_.contains(word) && i + 1 < words.size()) {
+      result.push_back(word);
+      result.push_back(kMark + words[++i]);
+    } else {
+      result.push_back(needsMark(word, optionsEnded) ? kMark + word : word);
+    }
+  }
+  return result;
 }
 
 Exit CommandLine::run(int count, char **arguments)
 {
   std::vector<std::string> words(arguments + (count > 0 ? 1 : 0), arguments + count);
   takeRest(words);
-  splitEmptyValue(words);
-  for (std::string &word : words) {
-    word = marked(std::move(word));
-  }
+  words = prepared(words);
   std::vector<std::string> backwards(words.rbegin(), words.rend());
   try {
     app_->parse(std::move(backwards));

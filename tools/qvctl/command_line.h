@@ -17,6 +17,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -24,13 +25,17 @@
 
 namespace CLI {
 class App;
-}
+class Option;
+}  // namespace CLI
 
 namespace qvctl {
 
 class Command {
  public:
-  Command(CLI::App &app, Context &context) : app_(app), context_(context) {}
+  Command(CLI::App &app, Context &context, std::set<std::string> &valued)
+      : app_(app), context_(context), valued_(valued)
+  {
+  }
 
   /// Positional arguments. The second form is optional, the third takes all that are left.
   Command &argument(const char *name, std::string &value, const char *help);
@@ -59,8 +64,12 @@ class Command {
   void run(std::function<Exit()> function);
 
  private:
+  template <class Store>
+  CLI::Option *addValued(const char *name, const char *valueName, const char *help, Store store);
+
   CLI::App &app_;
   Context &context_;
+  std::set<std::string> &valued_;
 };
 
 class CommandLine {
@@ -88,11 +97,15 @@ class CommandLine {
     std::vector<std::string> path;
     std::vector<std::string> *words;
   };
+  bool isOption(const std::string &word) const;
+  size_t wordsOf(const std::string &option) const;
   void takeRest(std::vector<std::string> &words) const;
+  std::vector<std::string> prepared(const std::vector<std::string> &words) const;
 
   Context &context_;
   std::unique_ptr<CLI::App> app_;
   std::vector<Rest> rests_;
+  std::set<std::string> valued_;  // the options that take the next word
 };
 
 /// The subjects, each in the file of its name.

@@ -3,6 +3,7 @@
 // Results go to stdout and nothing else does; the exit status says how it went (failure.h). The program ends by _exit
 // once its output is written: an ordinary end would unload the library, whose detach waits for the file lock.
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -45,10 +46,23 @@ Exit run(int count, char **arguments)
   return Exit::failed;
 }
 
+/// A standard descriptor that is closed would become that of the next file, which the output would end up in. Reading
+/// from and writing to what takes its place fails.
+void openStandardDescriptors()
+{
+  constexpr int kFailing[] = {O_WRONLY, O_RDONLY, O_RDONLY};
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(descriptor, F_GETFD) < 0) {
+      (void)open("/dev/null", kFailing[descriptor]);  // takes the lowest free number, which is this one
+    }
+  }
+}
+
 }  // namespace
 
 int main(int count, char **arguments)
 {
+  openStandardDescriptors();
   // A reader that went away is a failed write, not a death that leaves no status.
   signal(SIGPIPE, SIG_IGN);
   _exit(static_cast<int>(run(count, arguments)));

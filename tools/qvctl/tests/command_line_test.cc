@@ -1,0 +1,91 @@
+// What all commands have in common: help, usage, options, the end of options, and output that cannot be written.
+
+#include "tool.h"
+
+namespace {
+
+using tool::expectRows;
+using tool::run;
+using tool::ToolTest;
+
+TEST_F(ToolTest, HelpAndVersionNeedNeitherLockNorLibrary)
+{
+  const std::string commands[] = {"ini get",     "ini set",  "ini unset",    "ini list",      "kv get",
+                                  "kv set",      "kv unset", "kv list",      "text get",      "text check",
+                                  "lock status", "lock run", "objects list", "objects clean", "doctor"};
+  for (const std::string &command : commands) {
+    const tool::Result result = run("LD_LIBRARY_PATH= qvctl lock run -- qvctl " + command + " --help");
+    EXPECT_EQ(result.status, 0) << command;
+    EXPECT_NE(result.out.find("Example:\n  qvctl " + command), std::string::npos) << result.out;
+    EXPECT_EQ(result.err, "") << command;
+  }
+  expectRows({
+      {"qvctl --version | sed 's/[0-9]/N/g'", 0, "qvctl N.N.N\n"},
+      {"qvctl --help | tail -1 | cut -c1-21", 0, "'qvctl COMMAND --help\n"},
+  });
+}
+
+TEST_F(ToolTest, RefusesWhatCannotBeMeant)
+{
+  expectRows({
+      {"qvctl", 2, "", "qvctl: "},
+      {"qvctl nothing", 2, "", "qvctl: "},
+      {"qvctl ini", 2, "", "qvctl: "},
+      {"qvctl ini get a.ini", 2, "", "SECTION"},
+      {"qvctl ini get a.ini s k more", 2, "", "more"},
+      {"qvctl ini get a.ini s k --no-such-option", 2, "", "--no-such-option"},
+      {"qvctl ini get a.ini s k --type s16", 2, "", "s16"},
+      {"qvctl ini get a.ini s k --wait soon", 2, "", "soon"},
+      {"qvctl ini get a.ini s k --wait -1", 2, "", "-1"},
+      {"qvctl kv get a.conf k --nth -1", 2, "", "-1"},
+      {"qvctl kv get a.conf k --nth 4294967296", 2, "", "4294967296"},
+      {"qvctl lock run --wait 0", 2, "", "command"},
+      {"qvctl text get five", 2, "", "five"},
+      {"qvctl text get 5 --language xx", 2, "", "xx"},
+      {"qvctl objects clean", 2, "", "NAME"},
+      {"ls", 0, ""},
+  });
+}
+
+TEST_F(ToolTest, TakesOptionsAnywhereAndValuesAsTheyAre)
+{
+  expectRows({
+      {"qvctl ini set a.ini list get set", 0, ""},
+      {"qvctl --json ini get a.ini list get", 0, "{\"value\":\"set\"}\n"},
+      {"qvctl ini --json get a.ini list get", 0, "{\"value\":\"set\"}\n"},
+      {"qvctl ini get a.ini --json list get", 0, "{\"value\":\"set\"}\n"},
+      {"qvctl ini get a.ini list get --json", 0, "{\"value\":\"set\"}\n"},
+      {"qvctl ini get a.ini list other --default --json", 0, "--json\n"},
+      {"qvctl ini get a.ini list other --default=", 0, "\n"},
+      {"qvctl ini get a.ini list other --default=a=b", 0, "a=b\n"},
+      {"qvctl ini get a.ini list other --default ''", 0, "\n"},
+      {"qvctl ini get a.ini list other --default 1 --default 2", 0, "2\n"},
+      {"qvctl ini set -- a.ini --section --key --value", 0, ""},
+      {"qvctl ini get a.ini -- --section --key", 0, "--value\n"},
+      {"qvctl ini set a.ini '[a' '{}' '[a,b]' && qvctl ini get a.ini '[a' '{}'", 0, "[a,b]\n"},
+      {"qvctl ini set a.ini ++ '%' '++' && qvctl ini get a.ini ++ '%'", 0, "++\n"},
+      {"qvctl ini set a.ini $'\\x01[' k $'\\x01{' && qvctl ini get a.ini $'\\x01[' k | od -An -tx1", 0, " 01 7b 0a\n"},
+      {"qvctl ini set a.ini s k -- -- && qvctl ini get a.ini s k", 0, "--\n"},
+      {"qvctl kv set a.conf -- -k -v && qvctl kv list a.conf", 0, "-k=-v\n"},
+      {"qvctl kv set ./-f k v && qvctl kv get -- -f k", 0, "v\n"},
+      {"qvctl objects list '[a,b]' -- -x", 0, ""},
+  });
+}
+
+TEST_F(ToolTest, SaysWhenItsOutputIsLost)
+{
+  expectRows({
+      {"qvctl ini set a.ini s k v", 0, ""},
+      {"qvctl --help >/dev/full", 1, "", "standard output: No space left on device"},
+      {"qvctl ini get a.ini s k >/dev/full", 1, "", "standard output: No space left on device"},
+      {"qvctl ini list a.ini --json >&-", 1, "", "standard output: Bad file descriptor"},
+  });
+}
+
+TEST_F(ToolTest, ShowsControlCharactersOfItsMessagesAsEscapes)
+{
+  expectRows({{"qvctl ini list $'a\\nb\\x1b[31m'", 1, "",
+               "qvctl: a\\nb\\x1b[31m: file cannot be opened (7, SM_STATUS_FILE_OPEN_FAILED)\n"}});
+}
+
+}  // namespace
