@@ -112,7 +112,7 @@ std::optional<LogFormat> recogniseLog(std::string_view bytes)
   // A record without a header is what an older program may have left.
   constexpr std::string_view kTextBegins[] = {{"\xFF\xFE", 2}, {"#\0-\0", 4}, {"E\0v\0e\0n\0t\0I\0D\0:\0", 16}};
   for (const std::string_view begin : kTextBegins) {
-    if (bytes.starts_with(begin)) {
+    if (bytes.starts_with(begin) || (!bytes.empty() && kTextBegins[0].starts_with(bytes))) {
       return LogFormat::text;
     }
   }

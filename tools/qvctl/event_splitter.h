@@ -2,7 +2,7 @@
 // can only begin an event and what can only end one; this pairs them.
 //
 // Texts stand in a log as callers gave them, so a begin or an end may lie inside a text. Of what lies before the next
-// begin the last end counts; a begin without an end belongs to the text around it, if there is one around it. An event
+// begin the last end counts, or the first one that something like an event follows at once; a begin without an end belongs to the text around it, if there is one around it. An event
 // that a crash cut short has neither, and is left out: what lies between the events is the reader's to judge.
 #pragma once
 
@@ -23,7 +23,8 @@ struct EventEnd {
   size_t textEnd;  // of the description
   size_t dump;     // of the data
   size_t dumpEnd;
-  size_t end;  // of the event
+  size_t end;                 // of the event
+  bool entryFollows = false;  // something that begins like an event follows at once
 };
 
 /// The whole events, in order. Starts are ordered by event.begin, ends by end.

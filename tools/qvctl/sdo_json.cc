@@ -38,8 +38,8 @@ std::optional<std::string_view> readableText(const std::string &value)
     return text;
   }
   const bool isPlain = isUtf8(value) && std::none_of(value.begin(), value.end(), [](char character) {
-    return static_cast<unsigned char>(character) < 0x20 || character == 0x7F;
-  });
+                         return static_cast<unsigned char>(character) < 0x20 || character == 0x7F;
+                       });
   return isPlain ? std::optional<std::string_view>(value) : std::nullopt;
 }
 

@@ -77,16 +77,18 @@ std::optional<EventStart> takeStart(std::string_view log, size_t begin, std::str
   event.begin = begin;
   int64_t epoch = 0;
   uint32_t type = 0;
+  int64_t id = 0;  // older programs write it as a signed number
   Cursor cursor(log, begin + entry.size());
   if (!cursor.takeTag(stamp) || !cursor.takeNumber("</TimeStamp>", epoch) || !cursor.takeTag("<DateTime>") ||
       !cursor.takeText("</DateTime>", event.dateTime) || !cursor.takeTag("<ComputerName>") ||
       !cursor.takeText("</ComputerName>", event.computer) || !cursor.takeTag("<Type>") ||
-      !cursor.takeNumber("</Type>", type) || !cursor.takeTag("<ID>") || !cursor.takeNumber("</ID>", event.id) ||
-      !cursor.takeTag("<UserInfo>")) {
+      !cursor.takeNumber("</Type>", type) || !cursor.takeTag("<ID>") || !cursor.takeNumber("</ID>", id) ||
+      id < INT32_MIN || id > UINT32_MAX || !cursor.takeTag("<UserInfo>")) {
     return std::nullopt;
   }
   event.epoch = epoch;
   event.type = type;
+  event.id = static_cast<uint32_t>(id);
   event.startLost = entry == kXmlEnd;
   start.body = cursor.at();
   return start;
@@ -164,8 +166,10 @@ class XmlSplitter {
     if (descriptions_.empty() || !cursor.take("</Data>") || !cursor.takeTag("</LogEntry>")) {
       return at + 1;
     }
-    ends_.push_back({descriptions_.back().begin, descriptions_.back().end, at, cursor.at()});
-    return cursor.at();
+    const size_t end = cursor.at();
+    const bool entryFollows = cursor.takeTag(kXmlEntry) && cursor.takeTag("<TimeStamp>");
+    ends_.push_back({descriptions_.back().begin, descriptions_.back().end, at, end, entryFollows});
+    return end;
   }
 
   /// Gives each start its user information and source, which end at the first tags that end such texts.
