@@ -19,11 +19,14 @@ namespace {
 /// A descriptor that is closed with the scope, and a file that is removed with it unless it was kept.
 class NewFile {
  public:
-  NewFile(std::string path, int flags, unsigned mode)
-      : path_(std::move(path)), descriptor_(open(path_.c_str(), flags | O_WRONLY | O_CLOEXEC | O_NOCTTY, mode))
+  /// A file that is to have another name in the end: what fails is told about that.
+  NewFile(std::string path, std::string subject, int flags, unsigned mode)
+      : path_(std::move(path)),
+        subject_(std::move(subject)),
+        descriptor_(open(path_.c_str(), flags | O_WRONLY | O_CLOEXEC | O_NOCTTY, mode))
   {
     if (descriptor_ < 0) {
-      throw systemFailure(path_, errno);
+      throw systemFailure(subject_, errno);
     }
     isTemporary_ = (flags & O_EXCL) != 0;
   }
@@ -48,7 +51,7 @@ class NewFile {
       if (written >= 0) {
         bytes.remove_prefix(static_cast<size_t>(written));
       } else if (errno != EINTR) {
-        throw systemFailure(path_, errno);
+        throw systemFailure(subject_, errno);
       }
     }
   }
@@ -58,7 +61,7 @@ class NewFile {
   void setMode(unsigned mode)
   {
     if (fchmod(descriptor_, mode) != 0) {
-      throw systemFailure(path_, errno);
+      throw systemFailure(subject_, errno);
     }
   }
 
@@ -70,7 +73,7 @@ class NewFile {
     const int descriptor = descriptor_;
     descriptor_ = -1;
     if (::close(descriptor) != 0 || !synced) {
-      throw systemFailure(path_, synced ? errno : error);
+      throw systemFailure(subject_, synced ? errno : error);
     }
   }
 
@@ -80,6 +83,7 @@ class NewFile {
 
  private:
   std::string path_;
+  std::string subject_;
   int descriptor_;
   bool isTemporary_ = false;
 };
@@ -114,7 +118,7 @@ void replace(const std::string &path, std::string_view content, unsigned mode, c
 {
   struct stat old {};
   const bool exists = stat(path.c_str(), &old) == 0;
-  NewFile file(nameBeside(path, ".qvctl-new"), O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+  NewFile file(nameBeside(path, ".qvctl-new"), path, O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
   file.write(content);
   if (exists) {
     file.setOwner(old);
@@ -145,7 +149,7 @@ void replaceFile(const std::string &path, std::string_view content, unsigned mod
 {
   struct stat status {};
   if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
-    NewFile file(path, 0, 0);
+    NewFile file(path, path, 0, 0);
     file.write(content);
     file.close(false);
     return;
@@ -175,7 +179,7 @@ std::string keepBeside(const std::string &path, const std::string &suffix)
     if (const int error = readFile(path, content); error != 0) {
       throw systemFailure(path, error);
     }
-    NewFile copy(name, O_CREAT | O_EXCL, 0600);
+    NewFile copy(name, name, O_CREAT | O_EXCL, 0600);
     copy.write(content);
     copy.close(true);
     copy.keep();
