@@ -1,5 +1,8 @@
 // What all commands have in common: help, usage, options, the end of options, and output that cannot be written.
 
+#include <sstream>
+#include <vector>
+
 #include "tool.h"
 
 namespace {
@@ -8,21 +11,67 @@ using tool::expectRows;
 using tool::run;
 using tool::ToolTest;
 
+/// Every command that the program's own help lists.
+std::vector<std::string> allCommands()
+{
+  std::istringstream words(run("for g in $(qvctl --help | sed -n '/^Subcommands/,/^$/s/^  \\([a-z]*\\) .*/\\1/p'); do "
+                               "qvctl $g --help | sed -n \"/^Subcommands/,/^$/s/^  \\([a-z]*\\) .*/$g \\1/p\"; done")
+                               .out);
+  std::vector<std::string> commands{"doctor"};
+  for (std::string line; std::getline(words, line);) {
+    commands.push_back(line);
+  }
+  EXPECT_GT(commands.size(), 20u);
+  return commands;
+}
+
 TEST_F(ToolTest, HelpAndVersionNeedNeitherLockNorLibrary)
 {
-  const std::string commands[] = {"ini get",     "ini set",  "ini unset",    "ini list",      "kv get",
-                                  "kv set",      "kv unset", "kv list",      "text get",      "text check",
-                                  "lock status", "lock run", "objects list", "objects clean", "doctor"};
-  for (const std::string &command : commands) {
+  for (const std::string &command : allCommands()) {
     const tool::Result result = run("LD_LIBRARY_PATH= qvctl lock run -- qvctl " + command + " --help");
     EXPECT_EQ(result.status, 0) << command;
-    EXPECT_NE(result.out.find("Example:\n  qvctl " + command), std::string::npos) << result.out;
+    EXPECT_NE(result.out.find("qvctl " + command, result.out.find("Example:")), std::string::npos) << result.out;
     EXPECT_EQ(result.err, "") << command;
   }
   expectRows({
       {"qvctl --version | sed 's/[0-9]/N/g'", 0, "qvctl N.N.N\n"},
       {"qvctl --help | tail -1 | cut -c1-21", 0, "'qvctl COMMAND --help\n"},
   });
+}
+
+TEST_F(ToolTest, ManualAndCompletionKnowEveryCommandAndOption)
+{
+  const std::string manual = run("sed 's/\\\\-/-/g; s/\\\\f[RPBI]//g; s/[\"]//g' " QVCTL_SOURCE "/qvctl.1").out;
+  for (const std::string &command : allCommands()) {
+    SCOPED_TRACE(command);
+    EXPECT_NE(manual.find("qvctl " + command), std::string::npos);
+    const std::string options =
+        "qvctl " + command + " --help | sed -n 's/^  \\(-[a-z],\\)\\?\\(--[a-z-]*\\) .*/\\2/p' | sort";
+    const std::string completed = "source " QVCTL_SOURCE "/completion/qvctl; COMP_WORDS=(qvctl " + command +
+                                  " --); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _qvctl; printf '%s\\n' "
+                                  "\"${COMPREPLY[@]}\" | sort";
+    EXPECT_EQ(run(completed).out, run(options).out);
+    std::istringstream each(run(options).out);
+    for (std::string option; std::getline(each, option);) {
+      EXPECT_NE(manual.find(option == "--output" ? "-o" : option), std::string::npos) << option;
+    }
+  }
+}
+
+TEST_F(ToolTest, CompletionLooksIntoFiles)
+{
+  support::put("a b.ini", "[one $(touch oops)]\nkey=1\nkind=2\n[two]\n");
+  support::put("a.conf", "k=1\nk=2\nl=3\n");
+  const std::string prepare = "source " QVCTL_SOURCE
+                              "/completion/qvctl; compopt() { :; }; complete_() { COMP_WORDS=(\"$@\"); "
+                              "COMP_CWORD=$(($# - 1)); _qvctl; printf '%s.' \"${COMPREPLY[@]}\"; }; complete_ qvctl ";
+  const auto completed = [&prepare](const char *line) { return run(prepare + line).out; };
+  EXPECT_EQ(completed("ini get 'a\\ b.ini' o"), "one\\ \\$\\(touch\\ oops\\).");
+  EXPECT_EQ(completed("--json ini get --type u32 'a\\ b.ini' 'one $(touch oops)' ki"), "kind.");
+  EXPECT_EQ(completed("kv get a.conf ''"), "k.l.");
+  EXPECT_EQ(completed("ini get a.ini s k --type s"), "s32.s64.");
+  EXPECT_EQ(completed("o"), "objects.");
+  EXPECT_EQ(run("ls").out, "a b.ini\na.conf\n");
 }
 
 TEST_F(ToolTest, RefusesWhatCannotBeMeant)
