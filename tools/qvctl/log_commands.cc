@@ -203,7 +203,7 @@ Exit follow(Context &context, const std::string &path, const ShowOptions &option
     constexpr int kMillisecondsBetweenLooks = 200;
     pollfd reader = {STDOUT_FILENO, 0, 0};
     if (poll(&reader, 1, kMillisecondsBetweenLooks) > 0 && (reader.revents & (POLLERR | POLLNVAL)) != 0) {
-      throw systemFailure("standard output", EPIPE);
+      return Exit::failed;
     }
   }
 }
