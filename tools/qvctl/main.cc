@@ -33,7 +33,9 @@ Exit run(int count, char **arguments)
     context.output.flush();
     return status;
   } catch (const qvctl::Failure &failure) {
-    qvctl::complain(failure.what());
+    if (*failure.what() != '\0') {  // nobody is to be told of some
+      qvctl::complain(failure.what());
+    }
     if (failure.status() == Exit::usage) {
       qvctl::complain("'qvctl --help' lists the commands, 'qvctl COMMAND --help' explains one");
     }

@@ -51,6 +51,9 @@ void Output::flush()
   const std::string pending = std::move(buffer_);
   buffer_.clear();
   if (const int error = writeAll(STDOUT_FILENO, pending); error != 0) {
+    if (error == EPIPE) {
+      throw Failure(Exit::failed, "");  // the reader has seen enough, as head(1) does: nothing to complain about
+    }
     throw systemFailure("standard output", error);
   }
 }

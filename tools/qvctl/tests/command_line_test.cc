@@ -127,6 +127,7 @@ TEST_F(ToolTest, SaysWhenItsOutputIsLost)
       {"qvctl ini set a.ini s k v", 0, ""},
       {"qvctl --help >/dev/full", 1, "", "standard output: No space left on device"},
       {"qvctl ini get a.ini s k >/dev/full", 1, "", "standard output: No space left on device"},
+      {"qvctl ini get a.ini s k | exec true; exit ${PIPESTATUS[0]}", 1, ""},
       {"qvctl ini list a.ini --json >&-", 1, "", "standard output: Bad file descriptor"},
   });
 }
