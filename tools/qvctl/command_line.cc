@@ -269,7 +269,7 @@ void CommandLine::takeRest(std::vector<std::string> &words) const
   }
 }
 
-/// The words as CLI11 gets them. What "--" means is settled here, and "--name=" stands for an empty value, for which it
+/// The words as CLI11 gets them. "--" is resolved here, and "--name=" stands for an empty value, for which it
 /// would take the next word.
 std::vector<std::string> CommandLine::prepared(const std::vector<std::string> &words) const
 {

@@ -108,7 +108,7 @@ class Doctor {
   }
 
   /// The choice of the lock file is made once in a process: those that started before the shared directory existed
-  /// exclude nobody that started after it.
+  /// do not exclude those that started after it.
   void checkOtherLockFile(const std::string &path)
   {
     const std::string other = std::string(kMutexDirectory) + "/.velaipc";

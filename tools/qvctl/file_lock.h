@@ -28,7 +28,7 @@ class FileLock {
   void setWait(std::chrono::milliseconds wait) { wait_ = wait; }
 
   /// Takes the lock, trying at least once and then until the wait is over. Taking it again after a call into the
-  /// library, which gave it up, costs nothing where nobody else came first. Throws a Failure (11) about the subject.
+  /// library, which released it, succeeds at once unless another process took it first. Throws a Failure (11) about the subject.
   void take(const std::string &subject);
 
   /// Tries once. Returns 0 when the lock is held now, EAGAIN when another process has it, or the errno of the lock file.

@@ -13,7 +13,7 @@ int readFile(const std::string &path, std::string &content);
 /// Whether something of that name exists, a link that leads nowhere included.
 bool exists(const std::string &path);
 
-/// What stands before the last "/": "." for a path without one or with a leading one only.
+/// The part before the last "/": "." for a path without one or with a leading one only.
 std::string directoryOf(const std::string &path);
 
 }  // namespace qvctl

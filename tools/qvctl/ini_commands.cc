@@ -22,7 +22,7 @@ namespace {
 
 constexpr int16_t kTryOnce = 0;  // the lock mode of calls that are made with the lock held
 constexpr std::string_view kBlanks = " \t";
-constexpr size_t kValueRoom = 8451;  // more than any line holds, as text and as bytes
+constexpr size_t kValueCapacity = 8451;  // more than any line holds, as text and as bytes
 
 struct TypeName {
   const char *name;
@@ -209,7 +209,7 @@ Exit get(Context &context, const Options &options)
   if (isNumber(type) && !readsAsNumber(options.file, options.section, options.key, type)) {
     throw libraryFailure(options.file, SM_STATUS_BAD_DATA_SIZE, "value is no " + *options.type);
   }
-  char buffer[kValueRoom] = {};
+  char buffer[kValueCapacity] = {};
   uint32_t size = sizeof buffer;
   const uint32_t status = QVCTL_FUNCTION(library, SMReadINIPathFileValue)(
       options.section.c_str(), options.key.c_str(), type, buffer, &size, nullptr, 0, options.file.c_str(), kTryOnce);

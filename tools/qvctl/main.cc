@@ -33,7 +33,7 @@ Exit run(int count, char **arguments)
     context.output.flush();
     return status;
   } catch (const qvctl::Failure &failure) {
-    if (*failure.what() != '\0') {  // nobody is to be told of some
+    if (*failure.what() != '\0') {  // a reader that left, see Output::flush()
       qvctl::complain(failure.what());
     }
     if (failure.status() == Exit::usage) {

@@ -71,7 +71,7 @@ bool Output::colours()
 
 void complain(std::string_view line)
 {
-  (void)writeAll(STDERR_FILENO, "qvctl: " + showControls(line) + "\n");  // there is nowhere left to tell it
+  (void)writeAll(STDERR_FILENO, "qvctl: " + showControls(line) + "\n");  // there is no other place for a message
 }
 
 Progress::Progress(std::string_view label) : label_(label), terminal_(isatty(STDERR_FILENO) != 0) {}

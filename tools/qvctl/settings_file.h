@@ -1,4 +1,4 @@
-// What stands in INI and key=value files, read by the library's rules: for listings, which are one snapshot, and for
+// The contents of INI and key=value files, read by the library's rules: for listings, which are one snapshot, and for
 // checks that the library does not make.
 #pragma once
 

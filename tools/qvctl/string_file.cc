@@ -44,7 +44,7 @@ std::u16string_view leadingKey(std::u16string_view line)
                                                                                            : std::u16string_view{};
 }
 
-/// Calls take(key) for every key that a lookup would find in a line: what stands before a ":" is as good for each of its
+/// Calls take(key) for every key that a lookup would find in a line: the digits before a ":" match by each of their
 /// ends, since a lookup looks for the key anywhere.
 template <class Take>
 void forEachFoundKey(std::u16string_view line, Take take)

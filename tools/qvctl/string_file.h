@@ -16,7 +16,7 @@ std::vector<std::u16string_view> stringLines(std::u16string_view units);
 bool isStringFile(std::string_view content);
 
 /// The text of an identifier in a language, or else in the default language. The languages 437 and 1033 are the default
-/// language. The first line that holds the key anywhere is the entry, and its text stands after the last "=".
+/// language. The first line that holds the key anywhere is the entry, and its text follows the last "=".
 std::optional<std::u16string> findString(const std::vector<std::u16string_view> &lines, uint32_t language, uint32_t id);
 
 struct StringFinding {

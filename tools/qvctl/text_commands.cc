@@ -70,7 +70,7 @@ uint32_t oemSetting(const IniFile &settings, const char *key, uint32_t otherwise
   return static_cast<uint32_t>(strtoul(digits.c_str(), nullptr, 10));
 }
 
-/// Identifiers of the manufacturer's range stand for others, as the settings of the installation say.
+/// Identifiers of the OEM range are mapped to others by the settings of the installation.
 uint32_t remapped(uint32_t id)
 {
   constexpr uint32_t kDefaultBase = 2304;

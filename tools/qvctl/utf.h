@@ -10,10 +10,10 @@ namespace qvctl {
 /// Nothing when the text is no valid UTF-8.
 std::optional<std::u16string> toUtf16(std::string_view text);
 
-/// Halves of pairs that stand alone become U+FFFD.
+/// Surrogates without their other half become U+FFFD.
 std::string toUtf8(std::u16string_view text);
 
-/// Units as they stand in a file, low byte first. An odd byte at the end is left out.
+/// The units of a file, low byte first. An odd byte at the end is left out.
 std::u16string unitsOf(std::string_view bytes);
 
 }  // namespace qvctl

@@ -75,7 +75,7 @@ TEST_F(SdoTest, ShowsTheTreeOfABlock)
   add(object, 2, 1, "abcdef");
   add(object, 300, 200, std::string("\x01\xff\x00\x80 e", 6));
   add(object, 65533, 9, std::string(17, '\x05'));
-  EXPECT_EQ(SDOConfigAddData(object, 9, 13, nested, 4, 0), 0u);
+  EXPECT_EQ(SDOConfigAddData(object, 9, 13, nested, sizeof nested, 0), 0u);
   EXPECT_EQ(SDOConfigAddData(object, 10, 29, &element, sizeof element, 0), 0u);
   put("a.sdo", binaryOf(object));
   SDOConfigFree(object);

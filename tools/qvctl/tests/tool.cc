@@ -164,7 +164,7 @@ void killAtEveryCall(const std::string &arguments, const std::function<void()> &
   const unsigned all = runTraced(arguments, 0);
   check();
   ASSERT_GT(all, 10u) << "the program cannot be traced";
-  // What an earlier run left behind may take a few calls more: the last run is the one that ends by itself.
+  // Files that an earlier run left may take a few calls more: the last run is the one that ends by itself.
   for (unsigned stop = all > kCounted ? all - kCounted : 1; stop <= all + kCounted; ++stop) {
     prepare();
     const bool ended = runTraced(arguments, stop) < stop;
