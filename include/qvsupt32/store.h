@@ -350,6 +350,9 @@ QVSUPT32_API char *CFGUGetKeyValue(const CFGUKeyValueEntry *entries, uint32_t co
 QVSUPT32_API uint32_t CFGUSetKeyValueEntry(const char *path, const CFGUKeyValueEntry *entry, uint32_t occurrence);
 QVSUPT32_API uint32_t SMCFGSetKeyValueEntry(const char *path, const CFGUKeyValueEntry *entry, uint32_t occurrence);
 
+/* The same for a key and a value that the caller does not have in an entry. Since 4.1. */
+QVSUPT32_API uint32_t SMCFGSetKeyValue(const char *path, const char *key, const char *value, uint32_t occurrence);
+
 /* Counts the entries of a file, or copies them into an array with room for *count of them.
  *   271  entries is null and *count is not 0
  *   11   the lock was not obtained
