@@ -426,7 +426,7 @@ TEST_F(IniFile, RewriteCopiesWhatIsAppendedMeanwhile)
 {
   put(file, "[s]\nk=1\n");
   {
-    const Fault appending(Call::read, 2, [&] { std::ofstream(file, std::ios::app) << "[late]\n"; });
+    const Fault appending(Call::pread, 2, [&] { std::ofstream(file, std::ios::app) << "[late]\n"; });
     EXPECT_EQ(set("s", "k", "2"), 0u);
   }
   EXPECT_EQ(get(file), "[s]\nk=2\n[late]\n");
@@ -574,7 +574,7 @@ TEST_F(IniFile, EveryFailureLeavesTheOldContentOrTheNew)
     std::vector<uint32_t> statuses;
   } faults[] = {{Call::allocation, ENOMEM, {kFailed, 272, 0}},
                 {Call::open, EMFILE, {7, 0}},
-                {Call::read, EIO, {261}},
+                {Call::pread, EIO, {261}},
                 {Call::write, ENOSPC, {19, 0}},
                 {Call::fdatasync, EIO, {19, 0}},
                 {Call::close, EIO, {19, 0}},
@@ -640,7 +640,7 @@ TEST_F(IniFile, FailuresAtTheReplacement)
   }
   EXPECT_EQ(get(file), old);
   // One call of each, and nothing else: no wait, no second try.
-  const Fault opens(Call::open), reads(Call::read), writes(Call::write), syncs(Call::fdatasync), renames(Call::rename),
+  const Fault opens(Call::open), reads(Call::pread), writes(Call::write), syncs(Call::fdatasync), renames(Call::rename),
       unlinks(Call::unlink);
   EXPECT_EQ(set("s", "k", "3"), 0u);
   EXPECT_EQ(opens.calls(), 2u);
@@ -657,12 +657,12 @@ TEST_F(IniFile, FailingReadsAnswerWithTheDefault)
     const Fault fault(call, nth, EIO);
     return read("s", key, 4, "d", 2);
   };
-  EXPECT_EQ(failing(Call::read, 1, "k"), "261 2 d\0??"s);
-  EXPECT_EQ(failing(Call::read, 2, "k"), "0 2 v\0??"s) << "not read on";
-  EXPECT_EQ(failing(Call::read, 2, "no"), "261 2 d\0??"s);
-  EXPECT_EQ(failing(Call::read, 2, nullptr), "261 4 k\0\0?"s);
+  EXPECT_EQ(failing(Call::pread, 1, "k"), "261 2 d\0??"s);
+  EXPECT_EQ(failing(Call::pread, 2, "k"), "0 2 v\0??"s) << "not read on";
+  EXPECT_EQ(failing(Call::pread, 2, "no"), "261 2 d\0??"s);
+  EXPECT_EQ(failing(Call::pread, 2, nullptr), "261 4 k\0\0?"s);
   for (const char *key : {"k", "no", static_cast<const char *>(nullptr)}) {
-    const Fault fault(Call::read, 2, EIO);
+    const Fault fault(Call::pread, 2, EIO);
     EXPECT_EQ(set("s", key, nullptr), 261u) << "also while the rest is copied or dropped";
   }
   EXPECT_TRUE(get(file) == content);

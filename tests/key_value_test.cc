@@ -135,7 +135,7 @@ TEST_F(KeyValue, LoadsTheEntries)
     EXPECT_EQ(locks.calls(), 0u) << "no lock without a path";
   }
   EXPECT_EQ(count, 0u);
-  for (const auto &[call, nth] : {std::pair(Call::read, 1u), {Call::read, 2u}, {Call::open, 1u}, {Call::fcntl, 1u}}) {
+  for (const auto &[call, nth] : {std::pair(Call::pread, 1u), {Call::pread, 2u}, {Call::open, 1u}, {Call::fcntl, 1u}}) {
     const Fault fault(call, nth, EIO);
     EXPECT_EQ(load(), "none0");
   }
@@ -181,11 +181,11 @@ TEST_F(KeyValue, OnePassCountsOrFills)
   EXPECT_EQ(support::failEach(Call::allocation, ENOMEM,
                               [&](unsigned nth) {
                                 const uint32_t status = pass(entries, 4);
-                                EXPECT_EQ(status, nth <= 8 ? 272u : 0u);
+                                EXPECT_EQ(status, nth <= 6 ? 272u : 0u);
                                 EXPECT_EQ(isEmpty(), status != 0);
                               }),
-            8u)
-      << "two blocks to read, and two an entry";
+            6u)
+      << "two an entry";
   EXPECT_EQ(count, 3u);
   EXPECT_STREQ(entries[2].key, "d");
   uint32_t none = 4;
@@ -200,7 +200,7 @@ TEST_F(KeyValue, OnePassCountsOrFills)
     Call call;
     unsigned nth;
     uint32_t status;
-  } faults[] = {{Call::fcntl, 1, 11}, {Call::open, 1, kFailed}, {Call::read, 1, kFailed}, {Call::read, 2, kFailed}};
+  } faults[] = {{Call::fcntl, 1, 11}, {Call::open, 1, kFailed}, {Call::pread, 1, kFailed}, {Call::pread, 2, kFailed}};
   put(file, "a=1\n" + std::string(70000, '\n'));
   for (const auto &fault : faults) {
     const Fault failing(fault.call, fault.nth, EIO);
@@ -293,7 +293,7 @@ TEST_F(KeyValue, EveryFailureLeavesTheOldContentOrTheNew)
     Call call;
     int error;
     uint32_t status;  // beside 0
-  } faults[] = {{Call::allocation, ENOMEM, 272}, {Call::open, EMFILE, 260},  {Call::read, EIO, kFailed},
+  } faults[] = {{Call::allocation, ENOMEM, 272}, {Call::open, EMFILE, 260},  {Call::pread, EIO, kFailed},
                 {Call::write, ENOSPC, 19},       {Call::fdatasync, EIO, 19}, {Call::close, EIO, 19},
                 {Call::rename, EIO, 0},          {Call::lstat, EIO, 0},      {Call::fstat, EIO, 260},
                 {Call::chmod, EPERM, 0},         {Call::fcntl, EIO, 11},     {Call::mkdir, EACCES, 0}};

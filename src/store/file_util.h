@@ -83,9 +83,10 @@ class PinnedFile {
   struct stat status_ = {};
 };
 
-/// Opens a settings file for reading without waiting, and stores its status. -1 for anything but a regular file, a
-/// directory (reading it is a read error) and /dev/null: a pipe or another device may have no end.
-int openForReading(const char *path, struct stat &status);
+/// Opens a settings file for reading without waiting, and stores its size; the position is not at its start. -1 for
+/// anything but a regular file, a directory (reading it is a read error) and /dev/null: a pipe or another device may
+/// have no end.
+int openForReading(const char *path, off_t &size);
 
 /// The same for a file that is going to be rewritten: a link is followed only if others could not have put it there.
 /// `isLink` says whether one was.

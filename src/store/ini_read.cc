@@ -60,20 +60,6 @@ bool parseKeyLine(std::string_view line, KeyLine &keyLine)
   return true;
 }
 
-/// Passes the lines of a section to take, from the line after its header on, until take returns false or the section
-/// ends.
-template <class Take>
-void readSection(LineReader &lines, Take take)
-{
-  std::string_view block;
-  while (lines.nextLines(block)) {
-    const std::string_view end = qv::findSectionEnd(block);
-    if (!take(qv::before(block, end)) || !end.empty()) {
-      return;
-    }
-  }
-}
-
 Status copyValue(std::string_view value, char *buffer, uint32_t &size)
 {
   if (!qv::exchangeSize(size, value.size() + 1)) {
@@ -95,12 +81,20 @@ Status findValue(std::string_view section, std::string_view key, char *buffer, u
   }
   KeyLine keyLine;
   const auto isWanted = [&](std::string_view line) { return parseKeyLine(line, keyLine) && keyLine.key == key; };
-  bool found = false;
-  readSection(lines, [&](std::string_view block) {
-    found = !qv::findLine(block, key, isWanted).empty();
-    return !found;
-  });
-  return found ? copyValue(keyLine.value, buffer, *size) : statusAtEnd(lines, Status::keyNotFound);
+  std::string_view block;
+  while (lines.nextLines(block)) {
+    // The key is searched first: most of the time it is there, and the rest of the section need not be looked at.
+    const std::string_view line = qv::findLine(block, key, isWanted);
+    const std::string_view passed(block.data(), block.size() - qv::after(block, line).size());
+    const bool isAtEnd = !qv::findSectionEnd(passed).empty();
+    if (!isAtEnd && !line.empty()) {
+      return copyValue(keyLine.value, buffer, *size);
+    }
+    if (isAtEnd) {
+      return Status::keyNotFound;
+    }
+  }
+  return statusAtEnd(lines, Status::keyNotFound);
 }
 
 /// A list of names in a caller's buffer: each with its terminator, and one more terminator at the end, inside the buffer.
@@ -188,7 +182,13 @@ Status listKeys(const char *section, char *buffer, uint32_t *size, LineReader &l
     }
     return false;
   };
-  readSection(lines, [&](std::string_view block) { return qv::findLine(block, "=", addKey).empty(); });
+  bool isAtEnd = false;
+  std::string_view block;
+  while (!isAtEnd && lines.nextLines(block)) {
+    const std::string_view end = qv::findSectionEnd(block);
+    (void)qv::findLine(qv::before(block, end), "=", addKey);  // all lines are tried, none ends the search
+    isAtEnd = !end.empty();
+  }
   return lines.failed() || names.isEmpty() ? statusAtEnd(lines, Status::keyNotFound) : names.finish(size);
 }
 
@@ -217,12 +217,12 @@ Status qv::readIniText(const IniPlace &place, char *buffer, uint32_t *size, cons
   if (!guard) {
     return Status::lockFailed;
   }
-  struct stat fileStatus;
-  const UniqueFd file(openForReading(place.path, fileStatus));
+  off_t fileSize;
+  const UniqueFd file(openForReading(place.path, fileSize));
   if (!file) {
     return Status::fileOpenFailed;
   }
-  LineReader lines(file.get(), fileStatus.st_size, LineReader::End::atExpectedSize);
+  LineReader lines(file.get(), fileSize, LineReader::End::atExpectedSize);
   if (place.section == nullptr) {
     return listSections(buffer, size, lines);
   }

@@ -167,10 +167,10 @@ class SectionText {
 /// Whether the last line of a file lacks its line feed; false for a file that may only be written to.
 bool lacksLineFeed(const char *path)
 {
-  struct stat status;
-  const qv::UniqueFd file(qv::openForReading(path, status));
+  off_t size;
+  const qv::UniqueFd file(qv::openForReading(path, size));
   char last;
-  return file && status.st_size > 0 && pread(file.get(), &last, 1, status.st_size - 1) == 1 && last != '\n';
+  return file && size > 0 && pread(file.get(), &last, 1, size - 1) == 1 && last != '\n';
 }
 
 /// Appends a section in place. A file that cannot take all of it gets none of it.

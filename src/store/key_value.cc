@@ -56,9 +56,11 @@ char *copyPrefix(std::string_view from, char *to)
 {
   bool quoted = false;
   for (const char c : from) {
-    *to = c;
-    quoted ^= c == '"';
-    to += c != '"' && (quoted || !isBlankOrLineEnd(c)) ? 1 : 0;
+    if (c == '"') {
+      quoted = !quoted;
+    } else if (c > ' ' || quoted || !isBlankOrLineEnd(c)) {  // most are letters
+      *to++ = c;
+    }
   }
   return to;
 }
@@ -96,11 +98,6 @@ bool parseEntry(std::string_view line, char *buffer, Entry &entry)
   }
   entry = normalize(text, equals, buffer);
   return entry.key.empty() || (entry.key.front() != '#' && entry.key.front() != ';');
-}
-
-qv::HeapBlock<char> allocateLine()
-{
-  return qv::HeapBlock<char>(static_cast<char *>(malloc(kLineSize)));
 }
 
 // Loading -------------------------------------------------------------------------------------------------------------
@@ -142,20 +139,20 @@ void freeEntries(CFGUKeyValueEntry *entries, uint32_t count)
 template <class Take>
 Status forEachEntry(const char *path, Take take)
 {
-  struct stat fileStatus;
-  const qv::UniqueFd file(path == nullptr ? -1 : qv::openForReading(path, fileStatus));
+  off_t size;
+  const qv::UniqueFd file(path == nullptr ? -1 : qv::openForReading(path, size));
   if (!file) {
     return Status::unsuccessful;
   }
-  LineReader lines(file.get(), fileStatus.st_size, LineReader::End::atExpectedSize);
-  const qv::HeapBlock<char> buffer = allocateLine();
-  if (!lines || buffer == nullptr) {
+  LineReader lines(file.get(), size, LineReader::End::atExpectedSize);
+  if (!lines) {
     return Status::noMemory;
   }
+  char buffer[kLineSize];
   std::string_view line;
   Entry entry;
   while (lines.next(line)) {
-    if (parseEntry(line, buffer.get(), entry) && !take(entry)) {
+    if (parseEntry(line, buffer, entry) && !take(entry)) {
       return Status::noMemory;
     }
   }
@@ -216,14 +213,10 @@ class EntryArray {
     return true;
   }
 
-  /// Hands the array over, no larger than its entries take; null if there are none.
+  /// Hands the array over; null if there are no entries.
   CFGUKeyValueEntry *release(uint32_t &count)
   {
-    if (count_ != 0) {
-      (void)resize(count_);  // an array that cannot shrink does as well
-    }
-    count = count_;
-    count_ = 0;
+    count = std::exchange(count_, 0);
     return std::exchange(entries_, nullptr);
   }
 
@@ -254,8 +247,9 @@ class Change {
  public:
   Change(const char *key, const char *value, uint32_t occurrence) : key_(key), value_(value), occurrence_(occurrence) {}
 
-  Status copyLines(LineReader &lines, char *buffer, LineWriter &output)
+  Status copyLines(LineReader &lines, LineWriter &output)
   {
+    char buffer[kLineSize];
     std::string_view line;
     while (!output.failed() && lines.next(line)) {
       if (!handled_ && isWanted(line, buffer)) {
@@ -319,11 +313,10 @@ Status rewrite(const char *path, const char *temporaryPath, Change change)
   if (!rewrite.isOpen()) {
     return Status::fileNotOpened;
   }
-  const qv::HeapBlock<char> buffer = allocateLine();
-  if (!rewrite.hasMemory() || buffer == nullptr) {
+  if (!rewrite.hasMemory()) {
     return Status::noMemory;
   }
-  const Status status = change.copyLines(rewrite.lines(), buffer.get(), rewrite.output());
+  const Status status = change.copyLines(rewrite.lines(), rewrite.output());
   return status == Status::success ? rewrite.commit() : status;
 }
 

@@ -13,7 +13,6 @@ namespace qv {
 namespace {
 
 constexpr off_t kLargestBlock = 65536;
-constexpr size_t kFirstRead = 4096;
 
 /// A whole small file, but a line at least.
 size_t blockSizeFor(off_t expectedSize)
@@ -51,22 +50,25 @@ int byteBefore(FILE *stream)
 
 LineReader::LineReader(int descriptor, off_t expectedSize, End end)
     : descriptor_(descriptor),
-      left_(end == End::ofFile ? -1 : expectedSize),
-      block_(allocate(blockSizeFor(expectedSize))),
+      expectedSize_(end == End::ofFile ? -1 : expectedSize),
       capacity_(blockSizeFor(expectedSize)),
-      nextRead_(end == End::ofFile ? capacity_ : kFirstRead),
-      begin_(block_.get()),
-      end_(block_.get())
+      nextRead_(end == End::ofFile ? capacity_ : sizeof(smallBlock_))
 {
+  const bool isSmall = end == End::atExpectedSize && expectedSize <= off_t{sizeof(smallBlock_)};
+  if (!isSmall) {
+    heapBlock_ = allocate(capacity_);
+  }
+  begin_ = end_ = block_ = isSmall ? smallBlock_ : heapBlock_.get();
 }
 
 LineReader::LineReader(FILE *stream)
     : stream_(stream),
-      block_(allocate(kLimit)),
       capacity_(kLimit),
+      heapBlock_(allocate(kLimit)),
+      block_(heapBlock_.get()),
       nextRead_(kLimit),
-      begin_(block_.get()),
-      end_(block_.get())
+      begin_(block_),
+      end_(block_)
 {
 }
 
@@ -148,10 +150,10 @@ bool LineReader::fill()
   if (ended_) {
     return false;
   }
-  if (begin_ != block_.get()) {
-    memmove(block_.get(), begin_, static_cast<size_t>(end_ - begin_));
-    end_ = block_.get() + (end_ - begin_);
-    begin_ = block_.get();
+  if (begin_ != block_) {
+    memmove(block_, begin_, static_cast<size_t>(end_ - begin_));
+    end_ = block_ + (end_ - begin_);
+    begin_ = block_;
   }
   const size_t capacity = std::min(capacity_ - static_cast<size_t>(end_ - begin_), nextRead_);
   const size_t size = stream_ == nullptr ? readDescriptor(end_, capacity) : readStream(end_, capacity);
@@ -163,13 +165,13 @@ bool LineReader::fill()
 
 size_t LineReader::readDescriptor(char *to, size_t capacity)
 {
-  const ssize_t size = uninterrupted([&] { return read(descriptor_, to, capacity); });
+  const ssize_t size = uninterrupted([&] { return pread(descriptor_, to, capacity, position_); });
   if (size < 0) {
     failed_ = true;
     return 0;
   }
-  left_ -= size;
-  ended_ = left_ == 0;
+  position_ += size;
+  ended_ = position_ == expectedSize_;
   return static_cast<size_t>(size);
 }
 

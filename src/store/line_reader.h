@@ -6,10 +6,10 @@
 #include <sys/types.h>
 
 #include <cstdio>
-#include <cstring>
 #include <string_view>
 
 #include "base/heap.h"
+#include "store/text_search.h"
 
 namespace qv {
 
@@ -18,18 +18,22 @@ class LineReader {
   static constexpr size_t kLimit = 255 + 1 + 8192 + 1;
 
   enum class End {
-    atExpectedSize,  // saves the read that finds the end; the beginning comes first, in case that is enough
+    // Saves the read that finds the end, and the heap for a small file; the beginning comes first, in case that is
+    // enough.
+    atExpectedSize,
     ofFile
   };
 
-  /// Reads from an open file a block at a time.
+  /// Reads an open file from its start, a block at a time.
   LineReader(int descriptor, off_t expectedSize, End end);
+  LineReader(const LineReader &) = delete;
+  LineReader &operator=(const LineReader &) = delete;
 
   /// Reads from a stream, and not a byte beyond the line that was asked for.
   explicit LineReader(FILE *stream);
 
   /// False if there was no memory for the block: there are no lines then.
-  explicit operator bool() const { return block_ != nullptr; }
+  explicit operator bool() const { return begin_ != nullptr; }
 
   /// The next line, in the reader's memory until the next call. False at the end of the file, and when reading failed.
   bool next(std::string_view &line);
@@ -57,16 +61,19 @@ class LineReader {
   size_t readStream(char *to, size_t capacity);
 
   int descriptor_ = -1;
-  off_t left_ = 0;  // of the expected size
+  off_t position_ = 0;
+  off_t expectedSize_ = -1;  // -1: read to the end
   FILE *stream_ = nullptr;
-  HeapBlock<char> block_;
   size_t capacity_;
+  HeapBlock<char> heapBlock_;  // unless the file is small
+  char *block_;
   size_t nextRead_;  // the most that is read at once
   char *begin_;      // read and not yet asked for
   char *end_;
   int last_ = EOF;  // the last byte that was asked for, EOF before the first
   bool ended_ = false;
   bool failed_ = false;
+  char smallBlock_[4096];
 };
 
 /// The line that has the byte at an index, among whole lines.
@@ -91,12 +98,11 @@ template <class Test>
 std::string_view findLine(std::string_view lines, std::string_view text, Test test)
 {
   while (!lines.empty()) {
-    const void *const found = memmem(lines.data(), lines.size(), text.data(), text.size());
-    if (found == nullptr) {
+    const size_t found = findText(lines, text);
+    if (found == std::string_view::npos) {
       break;
     }
-    const std::string_view line =
-        lineAround(lines, static_cast<size_t>(static_cast<const char *>(found) - lines.data()));
+    const std::string_view line = lineAround(lines, found);
     if (test(line)) {
       return line;
     }
