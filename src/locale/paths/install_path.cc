@@ -62,7 +62,7 @@ void initRecord(SMInstallPath &record, const SMKnownProduct &product)
 void cutAt(char *path, char *end, uint32_t *size)
 {
   *end = '\0';
-  *size = static_cast<uint32_t>(end - path) + 1;
+  *size = qv::clampSize(static_cast<size_t>(end - path) + 1);
 }
 
 /// The platform directory of one of the products that have one of their own.
@@ -184,14 +184,7 @@ uint32_t OSInitInstallPathByKeyName(const char *keyName, char *path, uint32_t *s
   if (path == nullptr || size == nullptr) {
     return result(Status::invalidParameter);
   }
-  const auto needed = static_cast<uint32_t>(strlen(keyName)) + 1;
-  const bool fits = *size >= needed;
-  *size = needed;
-  if (!fits) {
-    return result(Status::bufferTooSmall);
-  }
-  memcpy(path, keyName, needed);
-  return result(Status::success);
+  return result(qv::copyTextOut(keyName, path, *size));
 }
 
 void SUPTMiscRemoveTrailingPathSeparator(char *path, uint32_t *size)
