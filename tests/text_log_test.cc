@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstring>
+#include <ctime>
 
 #include "qvsupt32.h"
 #include "support/child.h"
@@ -134,6 +136,20 @@ TEST_F(TextLog, StopsBeforeThePieceThatFails)
   support::fixedTime = INT64_MAX;
   EXPECT_EQ(Format::append(path_, {}), SM_STATUS_UNSUCCESSFUL);
   EXPECT_EQ(get(path_), whole.substr(0, whole.find(utf16("Fri Jan"))));
+}
+
+TEST_F(TextLog, ShowsTimesAsTheCLibraryDoes)
+{
+  for (int64_t seconds = -90000000000; seconds < 400000000000; seconds += 86399 * 3851 + 7) {
+    support::fixedTime = seconds;
+    fs::remove(path_);
+    ASSERT_EQ(Format::append(path_, {}), SM_STATUS_SUCCESS);
+    const auto time = static_cast<time_t>(seconds);
+    char expected[32];
+    ASSERT_NE(ctime_r(&time, expected), nullptr);
+    expected[strcspn(expected, "\n")] = 0;
+    ASSERT_EQ(support::count(get(path_), utf16("Time: "s + expected + "\r\n")), 1u) << expected;
+  }
 }
 
 /// What a step writes to a stream, preceded by its status.

@@ -39,10 +39,17 @@ log::Event firstEntry()
   return log::clearedEvent(defaultUserInfo_en_US, defaultSource_en_US);
 }
 
-/// The path of one file log.
+constexpr char kDirectory[] = "log";
+
+const char *fileNameOf(uint32_t log)
+{
+  return log == SMLOG_XML ? "qvsys32.xml" : "qvsys32.log";
+}
+
+/// The path of one of the log files below an install directory that exists.
 Status composePath(uint32_t log, ProductFilePath &path)
 {
-  return qv::composeProductFilePath(SM_PRODUCT_VELA, "log", log == SMLOG_XML ? "qvsys32.xml" : "qvsys32.log", path);
+  return qv::composeProductFilePath(SM_PRODUCT_VELA, kDirectory, fileNameOf(log), path);
 }
 
 Status checkHasFile(uint8_t selector)
@@ -133,6 +140,24 @@ Status setMaximumSize(uint8_t selector, uint32_t maximumSize)
   return withMaximumSize(selector, [=](std::atomic_ref<uint32_t> maximum) { maximum.store(maximumSize); });
 }
 
+/// Appends to one of the log files with append(path). Without the install directory every append fails and leaves
+/// nothing, so only a failure needs a look at it: its status comes first.
+template <class Append>
+Status appendToFile(uint32_t log, Append append)
+{
+  ProductFilePath path;
+  Status status = qv::composeUncheckedProductFilePath(SM_PRODUCT_VELA, kDirectory, fileNameOf(log), path);
+  if (status == Status::success) {
+    status = append(path.text);
+  }
+  if (status == Status::success) {
+    return status;
+  }
+  const char *directory;
+  const Status found = qv::findInstallDirectory(SM_PRODUCT_VELA, directory);
+  return found == Status::success ? status : found;
+}
+
 /// The appends read the maximum sizes under their own lock.
 Status append(uint8_t selector, const log::Event &event)
 {
@@ -142,19 +167,22 @@ Status append(uint8_t selector, const log::Event &event)
   if (has(selector, SMLOG_OSSYSLOG)) {
     (void)log::appendToSystemLog(event);  // not reported: the files do without it
   }
-  ProductFilePath path;
   if (has(selector, SMLOG_UNITXT)) {
-    if (const Status status = composePath(SMLOG_UNITXT, path); status != Status::success) {
+    Status appended = Status::success;
+    const Status status = appendToFile(SMLOG_UNITXT, [&](const char *path) {
+      appended = log::appendTextRecord(path, event, smUNITXTLogMaxSize);
+      return appended;
+    });
+    if (status != appended) {  // there is no path; what the append itself answered is not reported
       return status;
     }
-    (void)log::appendTextRecord(path.text, event, smUNITXTLogMaxSize);  // not reported: the XML log's status is
   }
   if (!has(selector, SMLOG_XML)) {
     return Status::success;
   }
-  const Status status = composePath(SMLOG_XML, path);
-  return status == Status::success ? log::appendXmlEntryToStartedLog(path.text, event, smXMLLogMaxSize, firstEntry())
-                                   : status;
+  return appendToFile(SMLOG_XML, [&](const char *path) {
+    return log::appendXmlEntryToStartedLog(path, event, smXMLLogMaxSize, firstEntry());
+  });
 }
 
 Status clear(uint8_t selector, const SMChar16 *source)

@@ -121,13 +121,22 @@ Status copyInstallPath(uint32_t productID, char *path, uint32_t *size)
 
 }  // namespace
 
-Status qv::findInstallDirectory(uint32_t productID, const char *&directory)
+Status qv::cachedInstallDirectory(uint32_t productID, const char *&directory)
 {
   const SMInstallPath *product = findProduct(productID);
   if (product == nullptr || product->installPathSize == 0) {
     return Status::notFound;
   }
   directory = product->installPath;
+  return Status::success;
+}
+
+Status qv::findInstallDirectory(uint32_t productID, const char *&directory)
+{
+  const Status status = cachedInstallDirectory(productID, directory);
+  if (status != Status::success) {
+    return status;
+  }
   return access(directory, F_OK) == 0 ? Status::success : Status::badType;
 }
 
