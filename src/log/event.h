@@ -36,7 +36,7 @@ inline Event backupCreatedEvent(const Event &reason)
       SM_EVENT_INFORMATION, kBackupCreatedID, reason.userInfo, reason.source, uniLogBackupCreated_en_US, nullptr, 0};
 }
 
-/// Whether a text, if there is one, has 1 to `longest` units.
+/// True if a text is null or has 1 to `longest` units.
 inline bool hasLengthIfGiven(const SMChar16 *text, size_t longest)
 {
   if (text == nullptr) {
@@ -46,7 +46,7 @@ inline bool hasLengthIfGiven(const SMChar16 *text, size_t longest)
   return length >= 1 && length <= longest;
 }
 
-/// Whether an event keeps the limits that both logs have.
+/// True if an event keeps the limits that both logs have.
 inline bool isWithinLimits(const Event &event)
 {
   constexpr size_t kLongestSource = 1023;  // of user information too

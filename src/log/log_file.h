@@ -53,7 +53,7 @@ class LogFile {
   off_t size_ = 0;
 };
 
-/// Whether a record would bring a log to its maximum size or past it: the one test of all backups.
+/// True if a record would bring a log to its maximum size or past it: the one test of all backups.
 constexpr bool reachesMaximum(off_t size, uint64_t recordSize, uint32_t maximumSize)
 {
   return size <= kLargestLog && static_cast<uint64_t>(size) + recordSize >= maximumSize;

@@ -285,8 +285,8 @@ Status writeRecord(log::LogFile &file, const log::Event &event)
 }
 
 /// The size that a record is taken for when a backup is decided on: an estimate that part of the interface fixes. A dump
-/// line counts 83 units, its 82 and one to spare; a line that is not full counts nothing. 2214 stands for all labels,
-/// numbers and names at their longest.
+/// line counts 83 units, its 82 and a spare one; a line that is not full counts nothing. 2214 covers all labels, numbers
+/// and names at their longest, and is more than most records need: logs are moved a little early.
 uint32_t estimatedSize(const log::Event &event)
 {
   constexpr uint32_t kFixed = 2214;

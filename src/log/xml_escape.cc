@@ -21,7 +21,7 @@ bool isLowSurrogate(SMChar16 unit)
   return unit >= 0xDC00 && unit <= 0xDFFF;
 }
 
-/// Whether XML 1.0 has a character of this one unit.
+/// True if XML 1.0 has a character of this one unit.
 bool isXmlCharacter(SMChar16 unit)
 {
   return unit >= 0x20 ? unit < 0xD800 || (unit > 0xDFFF && unit < 0xFFFE) : unit == u'\t' || unit == u'\n';
