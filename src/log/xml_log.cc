@@ -338,7 +338,7 @@ Status log::clearXmlLog(const char *path, const SMChar16 *userInfo, const SMChar
 Status log::makeXmlLogExist(const char *path, const Event &firstEvent)
 {
   uint32_t size;
-  if (GetSizeOfFile(path, &size) == SM_STATUS_SUCCESS && isStarted(size)) {
+  if (path != nullptr && GetSizeOfFile(path, &size) == SM_STATUS_SUCCESS && isStarted(size)) {
     return Status::success;
   }
   return appendXmlEntry(path, firstEvent, kDefaultMaximumSize);
