@@ -22,6 +22,10 @@ QVSUPT32_BEGIN_C
 #define SDO_TYPE_CONFIG 0x0Du /* a nested object */
 #define SDO_TYPE_ARRAY 0x10u  /* with the two above: an array of them */
 
+/* The replace argument of SDOConfigAddData: exactly this value replaces, any other refuses a field that is present. */
+#define SDO_KEEP 0
+#define SDO_REPLACE 1
+
 /* Field IDs from 1 to this one are valid. */
 #define SDO_FIELD_ID_MAX 65533u
 

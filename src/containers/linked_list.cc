@@ -48,7 +48,8 @@ template <class Entry>
 void freeEntry(Entry *entry)
 {
   if (entry != nullptr) {
-    entry->data = nullptr;
+    // Volatile: the compiler drops a plain store to a block that is freed next.
+    *const_cast<void *volatile *>(&entry->data) = nullptr;
     free(entry);
   }
 }
