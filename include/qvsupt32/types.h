@@ -20,6 +20,12 @@
 /* Marks every exported function and variable. */
 #define QVSUPT32_API __attribute__((visibility("default")))
 
+/* Marks the functions whose result the caller has to free or to close: who drops it has lost it. */
+#define QVSUPT32_OWNED __attribute__((warn_unused_result))
+
+/* The same for those that return a fresh block without pointers to anything that the caller has. */
+#define QVSUPT32_NEW __attribute__((warn_unused_result, malloc))
+
 /* One UCS-2 code unit in the machine's byte order: char16_t where the language has it, so that u"..." can be passed. */
 #if (defined(__cplusplus) && __cplusplus >= 201103L) || \
     (!defined(__cplusplus) && defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L)

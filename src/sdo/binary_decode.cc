@@ -175,7 +175,8 @@ class Decoder {
 
 Status decode(const BinaryView &binary, OwnedObject &object)
 {
-  return Decoder().decode(binary, object);
+  Decoder decoder;  // its list is not cleared
+  return decoder.decode(binary, object);
 }
 
 Status decodeArray(const BinaryArrayView &array, SDOConfig **objects)

@@ -229,8 +229,8 @@ Status encodeArray(const uint8_t *pointers, uint32_t count, uint8_t *array, uint
     const bool fits = array != nullptr && total <= size;
     const bool isWritten = fits && total <= SDO_BINARY_SIZE_MAX;
     // One that is left out or only measured must be one that can be written all the same.
-    if (const Status status = Encoder().encode(*object, isWritten ? array + start : nullptr);
-        status != Status::success) {
+    Encoder encoder;
+    if (const Status status = encoder.encode(*object, isWritten ? array + start : nullptr); status != Status::success) {
       return status;
     }
     if (fits && !isWritten) {

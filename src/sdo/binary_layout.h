@@ -89,6 +89,12 @@ struct BinaryValue {
 
 class BinaryView {
  public:
+  /// A view of a block whose header was checked.
+  BinaryView(const uint8_t *block, uint16_t count, uint16_t totalSize)
+      : block_(block), count_(count), totalSize_(totalSize)
+  {
+  }
+
   /// A view of a block whose header was read. Nothing unless it is that of a plausible binary.
   static std::optional<BinaryView> of(const uint8_t *block, const BlockHeader &header, size_t limit = SIZE_MAX)
   {
@@ -157,11 +163,6 @@ class BinaryView {
   }
 
  private:
-  BinaryView(const uint8_t *block, uint16_t count, uint16_t totalSize)
-      : block_(block), count_(count), totalSize_(totalSize)
-  {
-  }
-
   const uint8_t *block_;
   uint16_t count_;
   uint16_t totalSize_;
@@ -169,6 +170,12 @@ class BinaryView {
 
 class BinaryArrayView {
  public:
+  /// A view of a block whose header was checked.
+  BinaryArrayView(const uint8_t *block, uint16_t count, uint16_t totalSize)
+      : block_(block), count_(count), totalSize_(totalSize)
+  {
+  }
+
   /// A view of a block whose header was read. Nothing unless it is that of a plausible array.
   static std::optional<BinaryArrayView> of(const uint8_t *block, const BlockHeader &header, size_t limit = SIZE_MAX)
   {
@@ -178,8 +185,14 @@ class BinaryArrayView {
     return BinaryArrayView(block, header.count, header.totalSize);
   }
 
+  static std::optional<BinaryArrayView> open(const uint8_t *block, size_t limit)
+  {
+    return limit < kHeaderSize ? std::nullopt : of(block, loadHeader(block), limit);
+  }
+
   uint32_t count() const { return count_; }
   uint32_t totalSize() const { return totalSize_; }
+  const uint8_t *block() const { return block_; }
 
   /// Where the element that follows `steps` others starts, or the elements end. Nothing if one of those steps would
   /// leave the array.
@@ -231,11 +244,6 @@ class BinaryArrayView {
   }
 
  private:
-  BinaryArrayView(const uint8_t *block, uint16_t count, uint16_t totalSize)
-      : block_(block), count_(count), totalSize_(totalSize)
-  {
-  }
-
   bool holdsHeader(uint32_t position) const { return position + kHeaderSize <= totalSize_; }
 
   const uint8_t *block_;
