@@ -52,7 +52,7 @@ uint32_t firstNotFull(const uint32_t *table, uint32_t word, uint32_t words)
   return word;
 }
 
-/// Where an identifier's bit stands. A table need not end with a whole word, so bits are reached by their bytes.
+/// The place of an identifier's bit. A table need not end with a whole word, so bits are reached by their bytes.
 struct BitPlace {
   size_t byte;
   uint8_t mask;

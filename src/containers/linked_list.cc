@@ -71,7 +71,7 @@ Found<Entry> find(Entry *head, void *key, SMListCallback callback)
   return found;
 }
 
-/// Where an ordered insert has to link: behind `previous`, or at the head when it is null.
+/// Where an ordered insert has to link: after `previous`, or at the head if it is null.
 template <class Entry>
 Status findPlace(Entry *head, void *key, SMListCallback compare, Entry *&previous)
 {
