@@ -157,6 +157,11 @@ void freeIdentity()
   free(std::exchange(lastIdentity, nullptr));
 }
 
+void clearGate()
+{
+  gate.clear();
+}
+
 }  // namespace qv::log
 
 uint32_t OSAppendToSysLog(uint16_t eventType, uint32_t eventID, const SMChar16 *source, const SMChar16 *description,

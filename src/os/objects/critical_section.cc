@@ -8,6 +8,7 @@
 
 #include "base/alias.h"
 #include "base/heap.h"
+#include "base/stack.h"
 #include "containers/red_black_tree.h"
 #include "qvsupt32/os_objects.h"
 
@@ -113,7 +114,7 @@ void OSDeleteCriticalSection(SMLocalMutex *section)
   DestroyLocalMutex(section);
 }
 
-void OSCriticalSectionExecute(OSRoutine routine, uintptr_t argument, uint32_t timeout)
+QV_ALIGNS_STACK void OSCriticalSectionExecute(OSRoutine routine, uintptr_t argument, uint32_t timeout)
 {
   if (routine == nullptr || timeout != SM_WAIT_FOREVER || pOSCritSectRBTLock == nullptr) {
     return;
