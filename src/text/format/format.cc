@@ -19,6 +19,7 @@
 
 #include "base/alias.h"
 #include "base/heap.h"
+#include "base/text.h"
 #include "qvsupt32/convert.h"
 
 namespace {
@@ -30,24 +31,6 @@ constexpr uint32_t kSizeMax = 0x80000000;
 constexpr size_t kRunSize = 16;
 constexpr char kSpaces[kRunSize + 1] = "                ";
 constexpr char kZeros[kRunSize + 1] = "0000000000000000";
-
-/// Most pieces of an output are a few bytes, for which two overlapping moves are cheaper than a call of memcpy(3).
-void copyPiece(char *to, const char *from, size_t size)
-{
-  if (size > 16) {
-    memcpy(to, from, size);
-  } else if (size >= 8) {
-    memcpy(to, from, 8);
-    memcpy(to + size - 8, from + size - 8, 8);
-  } else if (size >= 4) {
-    memcpy(to, from, 4);
-    memcpy(to + size - 4, from + size - 4, 4);
-  } else if (size != 0) {
-    to[0] = from[0];
-    to[size / 2] = from[size / 2];
-    to[size - 1] = from[size - 1];
-  }
-}
 
 /// Where the output goes: what there is room for is stored, the rest is counted. Without a buffer the room is the same,
 /// and nothing is stored in it.
@@ -65,7 +48,7 @@ class Sink {
     }
     const size_t fitting = claim(text.size());
     if (buffer_ != nullptr) {
-      copyPiece(buffer_ + stored_, text.data(), fitting);
+      qv::copyShort(buffer_ + stored_, text.data(), fitting);
     }
     stored_ += fitting;
   }
@@ -84,7 +67,7 @@ class Sink {
     for (; fitting > kRunSize; fitting -= kRunSize, stored_ += kRunSize) {
       memcpy(buffer_ + stored_, run, kRunSize);
     }
-    copyPiece(buffer_ + stored_, run, fitting);
+    qv::copyShort(buffer_ + stored_, run, fitting);
     stored_ += fitting;
   }
 
