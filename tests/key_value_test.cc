@@ -45,8 +45,7 @@ class KeyValue : public support::Scratch {
 
   uint32_t set(const char *key, const char *value, uint32_t occurrence) const
   {
-    const CFGUKeyValueEntry entry = {const_cast<char *>(key), const_cast<char *>(value)};
-    return SMCFGSetKeyValueEntry(file.c_str(), &entry, occurrence);
+    return SMCFGSetKeyValue(file.c_str(), key, value, occurrence);
   }
 
   const std::string file = path("x.cfg");
@@ -114,22 +113,27 @@ TEST_F(KeyValue, LoadsTheEntries)
     EXPECT_EQ(load(), row.entries);
   }
   std::string lines;
-  std::string entries;
+  std::string wanted;
   for (int i = 0; i < 40; ++i) {
     lines += " k" + std::to_string(i) + " = \"v\"\n";
-    entries += "k" + std::to_string(i) + "=v|";
+    wanted += "k" + std::to_string(i) + "=v|";
   }
   put(file, lines);
-  EXPECT_EQ(load(), entries);
+  EXPECT_EQ(load(), wanted);
   const unsigned failures = support::failEach(Call::allocation, ENOMEM, [&](unsigned) {
     uint32_t loaded = 9;
-    CFGUFreeKeyValueEntries(CFGUGetKeyValueEntries(file.c_str(), &loaded), loaded);
+    CFGUKeyValueEntry *entries = CFGUGetKeyValueEntries(file.c_str(), &loaded);
+    CFGUFreeKeyValueEntries(entries, loaded);
     EXPECT_TRUE(loaded == 0 || loaded == 40) << loaded;
   });
   EXPECT_GT(failures, 80u);
   put(file, lines + std::string(70000, '\n'));
   uint32_t count = 9;
-  EXPECT_EQ(CFGUGetKeyValueEntries(nullptr, &count), nullptr);
+  {
+    const Fault locks(Call::fcntl);
+    EXPECT_EQ(CFGUGetKeyValueEntries(nullptr, &count), nullptr);
+    EXPECT_EQ(locks.calls(), 0u) << "no lock without a path";
+  }
   EXPECT_EQ(count, 0u);
   for (const auto &[call, nth] : {std::pair(Call::read, 1u), {Call::read, 2u}, {Call::open, 1u}, {Call::fcntl, 1u}}) {
     const Fault fault(call, nth, EIO);
@@ -184,6 +188,9 @@ TEST_F(KeyValue, OnePassCountsOrFills)
       << "two blocks to read, and two an entry";
   EXPECT_EQ(count, 3u);
   EXPECT_STREQ(entries[2].key, "d");
+  uint32_t none = 4;
+  EXPECT_EQ(PopulateKeyValueEntries("/dev/null", entries, &none), 0u);
+  EXPECT_EQ(none, 0u);
   for (CFGUKeyValueEntry &entry : entries) {
     free(entry.key);
     free(entry.value);
@@ -310,7 +317,7 @@ TEST_F(KeyValue, EveryFailureLeavesTheOldContentOrTheNew)
   }
   const Fault renames(Call::rename, 1, EIO, true);
   {
-    const Fault unlinks(Call::unlink, 2, EIO);
+    const Fault unlinks(Call::unlink, 1, EIO);
     put(temporary, "left over");
     EXPECT_EQ(set("k", "v", 0), 270u);
     EXPECT_EQ(get(file), operations[2].result);

@@ -5,15 +5,17 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
+
+#include "base/input_output.h"
 
 namespace qv {
 namespace {
 
 constexpr off_t kLargestBlock = 65536;
+constexpr size_t kFirstRead = 4096;
 
-/// Room for a whole small file, but for a line at least.
+/// A whole small file, but a line at least.
 size_t blockSizeFor(off_t expectedSize)
 {
   return static_cast<size_t>(std::clamp(expectedSize, off_t{LineReader::kLimit}, kLargestBlock));
@@ -33,19 +35,39 @@ size_t sizeOfWholeLines(std::string_view bytes)
   return size + (bytes.size() - size) / LineReader::kLimit * LineReader::kLimit;
 }
 
-}  // namespace
-
-LineReader::LineReader(int descriptor, off_t expectedSize)
-    : descriptor_(descriptor), left_(expectedSize), capacity_(blockSizeFor(expectedSize))
+/// The byte before a stream's position, which stays; EOF if there is none.
+int byteBefore(FILE *stream)
 {
-  block_ = allocate(capacity_);
-  begin_ = end_ = block_.get();
+  const off_t position = ftello(stream);
+  if (position <= 0 || fseeko(stream, position - 1, SEEK_SET) != 0) {
+    return EOF;
+  }
+  const int byte = getc(stream);
+  (void)fseeko(stream, position, SEEK_SET);  // where getc(3) has left it, unless that failed
+  return byte;
 }
 
-LineReader::LineReader(FILE *stream) : stream_(stream), capacity_(kLimit)
+}  // namespace
+
+LineReader::LineReader(int descriptor, off_t expectedSize, End end)
+    : descriptor_(descriptor),
+      left_(end == End::ofFile ? -1 : expectedSize),
+      block_(allocate(blockSizeFor(expectedSize))),
+      capacity_(blockSizeFor(expectedSize)),
+      nextRead_(end == End::ofFile ? capacity_ : kFirstRead),
+      begin_(block_.get()),
+      end_(block_.get())
 {
-  block_ = allocate(capacity_);
-  begin_ = end_ = block_.get();
+}
+
+LineReader::LineReader(FILE *stream)
+    : stream_(stream),
+      block_(allocate(kLimit)),
+      capacity_(kLimit),
+      nextRead_(kLimit),
+      begin_(block_.get()),
+      end_(block_.get())
+{
 }
 
 bool LineReader::next(std::string_view &line)
@@ -103,16 +125,12 @@ bool LineReader::nextBlock(std::string_view &bytes)
   return true;
 }
 
-bool LineReader::lacksLineFeed() const
+bool LineReader::lacksLineFeed()
 {
-  if (last_ != EOF || stream_ == nullptr) {
-    return last_ != EOF && last_ != '\n';
+  if (last_ == EOF && stream_ != nullptr) {
+    last_ = byteBefore(stream_);
   }
-  // Nothing was read here: the line is the one that somebody read from the stream before.
-  if (ftello(stream_) <= 0 || fseeko(stream_, -1, SEEK_CUR) != 0) {
-    return false;
-  }
-  return getc(stream_) != '\n';
+  return last_ != EOF && last_ != '\n';
 }
 
 /// Hands out what comes next.
@@ -124,7 +142,7 @@ std::string_view LineReader::take(size_t size)
   return bytes;
 }
 
-/// Reads on behind what is not yet asked for. False at the end of the file, and when reading failed.
+/// Reads more. False at the end of the file, and when reading failed.
 bool LineReader::fill()
 {
   if (ended_) {
@@ -135,19 +153,17 @@ bool LineReader::fill()
     end_ = block_.get() + (end_ - begin_);
     begin_ = block_.get();
   }
-  const size_t room = capacity_ - static_cast<size_t>(end_ - begin_);
-  const size_t size = stream_ == nullptr ? readDescriptor(end_, room) : readStream(end_, room);
+  const size_t capacity = std::min(capacity_ - static_cast<size_t>(end_ - begin_), nextRead_);
+  const size_t size = stream_ == nullptr ? readDescriptor(end_, capacity) : readStream(end_, capacity);
+  nextRead_ = capacity_;
   end_ += size;
   ended_ = ended_ || size == 0;
   return size != 0;
 }
 
-size_t LineReader::readDescriptor(char *to, size_t room)
+size_t LineReader::readDescriptor(char *to, size_t capacity)
 {
-  ssize_t size;
-  do {
-    size = read(descriptor_, to, room);
-  } while (size < 0 && errno == EINTR);
+  const ssize_t size = uninterrupted([&] { return read(descriptor_, to, capacity); });
   if (size < 0) {
     failed_ = true;
     return 0;
@@ -157,10 +173,10 @@ size_t LineReader::readDescriptor(char *to, size_t room)
   return static_cast<size_t>(size);
 }
 
-size_t LineReader::readStream(char *to, size_t room)
+size_t LineReader::readStream(char *to, size_t capacity)
 {
   size_t size = 0;
-  while (size < room) {
+  while (size < capacity) {
     const int c = getc(stream_);
     if (c == EOF) {
       failed_ = ferror(stream_) != 0;

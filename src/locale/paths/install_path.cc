@@ -7,8 +7,9 @@
 #include <cstring>
 
 #include "base/alias.h"
-#include "base/heap.h"
+#include "base/size.h"
 #include "base/status.h"
+#include "locale/paths/product_file.h"
 #include "qvsupt32/paths.h"
 #include "qvsupt32/strings.h"
 
@@ -98,37 +99,37 @@ const SMInstallPath *findProduct(uint32_t productID)
   return nullptr;
 }
 
-Status noPath(Status status, uint32_t *size)
-{
-  *size = 0;
-  return status;
-}
-
 Status copyInstallPath(uint32_t productID, char *path, uint32_t *size)
 {
-  if (pGInstallPathList == nullptr) {
-    return noPath(Status::notFound, size);
+  const char *directory;
+  const Status status = qv::findInstallDirectory(productID, directory);
+  if (status != Status::success) {
+    if (pGInstallPathList == nullptr || findProduct(productID) != nullptr) {
+      *size = 0;
+    }
+    return status;
   }
-  const SMInstallPath *product = findProduct(productID);
-  if (product == nullptr) {
-    return Status::notFound;
-  }
-  if (product->installPathSize == 0) {
-    return noPath(Status::notFound, size);
-  }
-  if (access(product->installPath, F_OK) != 0) {
-    return noPath(Status::badType, size);
-  }
-  const bool fits = *size >= product->installPathSize;
-  *size = product->installPathSize;
-  if (!fits) {
+  // The text decides and not the size beside it: a caller may have written to the record.
+  const size_t length = strnlen(directory, sizeof(SMInstallPath::installPath));
+  if (!qv::exchangeSize(*size, length + 1)) {
     return Status::bufferTooSmall;
   }
-  memcpy(path, product->installPath, product->installPathSize);
+  memcpy(path, directory, length);
+  path[length] = '\0';
   return Status::success;
 }
 
 }  // namespace
+
+Status qv::findInstallDirectory(uint32_t productID, const char *&directory)
+{
+  const SMInstallPath *product = findProduct(productID);
+  if (product == nullptr || product->installPathSize == 0) {
+    return Status::notFound;
+  }
+  directory = product->installPath;
+  return access(directory, F_OK) == 0 ? Status::success : Status::badType;
+}
 
 void SUPTMiscInitInstallPathCache(void)
 {
