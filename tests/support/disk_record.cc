@@ -172,7 +172,7 @@ void DiskRecord::wrote(int descriptor, const void *bytes, size_t size, off_t off
   if (const uint64_t file = fileOf(descriptor); file != 0 && size != 0) {
     calls_.push_back({.kind = Kind::write,
                       .file = file,
-                      .offset = static_cast<uint64_t>(offset),
+                      .offset = static_cast<size_t>(offset),
                       .bytes = std::string(static_cast<const char *>(bytes), size)});
   }
 }
@@ -180,7 +180,7 @@ void DiskRecord::wrote(int descriptor, const void *bytes, size_t size, off_t off
 void DiskRecord::truncated(int descriptor, off_t size)
 {
   if (const uint64_t file = fileOf(descriptor); file != 0) {
-    calls_.push_back({.kind = Kind::truncate, .file = file, .offset = static_cast<uint64_t>(size)});
+    calls_.push_back({.kind = Kind::truncate, .file = file, .offset = static_cast<size_t>(size)});
   }
 }
 

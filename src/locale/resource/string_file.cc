@@ -16,13 +16,14 @@
 
 #include "base/descriptor.h"
 #include "base/heap.h"
+#include "base/size.h"
+#include "base/text.h"
 #include "frame/export.h"
 #include "frame/lock/file_guard.h"
 #include "frame/lock/global_lock.h"
 #include "locale/resource/string_line.h"
 #include "qvsupt32/language.h"
 #include "qvsupt32/resource.h"
-#include "qvsupt32/strings.h"
 
 namespace {
 
@@ -246,16 +247,17 @@ const SMChar16 *find(uint32_t stringID, uint32_t *language, const char *pathFile
 
 uint32_t SetUnicodeStringToDestination(const SMChar16 *text, SMChar16 *buffer, uint32_t *size)
 {
-  const uint32_t needed = text == nullptr ? 0 : (Uni_strlen(text) + 1) * static_cast<uint32_t>(sizeof(SMChar16));
+  const uint64_t needed = text == nullptr ? 0 : (uint64_t{qv::ucs2Length(text)} + 1) * sizeof(SMChar16);
   if (size == nullptr) {
-    return buffer == nullptr ? needed : 0;
+    return buffer == nullptr ? qv::clampSize(needed) : 0;
   }
-  const bool copies = buffer != nullptr && *size >= needed;
-  if (copies && needed != 0) {
-    memcpy(buffer, text, needed);
+  if (!qv::exchangeSize(*size, needed) || buffer == nullptr) {
+    return 0;
   }
-  *size = needed;
-  return copies ? needed : 0;
+  if (needed != 0) {
+    memcpy(buffer, text, static_cast<size_t>(needed));
+  }
+  return static_cast<uint32_t>(needed);
 }
 
 uint32_t GetUCS2StrFromIDPathFile(uint32_t stringID, uint32_t *language, const char *pathFile, SMChar16 *buffer,
