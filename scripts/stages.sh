@@ -18,7 +18,7 @@ declare -A STAGES=(
   [coverage]="lines and branches of src/ that the tests reach"
   [packages]="the Debian packages, built twice, looked at by lintian, installed into bare roots"
 )
-readonly ORDER=(style canaries lint exports rooms install docs sanitize threads memcheck fuzz bench)
+readonly ORDER=(style lint exports rooms install docs canaries sanitize threads memcheck fuzz bench)
 readonly ON_DEMAND=(coverage packages)
 
 readonly MEMCHECK_PROGRAMS=(convert_test format_test language_test strings_test value_test)
@@ -74,7 +74,7 @@ need_stages() {
       memcheck) packages+=(valgrind) ;;
       fuzz) packages+=("${FUZZ_PACKAGES[@]}") ;;
       bench) packages+=("${BENCH_PACKAGES[@]}" "${BENCH_LIBRARIES[@]}") ;;
-      canaries) packages+=(clang-format) ;;
+      canaries) packages+=(clang pkg-config abigail-tools) ;;
       coverage) packages+=(gcovr) ;;
       packages) packages+=(debhelper dpkg-dev fakeroot lintian mmdebstrap) ;;
     esac
@@ -95,7 +95,9 @@ stage_style() {
 }
 
 stage_canaries() {
-  scripts/check_gates
+  build i386 md5_test
+  [[ -d build/stage ]] || install_both build/stage
+  scripts/check_gates build/i386 build/stage
 }
 
 stage_lint() {
