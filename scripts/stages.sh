@@ -76,7 +76,7 @@ need_stages() {
       bench) packages+=("${BENCH_PACKAGES[@]}" "${BENCH_LIBRARIES[@]}") ;;
       canaries) packages+=(clang pkg-config abigail-tools) ;;
       coverage) packages+=(gcovr) ;;
-      packages) packages+=(debhelper dpkg-dev fakeroot lintian mmdebstrap) ;;
+      packages) packages+=(debhelper dpkg-dev fakeroot doxygen lintian mmdebstrap arch-test uidmap) ;;
     esac
   done
   need "Checking ($*)" "${packages[@]}"
