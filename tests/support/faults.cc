@@ -2,7 +2,9 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <link.h>
 #include <linux/futex.h>
+#include <sys/auxv.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
 #include <sys/socket.h>
@@ -81,6 +83,18 @@ int recordRename(const char *from, const char *to, Rename rename)
   return result;
 }
 
+/// The same, looked up once: the heap is called often, also in the child of a process with threads.
+template <class Function>
+[[maybe_unused]] Function *realOnce(std::atomic<void *> &found, const char *name)
+{
+  void *function = found.load(std::memory_order_relaxed);
+  if (function == nullptr) {
+    function = dlsym(RTLD_NEXT, name);
+    found.store(function, std::memory_order_relaxed);
+  }
+  return reinterpret_cast<Function *>(function);
+}
+
 }  // namespace
 
 namespace support {
@@ -126,33 +140,72 @@ using support::Call;
 
 extern "C" {
 
-// The heap. Under a sanitizer the real functions are the sanitizer's.
+// The heap. Under a sanitizer the real functions are the sanitizer's; otherwise they are looked up, so that valgrind can
+// put its own in their place.
 #ifdef QVSUPT32_SANITIZED
+void *__interceptor_malloc(size_t);
+void *__interceptor_calloc(size_t, size_t);
+void *__interceptor_realloc(void *, size_t);
+void __interceptor_free(void *);
 #define QV_REAL(name) __interceptor_##name
-#else
-#define QV_REAL(name) __libc_##name
-#endif
-void *QV_REAL(malloc)(size_t);
-void *QV_REAL(calloc)(size_t, size_t);
-void *QV_REAL(realloc)(void *, size_t);
-void QV_REAL(free)(void *);
 
-static void *counted(void *block)
+[[gnu::weak]] void __lsan_ignore_object(const void *);
+
+/// The path that the C library keeps for its locales is reachable only through memory of its own.
+const char *__lsan_default_suppressions()
+{
+  return "leak:argz_add_sep\n";
+}
+const char *__lsan_default_options()
+{
+  return "print_suppressions=0";
+}
+
+/// The leak check takes what the dynamic loader allocates for reachable, and knows it by the caller of malloc. That is
+/// the function below now, which therefore says it: _dl_map_object_deps keeps a list for each library that dlopen loads.
+static void ignoreOfLoader(const void *block, const void *caller)
+{
+  const auto base = getauxval(AT_BASE);
+  if (base == 0 || __lsan_ignore_object == nullptr) {
+    return;
+  }
+  const auto offset = reinterpret_cast<uintptr_t>(caller) - base;
+  const auto *header = reinterpret_cast<const ElfW(Ehdr) *>(base);
+  const auto *segment = reinterpret_cast<const ElfW(Phdr) *>(base + header->e_phoff);
+  for (int i = 0; i < header->e_phnum; ++i, ++segment) {
+    if (segment->p_type == PT_LOAD && (segment->p_flags & PF_X) != 0 && offset - segment->p_vaddr < segment->p_memsz) {
+      __lsan_ignore_object(block);
+    }
+  }
+}
+#else
+#define QV_REAL(name) realOnce<decltype(name)>(found_##name, #name)
+
+static std::atomic<void *> found_malloc;
+static std::atomic<void *> found_calloc;
+static std::atomic<void *> found_realloc;
+static std::atomic<void *> found_free;
+
+static void ignoreOfLoader(const void *, const void *) {}
+#endif
+
+static void *counted(void *block, const void *caller)
 {
   if (block != nullptr) {
     ++blocks;
+    ignoreOfLoader(block, caller);
   }
   return block;
 }
 
 void *malloc(size_t size)
 {
-  return strikes(Call::allocation) ? nullptr : counted(QV_REAL(malloc)(size));
+  return strikes(Call::allocation) ? nullptr : counted(QV_REAL(malloc)(size), __builtin_return_address(0));
 }
 
 void *calloc(size_t count, size_t size)
 {
-  return strikes(Call::allocation) ? nullptr : counted(QV_REAL(calloc)(count, size));
+  return strikes(Call::allocation) ? nullptr : counted(QV_REAL(calloc)(count, size), __builtin_return_address(0));
 }
 
 void *realloc(void *block, size_t size)
@@ -161,7 +214,7 @@ void *realloc(void *block, size_t size)
     return nullptr;
   }
   void *moved = QV_REAL(realloc)(block, size);
-  return block == nullptr ? counted(moved) : moved;
+  return block == nullptr ? counted(moved, __builtin_return_address(0)) : moved;
 }
 
 void free(void *block)
