@@ -251,26 +251,16 @@ TEST_F(ToolTest, LosesNoKeyAmongToolsAndComponents)
   EXPECT_EQ(run("qvctl ini list shared.ini s | sort | uniq | grep -c '^[abcd][0-9]*=v$'").out, "100\n");
 }
 
-TEST_F(ToolTest, KilledAnywhereLeavesTheOldFileOrTheNew)
+struct KilledWrite {
+  const char *arguments;
+  const char *file;
+  const char *before;  // null where there is no file
+  const char *after;
+};
+
+void expectOldOrNew(std::initializer_list<KilledWrite> rows)
 {
-  if (support::isEmulated()) {
-    GTEST_SKIP() << "an emulated program cannot be traced";
-  }
-  const struct {
-    const char *arguments;
-    const char *file;
-    const char *before;
-    const char *after;
-  } rows[] = {
-      {"ini set a.ini s k new", "a.ini", "[s]\nk=old\n[t]\n", "[s]\nk=new\n[t]\n"},
-      {"ini set a.ini u k new", "a.ini", "[s]\n", "[s]\n[u]\nk=new\n"},
-      {"ini set new.ini s k v", "new.ini", nullptr, "[s]\nk=v\n"},
-      {"ini unset a.ini s", "a.ini", "[s]\nk=old\n[t]\n", "[t]\n"},
-      {"kv set a.conf k new", "a.conf", "k=old\nl=1\n", "k=new\nl=1\n"},
-      {"kv set new.conf k v", "new.conf", nullptr, "k=v\n"},
-      {"kv unset a.conf k", "a.conf", "k=old\nl=1\n", "l=1\n"},
-  };
-  for (const auto &row : rows) {
+  for (const KilledWrite &row : rows) {
     SCOPED_TRACE(row.arguments);
     std::string last;
     killAtEveryCall(
@@ -287,6 +277,31 @@ TEST_F(ToolTest, KilledAnywhereLeavesTheOldFileOrTheNew)
         });
     EXPECT_EQ(last, row.after) << "the last run ends by itself";
   }
+}
+
+TEST_F(ToolTest, IniKilledAnywhereLeavesTheOldFileOrTheNew)
+{
+  if (support::isEmulated()) {
+    GTEST_SKIP() << "an emulated program cannot be traced";
+  }
+  expectOldOrNew({
+      {"ini set a.ini s k new", "a.ini", "[s]\nk=old\n[t]\n", "[s]\nk=new\n[t]\n"},
+      {"ini set a.ini u k new", "a.ini", "[s]\n", "[s]\n[u]\nk=new\n"},
+      {"ini set new.ini s k v", "new.ini", nullptr, "[s]\nk=v\n"},
+      {"ini unset a.ini s", "a.ini", "[s]\nk=old\n[t]\n", "[t]\n"},
+  });
+}
+
+TEST_F(ToolTest, KvKilledAnywhereLeavesTheOldFileOrTheNew)
+{
+  if (support::isEmulated()) {
+    GTEST_SKIP() << "an emulated program cannot be traced";
+  }
+  expectOldOrNew({
+      {"kv set a.conf k new", "a.conf", "k=old\nl=1\n", "k=new\nl=1\n"},
+      {"kv set new.conf k v", "new.conf", nullptr, "k=v\n"},
+      {"kv unset a.conf k", "a.conf", "k=old\nl=1\n", "l=1\n"},
+  });
 }
 
 }  // namespace

@@ -158,7 +158,7 @@ ToolTest::~ToolTest()
 void killAtEveryCall(const std::string &arguments, const std::function<void()> &prepare,
                      const std::function<void()> &check)
 {
-  constexpr unsigned kCounted = 110;  // the calls before are those of the loader
+  constexpr unsigned kCounted = 80;  // the calls before are those of the loader
   const bool failedBefore = testing::Test::HasFailure();
   prepare();
   const unsigned all = runTraced(arguments, 0);
