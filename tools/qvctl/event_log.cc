@@ -83,6 +83,18 @@ size_t EventLog::lostEvents() const
 
 uint64_t EventLog::fileOffset(size_t at) const
 {
+  const auto tears = std::upper_bound(tears_.begin(), tears_.end(), at) - tears_.begin();
+  return bytesBefore(at) + static_cast<uint64_t>(tears);
+}
+
+uint64_t EventLog::fileEnd(size_t at) const
+{
+  const auto tears = std::lower_bound(tears_.begin(), tears_.end(), at) - tears_.begin();
+  return bytesBefore(at) + static_cast<uint64_t>(tears);
+}
+
+uint64_t EventLog::bytesBefore(size_t at) const
+{
   if (format == LogFormat::xml) {
     return at;
   }
@@ -94,8 +106,7 @@ uint64_t EventLog::fileOffset(size_t at) const
     const auto byte = static_cast<unsigned char>((*text_)[lastPlace_]);
     lastUnits_ += byte >= 0xF0 ? 2u : (byte & 0xC0) != 0x80 ? 1u : 0u;
   }
-  const auto tears = std::upper_bound(tears_.begin(), tears_.end(), at) - tears_.begin();
-  return 2 * lastUnits_ + static_cast<uint64_t>(tears);
+  return 2 * lastUnits_;
 }
 
 size_t countOf(std::string_view part, std::string_view word)

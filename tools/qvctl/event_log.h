@@ -36,10 +36,14 @@ class EventLog {
 
   size_t lostEvents() const;
 
-  /// Where a place of the text is in the file. Cheap for places that are asked for in order.
+  /// Where in the file the text from a place on begins, and where the text before it ends: not the same at a tear. Cheap
+  /// for places that are asked for in order.
   uint64_t fileOffset(size_t at) const;
+  uint64_t fileEnd(size_t at) const;
 
  private:
+  uint64_t bytesBefore(size_t at) const;
+
   std::unique_ptr<const std::string> text_ = std::make_unique<const std::string>();
   std::vector<size_t> tears_;
   mutable size_t lastPlace_ = 0;

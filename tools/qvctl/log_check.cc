@@ -110,7 +110,7 @@ std::string repairedLog(std::string_view bytes, LogFormat format)
   repaired += format == LogFormat::text ? textFileHeader() : std::string(kXmlHeader) + std::string(kXmlBegin);
   for (const Event &event : log.events) {
     auto begin = static_cast<size_t>(log.fileOffset(event.begin));
-    const auto end = static_cast<size_t>(log.fileOffset(event.end));
+    const auto end = static_cast<size_t>(log.fileEnd(event.end));
     if (event.startLost) {
       repaired += kXmlOverwritten;
       begin += kXmlOverwritten.size();

@@ -142,7 +142,7 @@ void LogFollower::readOn(const Take &take)
   const std::string copy = bytes;
   const EventLog log = splitLog(std::move(bytes), *format_);
   if (!log.events.empty()) {
-    const uint64_t taken = log.fileOffset(log.events.back().end);
+    const uint64_t taken = log.fileEnd(log.events.back().end);
     place_ += taken;
     read_ += copy.substr(0, static_cast<size_t>(taken));
     take(log);

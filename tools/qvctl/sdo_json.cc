@@ -220,6 +220,8 @@ class Reader {
       return Json::parse(json);
     } catch (const Json::parse_error &error) {
       throw toolFailure(file_, "no JSON: byte " + std::to_string(error.byte));
+    } catch (const Json::exception &) {
+      throw toolFailure(file_, "no JSON: a number is out of range");
     }
   }
 
