@@ -230,10 +230,20 @@ void addGap(EventLog &log, size_t begin, size_t end)
   }
 }
 
-/// Splits the text of a log.
-void split(EventLog &log)
+/// Splits the text of a log, in which no event goes on after a tear.
+void split(EventLog &log, const std::vector<size_t> &tears)
 {
-  log.events = TextSplitter(log.text()).split();
+  log.events.clear();
+  size_t from = 0;
+  for (size_t i = 0; i <= tears.size(); ++i) {
+    const size_t to = i < tears.size() ? tears[i] : log.text().size();
+    for (Event &event : TextSplitter(log.text().substr(from, to - from)).split()) {
+      event.begin += from;
+      event.end += from;
+      log.events.push_back(event);
+    }
+    from = to;
+  }
   log.lost.clear();
   size_t at = 0;
   for (Event &event : log.events) {
@@ -267,8 +277,8 @@ size_t findTear(const EventLog &log, std::string_view bytes)
   return bytes.size();
 }
 
-/// The text of a file that is torn in some places.
-void setText(EventLog &log, std::string_view bytes, const std::vector<size_t> &tears)
+/// The text of a file that is torn in some places. Returns where they are in the text.
+std::vector<size_t> setText(EventLog &log, std::string_view bytes, const std::vector<size_t> &tears)
 {
   std::string text;
   std::vector<size_t> places;
@@ -280,7 +290,8 @@ void setText(EventLog &log, std::string_view bytes, const std::vector<size_t> &t
   }
   text += toUtf8(unitsOf(bytes.substr(from)));
   log.setText(std::move(text));
-  log.setTears(std::move(places));
+  log.setTears(places);
+  return places;
 }
 
 }  // namespace
@@ -300,8 +311,7 @@ void splitTextLog(EventLog &log, std::string_view bytes)
   constexpr size_t kMostTears = 16;  // each costs a reading of its own
   std::vector<size_t> tears;
   for (;;) {
-    setText(log, bytes, tears);
-    split(log);
+    split(log, setText(log, bytes, tears));
     const size_t tear = tears.size() < kMostTears ? findTear(log, bytes) : bytes.size();
     if (tear == bytes.size() || (!tears.empty() && tear <= tears.back())) {
       return;
