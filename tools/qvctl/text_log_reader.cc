@@ -230,32 +230,35 @@ void addGap(EventLog &log, size_t begin, size_t end)
   }
 }
 
-/// Splits the text of a log, in which no event goes on after a tear.
+/// Whether a log has no more than the beginning of its header.
+bool isCutHeader(std::string_view text)
+{
+  return kTextHeader.starts_with(text.substr(std::min(text.size(), kByteOrderMark.size())));
+}
+
+/// Splits the text of a log, in which neither an event nor what is lost goes on after a tear.
 void split(EventLog &log, const std::vector<size_t> &tears)
 {
+  const std::string_view text = log.text();
   log.events.clear();
+  log.lost.clear();
   size_t from = 0;
   for (size_t i = 0; i <= tears.size(); ++i) {
-    const size_t to = i < tears.size() ? tears[i] : log.text().size();
-    for (Event &event : TextSplitter(log.text().substr(from, to - from)).split()) {
+    const size_t to = i < tears.size() ? tears[i] : text.size();
+    size_t at = from;
+    for (Event &event : TextSplitter(text.substr(from, to - from)).split()) {
       event.begin += from;
       event.end += from;
+      event.epoch = parseLogTime(event.dateTime);
+      addGap(log, at, event.begin);
+      at = event.end;
       log.events.push_back(event);
     }
+    const bool isBeginning = to == text.size() && at == 0 && isCutHeader(text);
+    if (!isBeginning) {
+      addGap(log, at, to);
+    }
     from = to;
-  }
-  log.lost.clear();
-  size_t at = 0;
-  for (Event &event : log.events) {
-    event.epoch = parseLogTime(event.dateTime);
-    addGap(log, at, event.begin);
-    at = event.end;
-  }
-  const bool isBeginning =
-      log.events.empty() &&
-      kTextHeader.starts_with(log.text().substr(std::min(log.text().size(), kByteOrderMark.size())));
-  if (!isBeginning) {
-    addGap(log, at, log.text().size());
   }
 }
 
