@@ -213,12 +213,12 @@ Answer modelSet(const std::vector<std::string> &lines, const Place &place, const
 
 // Checks of INI files -------------------------------------------------------------------------------------------------
 
-Answer read(const std::string &path, const char *section, const char *key, size_t room)
+Answer read(const std::string &path, const char *section, const char *key, size_t capacity)
 {
-  std::vector<char> buffer(room);
-  auto size = static_cast<uint32_t>(room);
+  std::vector<char> buffer(capacity);
+  auto size = static_cast<uint32_t>(capacity);
   const uint32_t status = ReadINIFileValue_astring(section, key, buffer.data(), &size, nullptr, 0, path.c_str(), 1);
-  require(status != 0 || size <= room, "the size is inside the buffer");
+  require(status != 0 || size <= capacity, "the size is inside the buffer");
   return {status, status == 0 ? std::string(buffer.data(), size) : ""};
 }
 
@@ -374,13 +374,13 @@ void checkBytes(const std::string &path, const std::string &content)
     }
     wanted.push_back(static_cast<uint8_t>(number));
   }
-  for (const size_t room : {wanted.size() + 1, wanted.size() / 2 + 1}) {
-    std::vector<uint8_t> bytes(room);
-    auto size = static_cast<uint32_t>(room);
+  for (const size_t capacity : {wanted.size() + 1, wanted.size() / 2 + 1}) {
+    std::vector<uint8_t> bytes(capacity);
+    auto size = static_cast<uint32_t>(capacity);
     const uint32_t got = ReadINIFileValue_binary("s", "k", bytes.data(), &size, nullptr, 0, path.c_str(), 1);
-    require(got == (status == 264 ? 264 : wanted.size() > room ? 16 : 0), "bytes answer as the model does");
+    require(got == (status == 264 ? 264 : wanted.size() > capacity ? 16 : 0), "bytes answer as the model does");
     require(size == (got == 264 ? 0 : wanted.size()), "bytes are counted");
-    const auto stored = static_cast<ptrdiff_t>(std::min(room, wanted.size()));
+    const auto stored = static_cast<ptrdiff_t>(std::min(capacity, wanted.size()));
     require(got == 264 || std::equal(bytes.begin(), bytes.begin() + stored, wanted.begin()),
             "bytes are those of the model");
   }
