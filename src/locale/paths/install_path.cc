@@ -62,7 +62,7 @@ void initRecord(SMInstallPath &record, const SMKnownProduct &product)
 void cutAt(char *path, char *end, uint32_t *size)
 {
   *end = '\0';
-  *size = static_cast<uint32_t>(end - path) + 1;
+  *size = qv::clampSize(static_cast<size_t>(end - path) + 1);
 }
 
 /// The platform directory of one of the products that have one of their own.
@@ -121,13 +121,22 @@ Status copyInstallPath(uint32_t productID, char *path, uint32_t *size)
 
 }  // namespace
 
-Status qv::findInstallDirectory(uint32_t productID, const char *&directory)
+Status qv::cachedInstallDirectory(uint32_t productID, const char *&directory)
 {
   const SMInstallPath *product = findProduct(productID);
   if (product == nullptr || product->installPathSize == 0) {
     return Status::notFound;
   }
   directory = product->installPath;
+  return Status::success;
+}
+
+Status qv::findInstallDirectory(uint32_t productID, const char *&directory)
+{
+  const Status status = cachedInstallDirectory(productID, directory);
+  if (status != Status::success) {
+    return status;
+  }
   return access(directory, F_OK) == 0 ? Status::success : Status::badType;
 }
 
@@ -184,14 +193,7 @@ uint32_t OSInitInstallPathByKeyName(const char *keyName, char *path, uint32_t *s
   if (path == nullptr || size == nullptr) {
     return result(Status::invalidParameter);
   }
-  const auto needed = static_cast<uint32_t>(strlen(keyName)) + 1;
-  const bool fits = *size >= needed;
-  *size = needed;
-  if (!fits) {
-    return result(Status::bufferTooSmall);
-  }
-  memcpy(path, keyName, needed);
-  return result(Status::success);
+  return result(qv::copyTextOut(keyName, path, *size));
 }
 
 void SUPTMiscRemoveTrailingPathSeparator(char *path, uint32_t *size)

@@ -6,11 +6,11 @@
 
 namespace qv {
 
-Status composeProductFilePath(uint32_t productID, const char *subdirectory, const char *fileName, ProductFilePath &path)
+Status composeUncheckedProductFilePath(uint32_t productID, const char *subdirectory, const char *fileName,
+                                       ProductFilePath &path)
 {
   const char *directory;
-  const Status status = findInstallDirectory(productID, directory);
-  if (status != Status::success) {
+  if (const Status status = cachedInstallDirectory(productID, directory); status != Status::success) {
     return status;
   }
   if (fileName == nullptr) {
@@ -24,6 +24,13 @@ Status composeProductFilePath(uint32_t productID, const char *subdirectory, cons
   }
   path.size = static_cast<uint32_t>(length) + 1;
   return Status::success;
+}
+
+Status composeProductFilePath(uint32_t productID, const char *subdirectory, const char *fileName, ProductFilePath &path)
+{
+  const char *directory;
+  const Status status = findInstallDirectory(productID, directory);
+  return status == Status::success ? composeUncheckedProductFilePath(productID, subdirectory, fileName, path) : status;
 }
 
 }  // namespace qv
