@@ -2,10 +2,12 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <linux/futex.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -253,6 +255,26 @@ int usleep(useconds_t microseconds)
   }
   state.slept += microseconds;
   return strikes(Call::usleep) ? -1 : 0;
+}
+
+long syscall(long number, ...) noexcept
+{
+  long arguments[6];
+  va_list list;
+  va_start(list, number);
+  for (long &argument : arguments) {
+    argument = va_arg(list, long);
+  }
+  va_end(list);
+  if (number == SYS_futex && (arguments[1] & FUTEX_CMD_MASK) == FUTEX_WAKE) {
+    (void)strikes(Call::futexWake);
+  } else if (number == SYS_futex && states[static_cast<size_t>(Call::futexWait)].armed) {
+    errno = ETIMEDOUT;
+    (void)strikes(Call::futexWait);
+    return -1;
+  }
+  return real<long(long, ...)>("syscall")(number, arguments[0], arguments[1], arguments[2], arguments[3], arguments[4],
+                                          arguments[5]);
 }
 
 ssize_t write(int descriptor, const void *bytes, size_t size)
