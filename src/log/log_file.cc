@@ -121,7 +121,7 @@ Status deleteLog(const char *path)
   if (!guard) {
     return Status::lockFailed;
   }
-  return DelFile(path) == SM_STATUS_SUCCESS ? Status::success : Status::unsuccessful;
+  return path != nullptr && DelFile(path) == SM_STATUS_SUCCESS ? Status::success : Status::unsuccessful;
 }
 
 Status createMissingDirectory(const char *path)
@@ -161,7 +161,8 @@ void CheckBackupLogFile(const char *path, uint32_t maximumSize, uint32_t recordS
 {
   const auto isDue = [=] {
     uint32_t size;
-    return GetSizeOfFile(path, &size) == SM_STATUS_SUCCESS && qv::log::reachesMaximum(size, recordSize, maximumSize);
+    return path != nullptr && GetSizeOfFile(path, &size) == SM_STATUS_SUCCESS &&
+           qv::log::reachesMaximum(size, recordSize, maximumSize);
   };
   *backedUp = isDue() && qv::log::backUp(path, isDue) == qv::Status::success ? 1 : 0;
 }
