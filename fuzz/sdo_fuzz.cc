@@ -166,7 +166,7 @@ bool isSound(const uint8_t *block, uint32_t available, bool isArray)
   return true;
 }
 
-// Checks ---------------------------------------------------------------------------------------------------------------
+// Checks ------------------------------------------------------------------------------------------------------------
 
 Bytes flatten(const SDOConfig *object, Arena &arena)
 {

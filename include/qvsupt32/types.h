@@ -9,6 +9,12 @@
 #include <uchar.h>
 #endif
 
+/* The version that these headers declare. SMGetVersionText tells that of the loaded library. Since 4.1. */
+#define QVSUPT32_VERSION_MAJOR 4
+#define QVSUPT32_VERSION_MINOR 1
+#define QVSUPT32_VERSION_PATCH 0
+#define QVSUPT32_VERSION_STRING "4.1.0"
+
 #ifdef __cplusplus
 #define QVSUPT32_BEGIN_C extern "C" {
 #define QVSUPT32_END_C }
@@ -39,6 +45,10 @@ typedef int16_t SMBool;
 
 /* A timeout without limit: one blocking call. Any other timeout is a number of polling steps (see os.h). */
 #define SM_WAIT_FOREVER 0xFFFFFFFFu
+
+/* Modes of the global file lock: wait for it up to a minute, or try once. Any other mode tries once. */
+#define SM_LOCK_WAIT 1
+#define SM_LOCK_TRY 0
 
 /* Statuses. One numbering serves the whole library; each declaration lists those that it returns and what they mean
  * there. Functions with a signed result return the same numbers, so failure is -1. */
