@@ -383,6 +383,13 @@ TEST(EventTest, FailingMarkUndoesTheCall)
   SMEventDestroy(event);
 }
 
+void removeTable()
+{
+  const int32_t key = GetUniqueKeyFromStr("table");
+  DestroySemaphore(OpenSemaphore(key));
+  shmctl(shmget(key, 0, 0), IPC_RMID, nullptr);
+}
+
 TEST(SharedMemoryTest, LivesWithItsCreator)
 {
   EXPECT_EQ(nullptr, SMSharedMemCreate(nullptr, 64));
@@ -430,13 +437,9 @@ TEST(SharedMemoryTest, TakenOverAfterItsCreatorDied)
   EXPECT_NE(nullptr, opened);
   SMSharedMemFree(opened);
   SMSharedMemFree(memory);
-  // Whoever took it over is no owner: segment and guard stay. They are removed by hand.
-  const int32_t key = GetUniqueKeyFromStr("table");
-  EXPECT_EQ(0, semaphoreCount("table"));
-  DestroySemaphore(OpenSemaphore(key));
-  const int segment = shmget(key, 0, 0);
-  ASSERT_NE(-1, segment);
-  shmctl(segment, IPC_RMID, nullptr);
+  EXPECT_EQ(0, semaphoreCount("table")) << "who took it over is no owner: segment and guard stay";
+  removeTable();
+  EXPECT_EQ("", support::systemVObjects());
 }
 
 TEST(SharedMemoryTest, FailuresGiveEverythingBack)
@@ -463,6 +466,116 @@ TEST(SharedMemoryTest, FailuresGiveEverythingBack)
   EXPECT_EQ(0, semaphoreCount("table")) << "the guard is the owner's";
   SMSharedMemFree(memory);
   EXPECT_EQ("", support::systemVObjects());
+}
+
+TEST(SharedMemoryTest, GuardOfAnotherProcessSurvivesAFailingCreate)
+{
+  // The guard does not exist when the create looks for it, and does when it makes it.
+  const int32_t key = GetUniqueKeyFromStr("table");
+  const Fault secondLook(Call::semget, 2, [key] { CreateSemaphore(key, 1); });
+  const Fault take(Call::semop, 1, ENOSPC);
+  EXPECT_EQ(nullptr, SMSharedMemCreate("table", 64));
+  EXPECT_EQ(ENOSPC, errno);
+  EXPECT_EQ(1, semaphoreCount("table"));
+  DestroySemaphore(OpenSemaphore(key));
+}
+
+TEST(SharedMemoryTest, SizeIsTheSegmentsOwn)
+{
+  OSSyncInfo *mutex = SMMutexCreate(nullptr);
+  EXPECT_EQ(0u, SMSharedMemGetSize(nullptr));
+  EXPECT_EQ(0u, SMSharedMemGetSize(mutex));
+  SMMutexDestroy(mutex);
+  OSSyncInfo *memory = SMSharedMemCreate("table", 4097);
+  OSSyncInfo *opened = SMSharedMemOpen("table");
+  EXPECT_EQ(4097u, SMSharedMemGetSize(memory));
+  SMSharedMemFree(memory);
+  EXPECT_EQ(4097u, SMSharedMemGetSize(opened)) << "its owner has freed it";
+  SMSharedMemFree(opened);
+}
+
+TEST(HandleCloseTest, LeavesWhatOthersUse)
+{
+  OSSyncInfo *mutex = SMMutexCreate("gate");
+  OSSyncInfo *other = SMMutexOpen("gate");
+  EXPECT_EQ(0, SMMutexLock(mutex, 0));
+  SMHandleClose(mutex);
+  EXPECT_EQ(0, SMMutexLock(other, 0)) << "closing unlocks";
+  EXPECT_EQ(0, access(lockFile("gate").c_str(), F_OK));
+  SMMutexDestroy(other);
+  OSSyncInfo *semaphore = SMSemaphoreCreate("pool", 3);
+  SMHandleClose(semaphore);
+  EXPECT_EQ(3, semaphoreCount("pool"));
+  SMSemaphoreDestroy(SMSemaphoreCreate("pool", 0));
+  SMHandleClose(SMEventCreate("start", SM_RESET_MANUAL, SM_INITIALLY_SIGNALLED));
+  EXPECT_EQ(1, semaphoreCount("start"));
+  Child opener([](Child::Inside &inside) {
+    OSSyncInfo *opened = SMEventOpen("start");
+    inside.report({SMEventWait(opened, 0), SMEventWait(opened, 0)});
+  });
+  EXPECT_EQ("0 0\n", opener.report()) << "the mark stays";
+  SMEventDestroy(SMEventCreate("start", SM_RESET_MANUAL, SM_INITIALLY_RESET));
+
+  SMHandleClose(SMLibLoad(QVSUPT32_LIBRARY));  // the loader keeps what it allocates first
+  const long blocks = support::liveBlocks();
+  SMHandleClose(SMMutexCreate(nullptr));
+  SMHandleClose(SMSemaphoreCreate(nullptr, 1));
+  SMHandleClose(SMEventCreate(nullptr, SM_RESET_AUTOMATIC, SM_INITIALLY_RESET));
+  SMHandleClose(SMLibLoad(QVSUPT32_LIBRARY));
+  EXPECT_EQ(blocks, support::liveBlocks());
+  EXPECT_EQ("", support::systemVObjects());
+  OSSyncInfo unknown = {99, nullptr};
+  SMHandleClose(&unknown);
+  SMHandleClose(nullptr);
+}
+
+TEST(HandleCloseTest, GivesTheGuardBackExactlyOnce)
+{
+  Child creator([](Child::Inside &inside) {
+    OSSyncInfo *memory = SMSharedMemCreate("table", 64);
+    OSSyncInfo *opened = SMSharedMemOpen("table");
+    static_cast<char *>(SMSharedMemGetAddressPtr(memory))[63] = 'x';
+    SMHandleClose(opened);
+    inside.report({semaphoreCount("table")});
+    Child forked([memory](Child::Inside &) { SMHandleClose(memory); });
+    inside.report({forked.wait(), semaphoreCount("table")});
+    SMHandleClose(memory);
+    inside.report({semaphoreCount("table")});
+    inside.hold();
+  });
+  ASSERT_TRUE(creator.waitHeld());
+  OSSyncInfo *memory = SMSharedMemCreate("table", 4096);
+  ASSERT_NE(nullptr, memory) << "taken over while its creator lives";
+  EXPECT_EQ(64u, SMSharedMemGetSize(memory));
+  EXPECT_EQ('x', static_cast<char *>(SMSharedMemGetAddressPtr(memory))[63]);
+  creator.release();
+  EXPECT_EQ("0\n0 0\n1\n", creator.report());
+  EXPECT_EQ(0, semaphoreCount("table")) << "the creator's end gives nothing back a second time";
+  SMHandleClose(memory);
+  EXPECT_EQ(1, semaphoreCount("table")) << "the guard of who took it over";
+  removeTable();
+}
+
+TEST(HandleTest, ErrnoTellsWhyAHandleIsNull)
+{
+  const struct {
+    std::function<OSSyncInfo *()> make;
+    int error;
+  } rows[] = {{[] { return SMMutexOpen(nullptr); }, EINVAL},
+              {[] { return SMMutexCreate(""); }, EINVAL},
+              {[] { return SMSemaphoreCreate(nullptr, 32768); }, EINVAL},
+              {[] { return SMMutexCreate(std::string(234, 'n').c_str()); }, ENAMETOOLONG},
+              {[] { return SMMutexOpen("none"); }, ENOENT},
+              {[] { return SMEventOpen("none"); }, ENOENT},
+              {[] { return SMSharedMemOpen("none"); }, ENOENT},
+              {[] { return SMSharedMemCreate("table", 64); }, EAGAIN}};
+  OSSyncInfo *memory = SMSharedMemCreate("table", 64);
+  for (const auto &row : rows) {
+    errno = 0;
+    EXPECT_EQ(nullptr, row.make());
+    EXPECT_EQ(row.error, errno) << &row - rows;
+  }
+  SMSharedMemFree(memory);
 }
 
 TEST(SharedMemoryTest, LargestSize)

@@ -159,6 +159,7 @@ uint32_t countRuns(uintptr_t)
 
 uint32_t runOther(uintptr_t argument)
 {
+  EXPECT_NE(nullptr, pOSCritSecRBTree);
   SMCriticalSectionExecute(keepArgument, argument, SM_WAIT_FOREVER);
   return 0;
 }
@@ -189,6 +190,14 @@ TEST(CriticalSectionTest, RunsOnlyWhereItMay)
   });
   EXPECT_EQ(3u, failed) << "record, section, node";
   EXPECT_EQ(3u, lastArgument);
+  {
+    const support::Fault allocations(Call::allocation);
+    SMCriticalSectionExecute(keepArgument, 4, SM_WAIT_FOREVER);
+    EXPECT_EQ(4u, lastArgument);
+    EXPECT_EQ(0u, allocations.calls()) << "the record of the last routine is kept";
+  }
+  SMCriticalSectionExecute(runOther, 5, SM_WAIT_FOREVER);  // uses the kept record beside one of its own
+  EXPECT_EQ(nullptr, pOSCritSecRBTree);
   Child detached([](Child::Inside &child) {
     ModuleDetach();
     lastArgument = 0;
