@@ -112,7 +112,6 @@ void clearGates()
   if (modDaemonParentFlag == 0) {
     (void)ModuleDetach();  // there may be nothing attached
   }
-  qv::log::freeIdentity();
 }
 
 }  // namespace
