@@ -5,8 +5,8 @@
 // while the registry's lock is taken. So a routine may run others.
 //
 // Most calls are alone, and for the routine of the call before. Its section is kept, and such a call puts it into the
-// empty registry and takes it out again without the lock: `mode` says whose the registry is. Everybody else takes the
-// lock and then the registry, from a call that is alone, too, which then leaves as everybody does.
+// empty registry and takes it out again without the lock: `mode` says who owns the registry. Every other call
+// takes the lock and then the registry, also from a call that is alone, which then has to leave by the lock, too.
 
 #include <unistd.h>
 
@@ -40,10 +40,10 @@ struct Retired {
 };
 
 enum class Mode : uint32_t {
-  empty,     // the registry is empty, and nobody's
+  empty,     // the registry is empty, and free to take
   alone,     // it holds the kept section alone, for a call that has not taken the lock
   changing,  // such a call is entering or leaving: a few instructions
-  locked,    // it is of whoever holds its lock
+  locked,    // it belongs to the holder of its lock
 };
 
 constinit std::atomic<Mode> mode{Mode::empty};
@@ -117,7 +117,7 @@ Retired obtainSection(OSRoutine routine)
   return section->mutex == nullptr ? Retired{} : Retired{section.release(), nullptr};
 }
 
-/// Puts a section that nobody uses yet into the registry; null if memory is short.
+/// Puts an unused section into the registry; null if memory is short.
 Section *addSection(OSRoutine routine, const qv::tree::Place &place)
 {
   Retired added = obtainSection(routine);
@@ -155,7 +155,7 @@ Section *joinAlone(OSRoutine routine)
   return section;
 }
 
-/// Takes the section out again. False if somebody has taken the registry meanwhile.
+/// Takes the section out again. False if another call has taken the registry meanwhile.
 bool leaveAlone()
 {
   Mode expected = Mode::alone;
