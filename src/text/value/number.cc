@@ -1,26 +1,26 @@
-// Numbers and times as text and back, one at a time. Nothing here depends on the locale but white space; the UCS-2
+// Numbers as text and back, one at a time. Nothing here depends on the locale but white space; the UCS-2
 // doubles do, which go through the platform's own conversions.
 
 #include <locale.h>
-#include <time.h>
 
+#include <atomic>
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <iterator>
 #include <limits>
 #include <memory>
 
 #include "base/alias.h"
 #include "base/heap.h"
+#include "base/size.h"
 #include "base/status.h"
+#include "base/text.h"
 #include "qvsupt32/convert.h"
 #include "qvsupt32/format.h"
 #include "qvsupt32/strings.h"
 #include "qvsupt32/value.h"
 #include "text/value/number_scan.h"
-#include "text/value/time_text.h"
 
 namespace {
 
@@ -99,11 +99,12 @@ Number readUcs2(const SMChar16 *text, Number (*read)(const char *))
   char usual[kUsualMax];
   qv::HeapBlock<char> longer;
   char *bytes = usual;
-  uint32_t size = UCS2Strlen(text) + 1;
-  if (size > kUsualMax) {
-    longer.reset(static_cast<char *>(malloc(size)));
+  const size_t needed = qv::ucs2Length(text) + 1;
+  if (needed > kUsualMax) {
+    longer.reset(static_cast<char *>(malloc(needed)));
     bytes = longer.get();
   }
+  uint32_t size = qv::clampSize(needed);
   if (bytes == nullptr || UCS2StrToUTF8Str(bytes, &size, text) != SM_STATUS_SUCCESS) {
     return 0;
   }
@@ -134,24 +135,6 @@ double readLocalDouble(const char *text)
 
 }  // namespace
 
-namespace qv::text {
-
-bool formTime(int64_t seconds, char *buffer)
-{
-  const auto time = static_cast<time_t>(seconds);
-  tzset();  // ctime looks at TZ, the reentrant call would not
-  if (ctime_r(&time, buffer) == nullptr) {
-    return false;
-  }
-  const size_t length = strlen(buffer);
-  if (length > 0) {
-    buffer[length - 1] = '\0';
-  }
-  return true;
-}
-
-}  // namespace qv::text
-
 int64_t ASCIIToSigned64(const char *text)
 {
   return qv::readDecimal(text, qv::toSigned64);
@@ -178,24 +161,19 @@ char *UnSigned64ToASCII(char *buffer, uint64_t value)
 
 double ASCIIToDouble(const char *text)
 {
-  // The C locale always exists, and asking for it allocates nothing.
-  return strtod_l(text, nullptr, newlocale(LC_ALL_MASK, "C", nullptr));
+  // It always exists, allocates nothing and is never freed. Threads that come here first all store the same.
+  static std::atomic<locale_t> cLocale{nullptr};
+  locale_t locale = cLocale.load(std::memory_order_relaxed);
+  if (locale == nullptr) {
+    locale = newlocale(LC_ALL_MASK, "C", nullptr);
+    cLocale.store(locale, std::memory_order_relaxed);
+  }
+  return strtod_l(text, nullptr, locale);
 }
 
 uint32_t DoubleToASCII(char *buffer, uint32_t size, double value)
 {
   return OSsnprintf(buffer, size, "%.3f", value);
-}
-
-uint32_t TimeToUTF8Str(const int32_t *seconds, char *buffer)
-{
-  return qv::result(qv::text::formTime(*seconds, buffer) ? Status::success : Status::unsuccessful);
-}
-
-uint32_t SMTimeToUTF8Str(int64_t seconds, char *buffer)
-{
-  const auto kept = static_cast<int32_t>(seconds);
-  return TimeToUTF8Str(&kept, buffer);
 }
 
 int32_t ASCIIToSigned32VT(const char *text, uint32_t radix, uint32_t *status)
@@ -302,13 +280,6 @@ uint32_t UCS2DoubleToStr(double value, int32_t decimals, SMChar16 *buffer, uint3
   return toUcs2(buffer, size, longer.get());
 }
 
-uint32_t UCS2TimeToStr(const int32_t *seconds, SMChar16 *buffer, uint32_t *size)
-{
-  char text[qv::text::kTimeRoom];
-  const uint32_t status = TimeToUTF8Str(seconds, text);
-  return status == SM_STATUS_SUCCESS ? toUcs2(buffer, size, text) : status;
-}
-
 QV_ALIAS(SMASCIIToSigned64, ASCIIToSigned64)
 QV_ALIAS(SMASCIIToUnSigned64, ASCIIToUnSigned64)
 QV_ALIAS(SMSigned64ToASCII, Signed64ToASCII)
@@ -321,4 +292,3 @@ QV_ALIAS(SMUCS2ToDouble, UCS2ToDouble)
 QV_ALIAS(SMUCS2Signed32ToStr, UCS2Signed32ToStr)
 QV_ALIAS(SMUCS2UnSigned32ToStr, UCS2UnSigned32ToStr)
 QV_ALIAS(SMUCS2DoubleToStr, UCS2DoubleToStr)
-QV_ALIAS(SMUCS2TimeToStr, UCS2TimeToStr)
