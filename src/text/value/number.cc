@@ -1,5 +1,5 @@
-// Numbers as text and back, one at a time. Nothing here depends on the locale but white space; the UCS-2
-// doubles do, which go through the platform's own conversions.
+// Numbers as text and back, one at a time. Nothing here depends on the locale but white space and the UCS-2 doubles, which
+// go through the platform's own conversions.
 
 #include <locale.h>
 
@@ -9,7 +9,6 @@
 #include <cstdlib>
 #include <iterator>
 #include <limits>
-#include <memory>
 
 #include "base/alias.h"
 #include "base/heap.h"
