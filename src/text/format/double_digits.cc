@@ -70,7 +70,7 @@ class ExactDigits {
     return place;
   }
 
-  /// Rounds to the places before one. True when a 1 is carried out in front of the first.
+  /// Rounds to the places before one. True if a 1 is carried past the first.
   bool roundBefore(int place)
   {
     const char next = at(place);

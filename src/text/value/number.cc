@@ -28,7 +28,7 @@ using qv::Status;
 constexpr size_t kDigitsMax = 21;   // of a 64-bit number with sign and terminator
 constexpr size_t kPatternMax = 33;  // of a 32-bit number in any radix, with terminator
 
-/// A decimal fraction as its digits, of which `decimals` stand behind the point. Its grammar: one sign, digits with an
+/// A decimal fraction as its digits, of which `decimals` follow the point. Its grammar: one sign, digits with an
 /// optional fraction, an optional exponent, nothing else.
 struct Decimal {
   bool valid = false;
@@ -249,7 +249,7 @@ double UCS2ToDouble(const SMChar16 *text)
 uint32_t UCS2Signed32ToStr(int32_t value, int32_t radix, SMChar16 *buffer, uint32_t *size)
 {
   char text[kPatternMax];
-  (void)ltostr(text, value, radix);  // the text tells its own length
+  (void)ltostr(text, value, radix);  // the text is terminated
   return toUcs2(buffer, size, text);
 }
 
