@@ -20,6 +20,12 @@
 /* Marks every exported function and variable. */
 #define QVSUPT32_API __attribute__((visibility("default")))
 
+/* Marks the functions whose result the caller has to free or to close: who drops it has lost it. */
+#define QVSUPT32_OWNED __attribute__((warn_unused_result))
+
+/* The same for those that return a fresh block without pointers to anything that the caller has. */
+#define QVSUPT32_NEW __attribute__((warn_unused_result, malloc))
+
 /* One UCS-2 code unit in the machine's byte order: char16_t where the language has it, so that u"..." can be passed. */
 #if (defined(__cplusplus) && __cplusplus >= 201103L) || \
     (!defined(__cplusplus) && defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L)
@@ -33,6 +39,10 @@ typedef int16_t SMBool;
 
 /* A timeout without limit: one blocking call. Any other timeout is a number of polling steps (see os.h). */
 #define SM_WAIT_FOREVER 0xFFFFFFFFu
+
+/* Modes of the global file lock: wait for it up to a minute, or try once. Any other mode tries once. */
+#define SM_LOCK_WAIT 1
+#define SM_LOCK_TRY 0
 
 /* Statuses. One numbering serves the whole library; each declaration lists those that it returns and what they mean
  * there. Functions with a signed result return the same numbers, so failure is -1. */

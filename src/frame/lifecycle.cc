@@ -12,7 +12,6 @@
 
 #include "base/alias.h"
 #include "base/status.h"
-#include "log/system_log.h"
 #include "qvsupt32/frame.h"
 #include "qvsupt32/network.h"
 #include "qvsupt32/os.h"
@@ -100,7 +99,6 @@ void giveUpFileLock()
   if (modDaemonParentFlag == 0) {
     (void)ModuleDetach();  // there may be nothing attached
   }
-  qv::log::freeIdentity();
 }
 
 }  // namespace

@@ -9,9 +9,10 @@
 
 namespace support {
 
-/// The calls that can fail. allocation is malloc, calloc and realloc together.
+/// The calls that can fail. allocation is malloc, calloc and realloc together; free only runs code.
 enum class Call {
   allocation,
+  free,
   open,
   fcntl,
   read,
