@@ -9,6 +9,12 @@
 #include <uchar.h>
 #endif
 
+/* The version that these headers declare. SMGetVersionText tells that of the loaded library. Since 4.1. */
+#define QVSUPT32_VERSION_MAJOR 4
+#define QVSUPT32_VERSION_MINOR 1
+#define QVSUPT32_VERSION_PATCH 0
+#define QVSUPT32_VERSION_STRING "4.1.0"
+
 #ifdef __cplusplus
 #define QVSUPT32_BEGIN_C extern "C" {
 #define QVSUPT32_END_C }

@@ -154,6 +154,11 @@ uint32_t log::appendToSystemLog(const Event &event)
   return result(send(priorityOf(event.type), identity.get(), line.get()));
 }
 
+void log::clearGate()
+{
+  gate.clear();
+}
+
 uint32_t OSAppendToSysLog(uint16_t eventType, uint32_t eventID, const SMChar16 *source, const SMChar16 *description,
                           const void *, uint32_t)
 {

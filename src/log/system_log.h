@@ -10,4 +10,7 @@ namespace qv::log {
 /// OSAppendToSysLog, as a number: the conversions' statuses are its own.
 uint32_t appendToSystemLog(const Event &event);
 
+/// For a child after a fork: no thread of its own is sending a message.
+void clearGate();
+
 }  // namespace qv::log

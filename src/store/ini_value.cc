@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <string_view>
@@ -15,6 +16,7 @@
 #include "qvsupt32/store.h"
 #include "qvsupt32/value.h"
 #include "store/ini_text.h"
+#include "text/format/double_digits.h"
 #include "text/value/number_scan.h"
 
 const char *pStrTRUE = "TRUE";
@@ -137,7 +139,15 @@ void writeInteger(const void *value, char *text)
 void writeDouble(const void *value, char *text)
 {
   constexpr int kDecimals = 8;
-  *std::to_chars(text, text + kNumberSize - 1, load<double>(value), std::chars_format::fixed, kDecimals).ptr = '\0';
+  const auto number = load<double>(value);
+  if (std::signbit(number)) {
+    *text++ = '-';
+  }
+  if (!std::isfinite(number)) {
+    memcpy(text, std::isnan(number) ? "nan" : "inf", 4);
+    return;
+  }
+  *qv::text::writeFixed(text, std::fabs(number), kDecimals) = '\0';
 }
 
 constexpr ScalarType kBoolean = {2, readBoolean, writeBoolean};
