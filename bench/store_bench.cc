@@ -1,9 +1,9 @@
 // Settings files beside other ways to read and write them: libinih with a handler that keeps one value, a scan by
-// getline(3), and for key=value files getline and strndup. The limits do by hand what nobody can do without: one read
+// getline(3), and for key=value files getline and strndup. The limits do by hand what no other way can avoid: one read
 // and one memory search; for a set also one write, one fdatasync and one rename. All of them hold the global file lock,
-// as whoever shares these files must; lock/pair tells what of a time that is.
+// as everybody who shares these files must; the row lock/pair is its share.
 //
-// Files lie beside the IPC file, in the sandbox in memory: what is timed is the work, not a disk.
+// Files lie beside the IPC file, which the sandbox keeps in memory: the work is timed, not a disk.
 
 #include <fcntl.h>
 #include <ini.h>
@@ -24,6 +24,7 @@ namespace {
 
 constexpr size_t kSizes[] = {10, 1000, 10000};
 constexpr size_t kSectionLines = 25;
+constexpr size_t kBytesPerLine = 33;
 constexpr size_t kRoom = 256;
 
 struct CloseFile {
@@ -60,10 +61,12 @@ class Lines {
   size_t capacity_ = 0;
 };
 
-/// A file of lines, and what is looked for at its end. Its directory has no other file.
+enum class Wanted { last, first };
+
+/// A file of lines, and the key in it that is looked for. Its directory has no other file.
 class Settings {
  public:
-  Settings(size_t lines, size_t sectionLines)
+  Settings(size_t lines, size_t sectionLines, Wanted wanted = Wanted::last)
   {
     std::string directory = l_ipc_filename;
     directory.replace(directory.rfind('/') + 1, std::string::npos, "benchXXXXXX");
@@ -72,15 +75,18 @@ class Settings {
     temporary = directory + "/next";
     const Stream file(fopen(path.c_str(), "w"));
     for (size_t i = 0; i < lines; ++i) {
+      const std::string number = std::to_string(i);
+      const bool isWanted = wanted == Wanted::last || i <= 2;
       if (i % sectionLines == 0) {
-        section = "component." + std::to_string(i / sectionLines);
-        (void)fprintf(file.get(), "[%s]\n", section.c_str());
+        const std::string name = "component." + std::to_string(i / sectionLines);
+        section = isWanted ? name : section;
+        (void)fprintf(file.get(), "[%s]\n", name.c_str());
       } else if (i % sectionLines == 1) {
         (void)fprintf(file.get(), "; limits of component %zu\n", i);
       } else {
-        key = "option." + std::to_string(i);
-        value = "value " + std::to_string(i) + " of many";
-        (void)fprintf(file.get(), "%s=%s\n", key.c_str(), value.c_str());
+        key = isWanted ? "option." + number : key;
+        value = isWanted ? "value " + number + " of many" : value;
+        (void)fprintf(file.get(), "option.%zu=value %zu of many\n", i, i);
       }
     }
   }
@@ -132,7 +138,7 @@ bool readByGetline(const Settings &settings, char *value)
   return false;
 }
 
-struct Wanted {
+struct Found {
   const Settings *settings;
   char *value;
   bool found;
@@ -140,7 +146,7 @@ struct Wanted {
 
 int keepWanted(void *user, const char *section, const char *name, const char *value)
 {
-  auto *wanted = static_cast<Wanted *>(user);
+  auto *wanted = static_cast<Found *>(user);
   if (!wanted->found && wanted->settings->section == section && wanted->settings->key == name) {
     (void)snprintf(wanted->value, kRoom, "%s", value);
     wanted->found = true;
@@ -150,7 +156,7 @@ int keepWanted(void *user, const char *section, const char *name, const char *va
 
 bool readByInih(const Settings &settings, char *value)
 {
-  Wanted wanted = {&settings, value, false};
+  Found wanted = {&settings, value, false};
   const Locked lock;
   (void)ini_parse(settings.path.c_str(), keepWanted, &wanted);
   return wanted.found;
@@ -360,13 +366,13 @@ bool hasLock(benchmark::State &state)
 
 /// Adds a row for a file, whose work answers whether its result is right.
 template <class Work>
-void add(const std::string &row, size_t lines, size_t sectionLines, Work work)
+void add(const std::string &row, size_t lines, size_t sectionLines, Work work, Wanted wanted = Wanted::last)
 {
   benchmark::RegisterBenchmark(row.c_str(), [=](benchmark::State &state) mutable {
     if (!hasLock(state)) {
       return;
     }
-    const Settings settings(lines, sectionLines);
+    const Settings settings(lines, sectionLines, wanted);
     require(work(settings), row, "the result is wrong");
     settleHeap();
     for (auto _ : state) {
@@ -377,12 +383,14 @@ void add(const std::string &row, size_t lines, size_t sectionLines, Work work)
   });
 }
 
-void addRead(const std::string &row, const char *who, size_t lines, size_t sectionLines, Read read)
+void addRead(const std::string &row, const char *who, size_t lines, size_t sectionLines, Read read,
+             Wanted wanted = Wanted::last)
 {
-  add(row + "/" + who, lines, sectionLines, [read](const Settings &settings) {
+  const auto work = [read](const Settings &settings) {
     char value[kRoom];
     return read(settings, value) && settings.value == value;
-  });
+  };
+  add(row + "/" + who, lines, sectionLines, work, wanted);
 }
 
 void addList(const std::string &row, const char *who, size_t lines, List list)
@@ -429,6 +437,16 @@ void registerRows()
     addLoad("keyvalue/load" + size, "getline", lines, loadByGetline);
     addSet("keyvalue/set" + size, "ours", lines, setEntryOurs, readOurs);
     addSet("keyvalue/set" + size, "getline", lines, setEntryByGetline, readOurs);
+  }
+  addRead("ini/read_first/1000", "ours", 1000, kSectionLines, readOurs, Wanted::first);
+  addRead("ini/read_first/1000", "getline", 1000, kSectionLines, readByGetline, Wanted::first);
+  // The cost grows with the file, not faster.
+  for (const size_t kilobytes : {1, 10, 100, 1000}) {
+    const size_t lines = kilobytes * 1024 / kBytesPerLine;
+    const std::string size = "/" + std::to_string(kilobytes) + "KB";
+    addRead("ini/scale_read" + size, "ours", lines, kSectionLines, readOurs);
+    addSet("ini/scale_set" + size, "ours", lines, setOurs, readOurs);
+    addLoad("keyvalue/scale_load" + size, "ours", lines, loadOurs);
   }
 }
 

@@ -7,15 +7,11 @@ set(CMAKE_C_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
-# Everything, GoogleTest included: the width and the sanitizers.
-if(QVSUPT32_WIDTH EQUAL 32)
+# Everything, GoogleTest included: what the width needs, and the sanitizers.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
   # SSE2 is the baseline, so that no x87 excess precision reaches a digit. Callers may keep the stack aligned to 4 bytes
   # only, as the old i386 ABI did: entries realign it.
-  add_compile_options(-m32 -msse2 -mfpmath=sse -mstackrealign)
-  add_link_options(-m32)
-else()
-  add_compile_options(-m64)
-  add_link_options(-m64)
+  add_compile_options(-msse2 -mfpmath=sse -mstackrealign)
 endif()
 add_compile_definitions(_GNU_SOURCE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 if(QVSUPT32_SANITIZE)
@@ -26,7 +22,8 @@ endif()
 
 # The project's own code.
 add_library(qvsupt32_warnings INTERFACE)
-target_compile_options(qvsupt32_warnings INTERFACE -Wall -Wextra -Wconversion -Wshadow -Werror)
+target_compile_options(qvsupt32_warnings INTERFACE
+  -Wall -Wextra -Wconversion -Wshadow $<$<BOOL:${QVSUPT32_WERROR}>:-Werror>)
 
 # The library's own code: nothing in it can throw, nothing is initialised behind its back, and only what is marked leaves.
 add_library(qvsupt32_flags INTERFACE)

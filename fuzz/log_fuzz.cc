@@ -1,14 +1,14 @@
-// The XML log: an append to any file keeps what stands before the closing tag nearest to the end, or leaves the file as
-// it is; and carriage returns are replaced wherever they stand.
+// The XML log: an append to any file keeps what precedes the closing tag nearest to the end, or leaves the file unchanged;
+// carriage returns are replaced everywhere; and escaped text is what an XML parser turns back into the text.
 //
-// Input: a short form of the file, in which one byte stands for a tag or a part of one, or for a long run of the byte
-// before.
+// Input: a short form of the file, in which one byte means a tag or a part of one, or a long run of the byte before.
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <iterator>
 #include <string>
+#include <utility>
 
 #include "memory_file.h"
 #include "qvsupt32.h"
@@ -29,8 +29,8 @@ std::string expand(const uint8_t *data, size_t size)
 {
   const std::string pieces[] = {xmlLogFileHdr, xmlLogBeginTag, xmlLogEndTag, "</EventLog", "v", "</LogEntry>", "<"};
   // Lengths around those of the header and of the blocks of the search; the next byte says how far from it.
-  constexpr size_t kLengths[] = {1, 40, 4080, 262120};
-  constexpr size_t kFileMax = 600000;
+  constexpr size_t kLengths[] = {1, 40, 490, 65500};
+  constexpr size_t kFileMax = 150000;
   std::string file;
   for (; size > 0 && file.size() < kFileMax; ++data, --size) {
     if (*data < 0x80) {
@@ -100,11 +100,56 @@ void checkCarriageReturns(std::string text)
   require(text == expected);
 }
 
+/// Turns escaped text back, as an XML parser does, and compares it with the text that it was made of.
+void checkEscape(const uint8_t *data, size_t size)
+{
+  std::u16string text;
+  for (size_t i = 0; i + 1 < size; i += 2) {
+    // Few units of the input are markup or halves of pairs, so a byte chooses from where one comes.
+    constexpr char16_t kSpecial[] = u"&<>\"'\r\n\t\x01\xD800\xDC00\xDBFF\xDFFF\uFFFE";
+    const auto unit = static_cast<char16_t>(data[i] << 8 | data[i + 1]);
+    text += data[i] < 0x80 ? kSpecial[data[i + 1] % (std::size(kSpecial) - 1)] : unit;
+  }
+  text.resize(std::min(text.size(), text.find(u'\0')));
+  SMChar16 *copy = SMEscapeXMLText(text.c_str());
+  require(copy != nullptr);
+  const std::u16string escaped = copy;
+  SMFreeMem(copy);
+  const std::pair<std::u16string, char16_t> references[] = {{u"&amp;", u'&'},  {u"&lt;", u'<'},    {u"&gt;", u'>'},
+                                                            {u"&quot;", u'"'}, {u"&apos;", u'\''}, {u"&#13;", u'\r'}};
+  size_t at = 0;
+  for (size_t i = 0; i < escaped.size(); ++i, ++at) {
+    char16_t unit = escaped[i];
+    require(unit != u'<' && unit != u'>' && unit != u'"' && unit != u'\'' && unit != u'\r');
+    for (const auto &[reference, character] : references) {
+      if (unit == u'&' && escaped.compare(i, reference.size(), reference) == 0) {
+        unit = character;
+        i += reference.size() - 1;
+        break;
+      }
+    }
+    require(unit != u'&' || escaped[i] == u';');
+    const bool isPairStart = unit >= 0xD800 && unit <= 0xDBFF;
+    if (isPairStart) {
+      require(i + 1 < escaped.size() && escaped[i + 1] >= 0xDC00 && escaped[i + 1] <= 0xDFFF);
+      require(escaped[i + 1] == text[at + 1] && unit == text[at]);
+      ++i;
+      ++at;
+      continue;
+    }
+    require(unit < 0xD800 || unit > 0xDFFF);
+    require(unit >= 0x20 || unit == u'\t' || unit == u'\n' || unit == u'\r');
+    require(unit == text[at] || unit == 0xFFFD);
+  }
+  require(at == text.size());
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
   checkAppend(expand(data, size));
+  checkEscape(data, size);
   checkCarriageReturns({reinterpret_cast<const char *>(data), size});
   return 0;
 }

@@ -8,10 +8,13 @@
 #include <iterator>
 #include <vector>
 
+#include "support/inside_sandbox.h"
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
 
 int main(int argc, char **argv)
 {
+  support::requireSandbox(argv[0]);
   unsigned replayed = 0;
   for (int i = 1; i < argc; ++i) {
     for (const auto &entry : std::filesystem::directory_iterator(argv[i])) {

@@ -130,7 +130,43 @@ bool isCanonicalArray(const uint8_t *array, uint32_t size)
   return at == size;
 }
 
-// Checks ---------------------------------------------------------------------------------------------------------------
+/// Whether the fields of a binary, and of all that is nested in it, can be read where they are: what SMSDOBinaryCheck
+/// says beside the size that a decoded object may have.
+bool isSound(const uint8_t *block, uint32_t available, bool isArray)
+{
+  if (available < kHeader || memcmp(block, isArray ? "BADS" : "BODS", 4) != 0 || word(block + 6) > available) {
+    return false;
+  }
+  const uint32_t count = word(block + 4);
+  const uint32_t total = word(block + 6);
+  if (count > 0 && kHeader + count * kEntry > total) {
+    return false;
+  }
+  uint32_t at = kHeader;
+  for (uint32_t i = 0; i < count; ++i) {
+    const uint8_t *part = block + at;
+    if (isArray) {
+      if (total - at < kHeader || word(part + 6) < kHeader || !isSound(part, total - at, false)) {
+        return false;
+      }
+      at += word(part + 6);
+      continue;
+    }
+    const bool outOfLine = (part[3] & 4) != 0;
+    const uint32_t start = at + (outOfLine ? word(part + 6) : 4U);
+    const uint32_t length = outOfLine ? word(part + 4) : (part[3] & 3U) + 1;
+    const uint8_t low = part[2] & SDO_TYPE_MASK;
+    if (word(part) > SDO_FIELD_ID_MAX || word(part) <= (i == 0 ? 0 : word(part - kEntry)) || part[2] == 0 ||
+        low == SDO_TYPE_CONFIG || length == 0 || (outOfLine && start < kHeader + count * kEntry) ||
+        start + length > total || (low == SDO_TYPE_BINARY && !isSound(block + start, length, (part[2] & 16) != 0))) {
+      return false;
+    }
+    at += kEntry;
+  }
+  return true;
+}
+
+// Checks ------------------------------------------------------------------------------------------------------------
 
 Bytes flatten(const SDOConfig *object, Arena &arena)
 {
@@ -272,6 +308,28 @@ void decodeAndWriteAnew(const Bytes &block, const Bytes &input)
   compareValues(block, object.get());
 }
 
+void checkWhole(const Bytes &block)
+{
+  const Object object(SDOBinaryToConfig(block.data));
+  uint32_t total = 0;
+  const bool whole = SMSDOBinaryCheck(block.data, block.size, &total) == SM_STATUS_SUCCESS;
+  require(!whole || total == block.total(), "the size is that of the header");
+  // What does not decode may be sound, with values that overlap without end: its soundness is not looked for.
+  require(whole == (object != nullptr && isSound(block.data, block.size, false)), "whole is what decodes and is sound");
+  for (uint32_t i = 0; i < std::min<uint32_t>(block.count(), 20) && kHeader + (i + 1) * kEntry <= block.size; ++i) {
+    const uint16_t fieldID = word(block.data + kHeader + i * kEntry);
+    const Value copied = valueOf(block, fieldID);
+    uint8_t type = 0;
+    uint32_t size = 0;
+    const void *found = SMSDOBinaryFindValue(block.data, block.size, fieldID, &type, &size);
+    require((found != nullptr) == (copied.status == SM_STATUS_SUCCESS), "both find the field");
+    require(found == nullptr ||
+                (type == copied.type && size == copied.bytes.size && memcmp(found, copied.bytes.data, size) == 0),
+            "both find the same value");
+    require(!whole || found != nullptr, "each field of a whole block is found");
+  }
+}
+
 void setData(const Bytes &block, const Bytes &input)
 {
   static Arena arena;
@@ -300,7 +358,9 @@ void setData(const Bytes &block, const Bytes &input)
     require(size == room.total() && size <= room.size, "the size is that of the binary");
     if (!nested) {
       const Value changed = valueOf(room, old.fieldID);
-      require(changed.status == SM_STATUS_SUCCESS && changed.bytes == value, "the value is the new one");
+      // An empty value makes an inline one four bytes long, as they are.
+      const bool widened = value.size == 0 && changed.bytes.size == 4;
+      require(changed.status == SM_STATUS_SUCCESS && (widened || changed.bytes == value), "the value is the new one");
       const bool staysInline = old.bytes.size <= 4 && value.size <= 4;
       require(!canonical || staysInline || isCanonical(room.data, size), "an edit keeps the form");
     }
@@ -331,10 +391,6 @@ void decodeArray(const Bytes &block, const Bytes &input)
   static Arena arena;
   const bool canonical = isCanonicalArray(block.data, block.size);
   uint32_t count = block.count();
-  if (kHeader + count * kHeader > block.size) {
-    require(SDOBinaryArrayToConfigArray(block.data, nullptr, &count) == SM_STATUS_BAD_TYPE, "no array is so short");
-    return;
-  }
   std::vector<SDOConfig *> objects(count + 1U, nullptr);
   uint32_t status;
   bool struck;
@@ -343,6 +399,7 @@ void decodeArray(const Bytes &block, const Bytes &input)
     status = SDOBinaryArrayToConfigArray(block.data, objects.data(), &count);
     struck = heap.struck();
   }
+  require(status == SM_STATUS_BAD_TYPE || kHeader + count * kHeader <= block.size, "no array is so short");
   if (status != SM_STATUS_SUCCESS) {
     require(struck || !canonical, "what the library itself would write is taken");
     require(std::all_of(objects.begin(), objects.end(), [](auto *object) { return object == nullptr; }),
@@ -394,6 +451,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
   const Bytes block = blocks.bytes(std::max(kHeader, header.total()), data, size);
   readEverything(block);
   decodeAndWriteAnew(block, input);
+  checkWhole(block);
   setData(block, input);
   addToObject(block, input);
   decodeArray(block, input);

@@ -361,6 +361,25 @@ TEST(RedBlackTree, DeleteReleasesRightThenLeftThenTheNode)
   EXPECT_EQ(support::liveBlocks(), blocksBefore);
 }
 
+TEST(RedBlackTree, ReleasedNodesAreGoneFromTheTree)
+{
+  struct Look {
+    Node *root;
+    std::string seen;
+  };
+  Tree tree({4, 2, 6, 1, 3, 5});
+  Look look = {tree.root, ""};
+  Node **slot = &look.root;
+  RedBlackTreeDelete(slot, &look, [](void *context, void *) -> int32_t {
+    auto *at = static_cast<Look *>(context);
+    at->seen += shape(at->root) + "\n";
+    return 0;
+  });
+  tree.root = look.root;
+  EXPECT_EQ(tree.root, nullptr);
+  EXPECT_EQ(look.seen, "4b(2b(1r,3r),6b(5r,.))\n4b(2b(1r,3r),6b)\n4b(2b(1r,3r),.)\n4b(2b(1r,.),.)\n4b(2b,.)\n4b\n");
+}
+
 TEST(RedBlackTree, AFailedAllocationLeavesTheTreeAsItWas)
 {
   Tree tree({2, 1, 3});

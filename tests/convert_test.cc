@@ -192,6 +192,72 @@ TEST(StringConversion, ConvertsMixedTextAcrossPages)
   }
 }
 
+/// A text with its terminator in a block of the heap that ends with it, where memcheck and the sanitizers see a unit too
+/// much.
+template <class Unit>
+class HeapText {
+ public:
+  HeapText(const std::basic_string<Unit> &text, size_t before) : block_(new Unit[before + text.size() + 1]())
+  {
+    std::copy(text.begin(), text.end(), block_.get() + before);
+    text_ = block_.get() + before;
+  }
+  operator const Unit *() const { return text_; }
+
+ private:
+  std::unique_ptr<Unit[]> block_;
+  const Unit *text_;
+};
+
+TEST(StringConversion, ReadsNothingPastTheTerminator)
+{
+  std::minstd_rand random(3);
+  for (unsigned kinds = 1; kinds < 16; ++kinds) {
+    for (size_t before = 0; before < 16; ++before) {
+      Spelling text;
+      for (size_t length = 0; length < 40; ++length) {
+        const HeapText<char> bytes(text.utf8, before);
+        const HeapText<char16_t> units(text.utf16, before / 2);
+        const auto wideSize = static_cast<uint32_t>(text.utf16.size() + 1) * 2;
+        const auto narrowSize = static_cast<uint32_t>(text.utf8.size() + 1);
+        std::vector<char16_t> wide(wideSize / 2);
+        std::vector<char> narrow(narrowSize);
+        for (bool query : {true, false}) {
+          uint32_t size = wideSize;
+          ASSERT_EQ(SM_STATUS_SUCCESS, UTF8StrToUCS2Str(query ? nullptr : wide.data(), &size, bytes));
+          ASSERT_EQ(wideSize, size);
+          size = narrowSize;
+          ASSERT_EQ(SM_STATUS_SUCCESS, UCS2StrToUTF8Str(query ? nullptr : narrow.data(), &size, units));
+          ASSERT_EQ(narrowSize, size);
+        }
+        ASSERT_EQ(text.utf16, wide.data());
+        ASSERT_EQ(text.utf8, narrow.data());
+
+        SSUTF8Str record;
+        SSUTF8StrAlloc(&record, 1);
+        SSUTF8StrCatUTF8Str(&record, bytes);
+        SSUTF8StrCatUCS2Str(&record, units);
+        ASSERT_EQ(text.utf8 + text.utf8, record.pStr);
+        SSUTF8StrFree(&record);
+        SSUCS2Str wideRecord;
+        SSUCS2StrAlloc(&wideRecord, 1);
+        SSUCS2StrCatUTF8Str(&wideRecord, bytes);
+        SSUCS2StrCatUCS2Str(&wideRecord, units);
+        ASSERT_EQ(text.utf16 + text.utf16, wideRecord.pStr);
+        SSUCS2StrFree(&wideRecord);
+
+        size_t kind = random() % 4;
+        while ((kinds >> kind & 1) == 0) {
+          kind = random() % 4;
+        }
+        const Spelling &next = kSpellings[kind][random() % kSpellings[kind].size()];
+        text.utf8 += next.utf8;
+        text.utf16 += next.utf16;
+      }
+    }
+  }
+}
+
 TEST(StringConversion, BringsEveryCodePointBack)
 {
   std::string utf8;

@@ -1,16 +1,21 @@
 // The guard of every operation on a shared file: threads and processes exclude each other, waits count their steps
-// once, and nothing stays locked behind a failure or a fork.
+// once, who does not wait is refused by other processes only, and nothing stays locked after a failure, a fork or a
+// canceled thread.
 
 #include "frame/lock/file_guard.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sched.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <chrono>
 #include <future>
 #include <optional>
 #include <thread>
+#include <vector>
 
 #include "qvsupt32.h"
 #include "support/child.h"
@@ -25,17 +30,39 @@ using support::Child;
 using support::Fault;
 
 constexpr char kHeld[] = "WRITE 120000 120000\n";
+constexpr uint16_t kTry = 0;
+constexpr uint16_t kWait = 1;
 
 std::string ownLocks()
 {
   return support::recordLocks(getpid());
 }
 
-/// Whether a guard that does not wait gets in.
+bool obtains(uint16_t mode)
+{
+  const FileGuard guard(mode);
+  return static_cast<bool>(guard);
+}
+
+/// Time for another thread to do what it should not do, or to fall asleep.
+void giveTime()
+{
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+}
+
+/// An operation of the library itself that does not wait.
+uint32_t tryToRead()
+{
+  char value[8];
+  uint32_t size = sizeof(value);
+  return ReadINIFileValue_astring("s", "k", value, &size, nullptr, 0, "/etc/hostname", kTry);
+}
+
+/// Whether nobody is inside and no other process holds the record: a try comes in without a sleep.
 bool isFree()
 {
-  const FileGuard guard(0);
-  return static_cast<bool>(guard);
+  const Fault sleeps(Call::futexWait);
+  return obtains(kTry) && sleeps.calls() == 0;
 }
 
 TEST(FileGuard, ThreadsOfAllProcessesExcludeEachOther)
@@ -56,9 +83,9 @@ TEST(FileGuard, ThreadsOfAllProcessesExcludeEachOther)
     }
   };
   const auto threads = [&increment](Child::Inside &) {
-    std::thread waiting(increment, uint16_t{1});
-    std::thread trying(increment, uint16_t{0});
-    increment(0);
+    std::thread waiting(increment, kWait);
+    std::thread trying(increment, kTry);
+    increment(kTry);
     waiting.join();
     trying.join();
   };
@@ -69,27 +96,150 @@ TEST(FileGuard, ThreadsOfAllProcessesExcludeEachOther)
   munmap(shared, sizeof(int));
 }
 
+TEST(FileGuard, TryIsNeverRefusedByThreadsOfItsProcess)
+{
+  std::atomic<int> refused = 0;
+  std::vector<std::thread> threads;
+  for (const uint16_t mode : {kTry, kWait, uint16_t{2}, uint16_t{0xFFFF}}) {
+    threads.emplace_back([&refused, mode] {
+      for (int i = 0; i < 1000; ++i) {
+        refused += obtains(mode) ? 0 : 1;
+      }
+    });
+  }
+  for (std::thread &thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(refused, 0);
+
+  std::optional<FileGuard> guard(std::in_place, kWait);
+  std::atomic<bool> entered = false;
+  std::thread trying([&] { entered = obtains(kTry); });
+  giveTime();
+  EXPECT_FALSE(entered);
+  guard.reset();
+  trying.join();
+  EXPECT_TRUE(entered) << "it waited for the insider's work";
+}
+
+TEST(FileGuard, TryIsRefusedAtOnceWhereTheInsiderWaitsForAnotherProcess)
+{
+  support::RecordHolder holder(120000);
+  std::promise<void> tried;
+  std::promise<void> refused;
+  std::thread trying;
+  std::thread waiting([&] {
+    const Fault firstSleep(Call::usleep, 1, [&] {
+      tried.set_value();
+      refused.get_future().wait();
+      holder.letGo();
+    });
+    const FileGuard guard(kWait);
+    EXPECT_TRUE(guard);
+    trying = std::thread([] { EXPECT_TRUE(obtains(kTry)) << "the insider waits no longer"; });
+    giveTime();
+  });
+  tried.get_future().wait();
+  {
+    const Fault tries(Call::fcntl);
+    const Fault sleeps(Call::futexWait);
+    EXPECT_FALSE(obtains(kTry));
+    EXPECT_EQ(tries.calls() + sleeps.calls(), 0u);
+  }
+  refused.set_value();
+  waiting.join();
+  trying.join();
+  EXPECT_TRUE(isFree());
+}
+
+TEST(FileGuard, TryWaitsUntilItIsKnownWhetherAnotherProcessHasTheRecord)
+{
+  std::thread trying;
+  std::atomic<bool> done = false;
+  std::atomic<bool> obtained = false;
+  {
+    const Fault firstTry(Call::fcntl, 1, [&] {
+      trying = std::thread([&] {
+        obtained = obtains(kTry);
+        done = true;
+      });
+      giveTime();
+      EXPECT_FALSE(done) << "the insider has not tried the record yet";
+    });
+    EXPECT_TRUE(obtains(kTry));
+  }
+  trying.join();
+  EXPECT_TRUE(obtained);
+
+  // The record turns out to be another process's: those that wait for the insider are refused with it.
+  support::RecordHolder holder(120000);
+  std::thread waiting([&] {
+    std::promise<void> started;
+    const Fault firstTry(Call::fcntl, 1, [&] {
+      trying = std::thread([&] {
+        started.set_value();
+        obtained = obtains(kTry);
+      });
+      started.get_future().wait();
+      giveTime();
+    });
+    const Fault sleeps(Call::usleep, 1, [&] {
+      trying.join();
+      holder.letGo();
+    });
+    const Fault wakes(Call::futexWake);
+    EXPECT_TRUE(obtains(kWait));
+    EXPECT_EQ(wakes.calls(), 1u);
+  });
+  waiting.join();
+  EXPECT_FALSE(obtained);
+}
+
+TEST(FileGuard, LeavingWakesWhoWaitsAndLetsNobodyInBefore)
+{
+  constexpr int kRounds = 20;
+  int inTurn = 0;
+  unsigned woken = 0;
+  for (int round = 0; round < kRounds; ++round) {
+    std::optional<FileGuard> guard(std::in_place, kWait);
+    std::atomic<bool> entered = false;
+    std::thread waiting([&] {
+      const FileGuard own(kWait);
+      entered = true;
+    });
+    giveTime();
+    const Fault wakes(Call::futexWake);
+    guard.reset();
+    woken += wakes.calls();
+    guard.emplace(kWait);
+    inTurn += entered ? 1 : 0;
+    guard.reset();
+    waiting.join();
+  }
+  EXPECT_GE(woken, kRounds / 2u);
+  EXPECT_GE(inTurn, kRounds / 2) << "the reservation ends after a millisecond, in which a busy machine may run others";
+  const Fault wakes(Call::futexWake);
+  EXPECT_TRUE(obtains(kWait));
+  EXPECT_EQ(wakes.calls(), 0u) << "nobody waits";
+}
+
 TEST(FileGuard, TakesTheGateBeforeTheRecordAndLeavesItAfter)
 {
-  std::optional<FileGuard> guard(std::in_place, uint16_t{1});
+  std::optional<FileGuard> guard(std::in_place, kWait);
   ASSERT_TRUE(*guard);
   EXPECT_EQ(ownLocks(), kHeld);
+  std::thread next;
+  std::atomic<bool> inside = false;
   {
-    const Fault records(Call::fcntl);
-    const Fault sleeps(Call::usleep);
-    for (const uint16_t mode : {uint16_t{0}, uint16_t{2}, uint16_t{0xFFFF}}) {
-      std::thread([mode] { EXPECT_FALSE(FileGuard(mode)); }).join();
-      EXPECT_FALSE(FileGuard(mode)) << "not recursive";
-    }
-    EXPECT_EQ(records.calls() + sleeps.calls(), 0u) << "a busy gate answers at once";
-  }
-  EXPECT_EQ(ownLocks(), kHeld) << "a guard that did not get in releases nothing";
-  {
-    bool freeInside = true;
-    const Fault release(Call::fcntl, 1, [&] { freeInside = isFree(); });
+    const Fault release(Call::fcntl, 1, [&] {
+      next = std::thread([&] { inside = obtains(kWait); });
+      giveTime();
+      EXPECT_FALSE(inside) << "no thread gets in while the record is still held";
+    });
     guard.reset();
-    EXPECT_FALSE(freeInside) << "no thread gets in while the record is still held";
   }
+  next.join();
+  EXPECT_TRUE(inside);
   EXPECT_EQ(ownLocks(), "");
   EXPECT_TRUE(isFree());
 }
@@ -99,33 +249,37 @@ TEST(FileGuard, WaitSharesItsStepsBetweenGateAndRecord)
   for (const unsigned stepsAtGate : {20000u, 60000u}) {
     Child other([](Child::Inside &inside) {
       inside.hold();
-      if (FileLock(0) == 1) {
+      if (FileLock(kTry) == 1) {
         inside.hold();
       }
     });
     ASSERT_TRUE(other.waitHeld());
-    std::optional<FileGuard> first;
-    const auto pass = [&] {
-      first.reset();
-      other.release();
-      EXPECT_TRUE(other.waitHeld());
-    };
-    first.emplace(uint16_t{1});
+    std::optional<FileGuard> first(std::in_place, kWait);
     {
-      const Fault sleeps(Call::usleep, stepsAtGate, pass);
-      EXPECT_FALSE(FileGuard(1));
-      EXPECT_EQ(sleeps.calls(), 60000u);
-      EXPECT_EQ(sleeps.slept(), 60000000u);
+      const Fault sleepsAtGate(Call::futexWait, stepsAtGate, [&] {
+        first.reset();
+        other.release();
+        EXPECT_TRUE(other.waitHeld());
+      });
+      const Fault sleeps(Call::usleep);
+      const Fault tries(Call::fcntl);
+      EXPECT_FALSE(obtains(kWait));
+      EXPECT_EQ(sleepsAtGate.calls(), stepsAtGate);
+      EXPECT_EQ(sleeps.calls(), 60000 - stepsAtGate);
+      EXPECT_EQ(sleeps.slept(), 1000 * sleeps.calls());
+      EXPECT_EQ(tries.calls(), 1 + sleeps.calls() + 1) << "the first guard's release, and a try after each sleep";
     }
     EXPECT_FALSE(isFree());
     other.release();
     EXPECT_EQ(other.wait(), 0);
-    EXPECT_TRUE(isFree()) << "the gate is left when the record was not obtained";
+    EXPECT_TRUE(isFree()) << "the gate is left if the record was not obtained";
   }
-  const FileGuard first(1);
-  const Fault sleeps(Call::usleep);
-  EXPECT_FALSE(FileGuard(1));
-  EXPECT_EQ(sleeps.calls(), 60000u) << "all of them at the gate";
+  const FileGuard first(kWait);
+  for (const uint16_t mode : {kWait, kTry}) {
+    const Fault sleeps(Call::futexWait, 1, EINTR, true);  // a sleep cut short by a signal is a step as well
+    EXPECT_FALSE(obtains(mode)) << "not recursive";
+    EXPECT_EQ(sleeps.calls(), 60000u);
+  }
 }
 
 TEST(FileGuard, FailuresLeaveNothingLocked)
@@ -136,7 +290,7 @@ TEST(FileGuard, FailuresLeaveNothingLocked)
     EXPECT_TRUE(isFree()) << "after errno " << error;
   }
   {
-    std::optional<FileGuard> guard(std::in_place, uint16_t{0});
+    std::optional<FileGuard> guard(std::in_place, kTry);
     const Fault fault(Call::fcntl, 1, EIO);
     errno = 4242;
     guard.reset();
@@ -151,28 +305,96 @@ TEST(FileGuard, FailuresLeaveNothingLocked)
   EXPECT_TRUE(isFree());
 }
 
-TEST(FileGuard, ChildForkedWhileAThreadIsInsideGetsIn)
+TEST(FileGuard, CancelHasNoEffectInside)
+{
+  std::thread thread([] {
+    int state;
+    {
+      const FileGuard guard(kWait);
+      pthread_cancel(pthread_self());
+      pthread_testcancel();
+      pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
+      EXPECT_EQ(state, PTHREAD_CANCEL_DISABLE);
+    }
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
+    EXPECT_EQ(state, PTHREAD_CANCEL_ENABLE) << "the caller's state is back";
+  });
+  thread.join();
+  // The same in an operation of the library, whose frames a cancelation does not clean up.
+  Child child([](Child::Inside &inside) {
+    std::thread canceled([] {
+      const Fault release(Call::fcntl, 2, [] {
+        pthread_cancel(pthread_self());
+        pthread_testcancel();
+      });
+      (void)tryToRead();
+    });
+    canceled.join();
+    const Fault sleeps(Call::futexWait);
+    inside.report({tryToRead() == SM_STATUS_LOCK_FAILED, sleeps.calls()});
+  });
+  EXPECT_EQ(child.report(), "0 0\n");
+}
+
+/// Runs code while a thread of this process holds the guard.
+template <class Code>
+void whileAThreadIsInside(Code code)
 {
   std::promise<void> inside;
   std::promise<void> done;
   std::thread thread([&] {
-    const FileGuard guard(1);
+    const FileGuard guard(kWait);
     EXPECT_TRUE(guard);
     inside.set_value();
     done.get_future().wait();
   });
   inside.get_future().wait();
-  Child child([](Child::Inside &insideChild) {
-    insideChild.report({isFree()});
-    insideChild.hold();
-    const FileGuard guard(0);
-    insideChild.report({static_cast<bool>(guard), isFree()});
-  });
-  ASSERT_TRUE(child.waitHeld());
+  code();
   done.set_value();
   thread.join();
-  child.release();
-  EXPECT_EQ(child.report(), "0\n1 0\n") << "the parent's record counts, its thread does not";
+}
+
+TEST(FileGuard, ChildForkedWhileAThreadIsInsideGetsIn)
+{
+  std::optional<Child> child;
+  whileAThreadIsInside([&child] {
+    child.emplace([](Child::Inside &inside) {
+      inside.report({isFree()});
+      inside.hold();
+      inside.report({isFree()});
+      const FileGuard guard(kTry);
+      inside.report({static_cast<bool>(guard), ownLocks() == kHeld});
+    });
+    ASSERT_TRUE(child->waitHeld());
+  });
+  child->release();
+  EXPECT_EQ(child->report(), "0\n1\n1 1\n") << "the parent's record counts, its thread does not";
+}
+
+TEST(FileGuard, ChildWithTheNumberOfTheInsidersProcessGetsIn)
+{
+  // The first process of a namespace of process numbers, and its child that is the first one of another.
+  Child outer([](Child::Inside &inside) {
+    inside.report({unshare(CLONE_NEWPID)});
+    Child first([](Child::Inside &insideFirst) {
+      insideFirst.report({getpid(), unshare(CLONE_NEWPID)});
+      std::optional<Child> second;
+      const Fault release(Call::fcntl, 2, [&] {
+        second.emplace([](Child::Inside &insideSecond) {
+          insideSecond.hold();
+          const Fault sleeps(Call::futexWait);
+          insideSecond.report({getpid(), tryToRead() == SM_STATUS_LOCK_FAILED, sleeps.calls()});
+        });
+      });
+      (void)tryToRead();
+      if (second && second->waitHeld()) {
+        second->release();
+        insideFirst.report("%s", second->report().c_str());
+      }
+    });
+    inside.report("%s", first.report().c_str());
+  });
+  EXPECT_EQ(outer.report(), "0\n1 0\n1 0 0\n\n\n");
 }
 
 }  // namespace

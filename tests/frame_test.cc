@@ -143,6 +143,31 @@ uint32_t callFrom(uint32_t shift, const void *function, Argument... argument)
   return result;
 }
 
+/// A routine that relies on its stack: it stores 16 bytes where an aligned call leaves a multiple of 16, and counts.
+/// Compiled code would align the stack for itself here.
+extern "C" uint32_t storeAligned(uintptr_t count);
+asm("storeAligned:\n\t"
+    "sub $28, %esp\n\t"
+    "movaps %xmm0, (%esp)\n\t"
+    "add $28, %esp\n\t"
+    "mov 4(%esp), %eax\n\t"
+    "incl (%eax)\n\t"
+    "ret");
+
+TEST(Stack, IsAlignedForRoutinesOfTheCaller)
+{
+  int count = 0;
+  OSThread record = {storeAligned, reinterpret_cast<uintptr_t>(&count), 0, 0};
+  for (const uint32_t shift : {0u, 4u, 8u, 12u}) {
+    callFrom(shift, reinterpret_cast<const void *>(OSCriticalSectionExecute), storeAligned, &count, SM_WAIT_FOREVER);
+    callFrom(shift, reinterpret_cast<const void *>(OSThreadStub), &record);
+    OSThread *thread = reinterpret_cast<OSThread *>(
+        callFrom(shift, reinterpret_cast<const void *>(OSThreadStart), storeAligned, &count));
+    OSThreadStop(thread);
+  }
+  EXPECT_EQ(count, 4 * 3);
+}
+
 TEST(Stack, MayBeAlignedToFourBytesOnly)
 {
   for (const uint32_t shift : {0u, 4u, 8u, 12u}) {

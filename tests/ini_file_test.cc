@@ -3,8 +3,11 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/capability.h>
+#include <sys/inotify.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <functional>
@@ -325,13 +328,164 @@ TEST_F(IniFile, OddThingsInPlaceOfTheFile)
     EXPECT_EQ(get(file), "[s]\nk=3\n[t]\nk=1\n");
   }
   mkfifo(temporary.c_str(), 0666);
-  EXPECT_EQ(set("s", "k", nullptr), 0u);
-  EXPECT_EQ(get(file), "[s]\n[t]\nk=1\n");
+  EXPECT_EQ(set("s", "k", nullptr), 7u);
+  EXPECT_TRUE(fs::is_fifo(temporary));
+  fs::remove(temporary);
 
   put(temporary, "[s]\nk=1\n");
   EXPECT_EQ(WriteINIFileValue_astring("s", "k", "2", 2, temporary.c_str(), 1), 7u);
   EXPECT_EQ(get(temporary), "[s]\nk=1\n") << "a file of the temporary's name is not lost";
+}
+
+TEST_F(IniFile, DevicesInPlaceOfFiles)
+{
+  char value[4] = "";
+  uint32_t size = sizeof(value);
+  EXPECT_EQ(ReadINIFileValue_astring("s", "k", value, &size, "d", 2, "/dev/null", 1), 262u) << "an empty file";
+  EXPECT_STREQ(value, "d");
+  EXPECT_EQ(ReadINIFileValue_astring("s", "k", value, &size, "d", 2, "/dev/zero", 1), 7u) << "one without an end";
+  EXPECT_EQ(UpdateValue("s", "k", "v", "/dev/null", temporary.c_str()), 0u);
   EXPECT_EQ(AppendValue("s", "k", "v", "/dev/full"), 19u);
+  put(file, "[s]\nk=1\n");
+  EXPECT_EQ(UpdateValue("s", "k", "v", file.c_str(), "/dev/full"), 19u);
+  EXPECT_EQ(UpdateValue("s", "k", "v", file.c_str(), "/dev/null"), 258u) << "it holds no copy";
+  EXPECT_EQ(get(file), "[s]\nk=1\n");
+  EXPECT_TRUE(fs::is_character_file("/dev/null") && fs::is_character_file("/dev/full"));
+}
+
+TEST_F(IniFile, SecondNamesOfAFile)
+{
+  const std::string other = path("other.ini");
+  const auto mode = [](const std::string &name) { return fs::status(name).permissions(); };
+  const auto prepare = [&] {
+    put(file, "[s]\nk=1\n");
+    chmod(file.c_str(), 0600);
+    fs::create_hard_link(file, other);
+  };
+  prepare();
+  EXPECT_EQ(set("t", "k", "2"), 0u);
+  EXPECT_EQ(get(other), "[s]\nk=1\n[t]\nk=2\n") << "added in place";
+  EXPECT_EQ(mode(other), fs::perms(0664));
+  fs::remove(file);
+  fs::remove(other);
+  prepare();
+  EXPECT_EQ(set("s", "k", "2"), 0u);
+  EXPECT_EQ(get(file) + get(other), "[s]\nk=2\n[s]\nk=1\n") << "replaced";
+  EXPECT_EQ(mode(file), fs::perms(0664));
+  EXPECT_EQ(mode(other), fs::perms(0664)) << "set before the replacement";
+}
+
+TEST_F(IniFile, WhatAnEarlierFailureLeft)
+{
+  put(temporary, times(100, 'x'));
+  EXPECT_EQ(set("s", "k", "1"), 0u);
+  EXPECT_EQ(get(file), "[s]\nk=1\n");
+  EXPECT_EQ(get(temporary), times(100, 'x')) << "a file that is missing is made without it";
+  struct stat before;
+  struct stat after;
+  stat(temporary.c_str(), &before);
+  EXPECT_EQ(set("s", "k", "2"), 0u);
+  stat(file.c_str(), &after);
+  EXPECT_EQ(get(file), "[s]\nk=2\n");
+  EXPECT_EQ(after.st_ino, before.st_ino) << "the next rewrite truncates it";
+  EXPECT_FALSE(fs::exists(temporary));
+}
+
+/// Root inside the sandbox, without the powers to pass over permissions.
+void dropPowers()
+{
+  __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
+  const __user_cap_data_struct none[2] = {};
+  EXPECT_EQ(syscall(SYS_capset, &header, none), 0);
+}
+
+TEST_F(IniFile, PermissionsThatRefuse)
+{
+  const std::string old = "[s]\nk=1\n";
+  put(file, old);
+  put(path("x.cfg"), "k=1\n");
+  support::Child child([&](support::Child::Inside &inside) {
+    dropPowers();
+    put(temporary, "left over");
+    chmod(temporary.c_str(), 0444);
+    put(path("qvcfgu32.tmp"), "left over");
+    chmod(path("qvcfgu32.tmp").c_str(), 0444);
+    inside.report({set("s", "k", "2"), SMCFGSetKeyValue(path("x.cfg").c_str(), "k", "2", 0)});
+    chmod(temporary.c_str(), 0644);
+    chmod(directory.c_str(), 0555);
+    inside.report({set("s", "k", "2"), get(file) == old, get(temporary) == "[s]\nk=2\n"});
+    inside.report({set("t", "k", "2"), get(file) == old + "[t]\nk=2\n"});
+    chmod(directory.c_str(), 0755);
+    chmod(file.c_str(), 0444);
+    inside.report({AppendValue("u", "k", "2", file.c_str()), set("s", "k", "3")});
+  });
+  EXPECT_EQ(child.report(), "7 260\n270 1 1\n0 1\n0 0\n");
+}
+
+TEST_F(IniFile, RewriteCopiesWhatIsAppendedMeanwhile)
+{
+  put(file, "[s]\nk=1\n");
+  {
+    const Fault appending(Call::pread, 2, [&] { std::ofstream(file, std::ios::app) << "[late]\n"; });
+    EXPECT_EQ(set("s", "k", "2"), 0u);
+  }
+  EXPECT_EQ(get(file), "[s]\nk=2\n[late]\n");
+}
+
+/// Others write to the directory of the file, and at every instant of a call put something in the place of a file.
+TEST_F(IniFile, HostileDirectoryLeadsNowhereElse)
+{
+  const std::string victim = "/dev/shm/victim";
+  put(victim, "[s]\nk=1\n");
+  chmod(victim.c_str(), 0600);
+  const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+  inotify_add_watch(watch, victim.c_str(), IN_MODIFY | IN_CLOSE_WRITE);
+  const std::function<void(const std::string &)> plants[] = {
+      [&](const std::string &name) { fs::create_symlink(victim, name); },
+      [&](const std::string &name) { fs::create_hard_link(victim, name); },
+      [&](const std::string &name) { mkfifo(name.c_str(), 0666); },
+      [&](const std::string &name) { fs::create_directory(name); },
+      [&](const std::string &name) { close(open(name.c_str(), O_CREAT | O_WRONLY, 0)); }};
+  const std::function<uint32_t()> calls[] = {[&] { return set("s", "k", "2"); },
+                                             [&] { return set("t", "k", "2"); },
+                                             [&] { return AppendValue("t", "k", "2", file.c_str()); },
+                                             [&] { return DelFile(file.c_str()); },
+                                             [&] { return ReplaceFile(file.c_str(), temporary.c_str()); },
+                                             [&] { return SMCFGSetKeyValue(file.c_str(), "k", "2", 0); }};
+  const Call instants[] = {Call::open, Call::fstat, Call::lstat, Call::unlink, Call::rename, Call::chmod, Call::access};
+  int runs = 0;
+  for (const auto &plant : plants) {
+    for (const std::string &name : {file, temporary, path("qvcfgu32.tmp")}) {
+      for (const auto &call : calls) {
+        for (const Call instant : instants) {
+          for (unsigned nth = 0; nth < 6; ++nth) {
+            fs::remove_all(directory);
+            fs::create_directory(directory);
+            chmod(directory.c_str(), 0777);
+            put(file, "[o]\nk=1\n");
+            const auto swap = [&] {
+              fs::remove_all(name);
+              plant(name);
+            };
+            nth == 0 ? swap() : void();
+            const Fault swapping(instant, nth, swap);
+            (void)call();  // any status: what counts is the victim
+            ++runs;
+            struct stat status;
+            stat(victim.c_str(), &status);
+            ASSERT_EQ(status.st_mode & 07777, 0600u) << name << " " << static_cast<int>(instant) << " " << nth;
+            char event[4096];
+            ASSERT_EQ(::read(watch, event, sizeof(event)), -1) << name << " " << static_cast<int>(instant) << " " << nth
+                                                               << " " << reinterpret_cast<inotify_event *>(event)->mask;
+          }
+        }
+      }
+    }
+  }
+  EXPECT_EQ(get(victim), "[s]\nk=1\n");
+  EXPECT_GT(runs, 1000);
+  close(watch);
+  fs::remove(victim);
 }
 
 TEST_F(IniFile, ALineOfManyMegabytes)
@@ -420,7 +574,7 @@ TEST_F(IniFile, EveryFailureLeavesTheOldContentOrTheNew)
     std::vector<uint32_t> statuses;
   } faults[] = {{Call::allocation, ENOMEM, {kFailed, 272, 0}},
                 {Call::open, EMFILE, {7, 0}},
-                {Call::read, EIO, {261}},
+                {Call::pread, EIO, {261}},
                 {Call::write, ENOSPC, {19, 0}},
                 {Call::fdatasync, EIO, {19, 0}},
                 {Call::close, EIO, {19, 0}},
@@ -486,11 +640,11 @@ TEST_F(IniFile, FailuresAtTheReplacement)
   }
   EXPECT_EQ(get(file), old);
   // One call of each, and nothing else: no wait, no second try.
-  const Fault opens(Call::open), reads(Call::read), writes(Call::write), syncs(Call::fdatasync), renames(Call::rename),
+  const Fault opens(Call::open), reads(Call::pread), writes(Call::write), syncs(Call::fdatasync), renames(Call::rename),
       unlinks(Call::unlink);
   EXPECT_EQ(set("s", "k", "3"), 0u);
   EXPECT_EQ(opens.calls(), 2u);
-  EXPECT_EQ(reads.calls(), 1u);
+  EXPECT_EQ(reads.calls(), 2u) << "the second finds the end";
   EXPECT_EQ(writes.calls() + syncs.calls() + renames.calls(), 3u);
   EXPECT_EQ(unlinks.calls(), 0u);
 }
@@ -503,12 +657,12 @@ TEST_F(IniFile, FailingReadsAnswerWithTheDefault)
     const Fault fault(call, nth, EIO);
     return read("s", key, 4, "d", 2);
   };
-  EXPECT_EQ(failing(Call::read, 1, "k"), "261 2 d\0??"s);
-  EXPECT_EQ(failing(Call::read, 2, "k"), "0 2 v\0??"s) << "not read on";
-  EXPECT_EQ(failing(Call::read, 2, "no"), "261 2 d\0??"s);
-  EXPECT_EQ(failing(Call::read, 2, nullptr), "261 4 k\0\0?"s);
+  EXPECT_EQ(failing(Call::pread, 1, "k"), "261 2 d\0??"s);
+  EXPECT_EQ(failing(Call::pread, 2, "k"), "0 2 v\0??"s) << "not read on";
+  EXPECT_EQ(failing(Call::pread, 2, "no"), "261 2 d\0??"s);
+  EXPECT_EQ(failing(Call::pread, 2, nullptr), "261 4 k\0\0?"s);
   for (const char *key : {"k", "no", static_cast<const char *>(nullptr)}) {
-    const Fault fault(Call::read, 2, EIO);
+    const Fault fault(Call::pread, 2, EIO);
     EXPECT_EQ(set("s", key, nullptr), 261u) << "also while the rest is copied or dropped";
   }
   EXPECT_TRUE(get(file) == content);

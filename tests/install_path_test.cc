@@ -86,6 +86,18 @@ TEST_F(InstallPath, ComesFromTheEnvironmentOnce)
   }
 }
 
+TEST_F(InstallPath, TextOfARecordDecidesWhereFilesLie)
+{
+  strcpy(pGInstallPathList[1].installPath, "/etc/tallowmere/corvane");  // longer than the size beside it
+  EXPECT_EQ(find(35), "0 24 /etc/tallowmere/corvane");
+  EXPECT_EQ(find(35, 23), "16 24 ?");
+  EXPECT_EQ(SMWriteINIFileValue("s", "k", SM_INI_TYPE_ASTRING, "v", 2, "x.ini", 1), 0u);
+  EXPECT_TRUE(fs::exists("/etc/tallowmere/corvane/ini/x.ini"));
+  strcpy(pGInstallPathList[1].installPath, "/tmp");
+  EXPECT_EQ(find(35), "0 5 /tmp");
+  fs::remove_all("/etc/tallowmere/corvane/ini");
+}
+
 TEST_F(InstallPath, CacheHoldsTheKnownProductsInTheirOrder)
 {
   ASSERT_EQ(gInstallPathListCount, 3u);

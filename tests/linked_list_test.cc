@@ -226,7 +226,12 @@ TYPED_TEST(ListTest, AllocationAndNulls)
   ASSERT_NE(nullptr, entry);
   EXPECT_EQ(entry + 1, entry->data);
   EXPECT_EQ(nullptr, entry->next);
-  F::freeEntry(entry);
+  void *dataWhenFreed = entry;
+  {
+    support::Fault freed(Call::free, 1, [&] { dataWhenFreed = entry->data; });
+    F::freeEntry(entry);
+  }
+  EXPECT_EQ(dataWhenFreed, nullptr);
   entry = F::allocateEntry(0);
   ASSERT_NE(nullptr, entry);
   EXPECT_EQ(nullptr, entry->data);

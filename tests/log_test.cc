@@ -1,23 +1,25 @@
-// All logs by one call: selectors, paths, maximum sizes, the line in the system log; and the logs under many processes
-// and threads at once, and under processes that are killed.
+// What both logs do alike, case by case over each; all logs by one call: selectors, paths, maximum sizes, the line in the
+// system log; and the logs under many processes and threads at once, and under processes that are killed.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
-#include <ctime>
 #include <map>
-#include <random>
 #include <thread>
 #include <vector>
 
 #include "qvsupt32.h"
 #include "support/child.h"
 #include "support/faults.h"
-#include "support/log_files.h"
+#include "support/log_formats.h"
+#include "support/residue.h"
 
 namespace {
 
@@ -26,6 +28,7 @@ using support::Child;
 using support::Fault;
 using support::get;
 using support::put;
+using support::utf16;
 using Inside = support::Child::Inside;
 using namespace std::string_literals;
 namespace fs = std::filesystem;
@@ -37,10 +40,337 @@ constexpr char kXmlBackup[] = "/etc/tallowmere/vela/log/qvsys32.xm_";
 constexpr uint32_t kLeast = 1048576;
 constexpr uint32_t kMost = 4194304;
 
-std::string bytes(std::u16string_view text)
+// Either log ----------------------------------------------------------------------------------------------------------
+
+template <class Format>
+class EitherLog : public support::FixedTime {
+ protected:
+  uint32_t append(const support::LogEvent &event = {}) const { return Format::append(path_, event); }
+
+  const support::ScratchDirectory directory_{"/etc/tallowmere/eitherlog"};
+  const std::string path_ = directory_.file("new/a.log");
+  const std::string backup_ = directory_.file("new/a.lo_");
+};
+using Formats = testing::Types<support::TextFormat, support::XmlFormat>;
+TYPED_TEST_SUITE(EitherLog, Formats);
+
+TYPED_TEST(EitherLog, RefusesWhatPassesItsLimits)
 {
-  return {reinterpret_cast<const char *>(text.data()), text.size() * 2};
+  const std::u16string longest(1023, u'x');
+  const std::u16string tooLong = longest + u"x";
+  const std::u16string longestDescription(16383, u'd');
+  const std::u16string tooLongDescription = longestDescription + u"d";
+  const std::string data(32769, '\0');
+  const support::LogEvent refused[] = {
+      {.dataSize = 1},      {.data = data.data(), .dataSize = 32769},    {.source = u""}, {.source = tooLong.c_str()},
+      {.description = u""}, {.description = tooLongDescription.c_str()},
+  };
+  for (const support::LogEvent &event : refused) {
+    EXPECT_EQ(this->append(event), SM_STATUS_BAD_ARGUMENT);
+  }
+  EXPECT_EQ(AppendToUNITXTLog(nullptr, 4, 1, u"S", nullptr, nullptr, 0, kLeast), SM_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(AppendToUNITXTLog(this->path_.c_str(), 4, 1, nullptr, nullptr, nullptr, 0, kLeast), SM_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(AppendToXMLLog(nullptr, 4, 1, nullptr, u"S", nullptr, nullptr, 0, kLeast), SM_STATUS_BAD_ARGUMENT);
+  EXPECT_FALSE(fs::exists(this->directory_.file("new")));
+  EXPECT_EQ(this->append({.source = longest.c_str(),
+                          .description = longestDescription.c_str(),
+                          .data = data.data(),
+                          .dataSize = 32768}),
+            SM_STATUS_SUCCESS);
+  const size_t unit = TypeParam::kWrite == Call::write ? 2 : 1;
+  EXPECT_EQ(fs::file_size(this->path_),
+            TypeParam::log(TypeParam::record("7")).size() + unit * (1022 + 16383 + 2048 * 82));
 }
+
+TYPED_TEST(EitherLog, MovesToItsBackupBeforeItReachesItsMaximum)
+{
+  ASSERT_EQ(this->append(), SM_STATUS_SUCCESS);
+  const std::string first = get(this->path_);
+  put(this->backup_, "older");
+  const auto reached = static_cast<uint32_t>(first.size()) + TypeParam::takenFor(2);
+  EXPECT_EQ(this->append({.description = u"de", .maximum = reached + 1}), SM_STATUS_SUCCESS);
+  EXPECT_EQ(get(this->backup_), "older");
+  put(this->path_, first);
+  EXPECT_EQ(this->append({.description = u"de", .maximum = reached}), SM_STATUS_SUCCESS);
+  EXPECT_EQ(get(this->backup_), first);
+  const std::string records = TypeParam::record("1", "Log backup created") + TypeParam::record("7", "de");
+  EXPECT_EQ(get(this->path_), TypeParam::log(records));
+  // A backup that fails is not reported, and the log grows on.
+  fs::remove(this->backup_);
+  fs::create_directories(this->backup_ + "/in the way");
+  EXPECT_EQ(this->append({.maximum = 0}), SM_STATUS_SUCCESS);
+  EXPECT_EQ(get(this->path_), TypeParam::log(records + TypeParam::record("7")));
+}
+
+TYPED_TEST(EitherLog, ClearsToOneRecord)
+{
+  EXPECT_EQ(TypeParam::clear(this->path_), SM_STATUS_UNSUCCESSFUL);
+  EXPECT_FALSE(fs::exists(this->directory_.file("new")));
+  ASSERT_EQ(this->append(), SM_STATUS_SUCCESS);
+  EXPECT_EQ(TypeParam::clear(this->path_), SM_STATUS_SUCCESS);
+  EXPECT_EQ(get(this->path_), TypeParam::log(TypeParam::record("0", "Log was cleared")));
+}
+
+TYPED_TEST(EitherLog, AnswersWhatItCannotWriteTo)
+{
+  EXPECT_EQ(TypeParam::append(this->directory_.file("b/c/a.log"), {}), SM_STATUS_UNSUCCESSFUL);
+  fs::create_directories(this->path_);
+  EXPECT_EQ(this->append(), SM_STATUS_UNSUCCESSFUL);
+  fs::remove(this->path_);
+  ASSERT_EQ(mkfifo(this->path_.c_str(), 0600), 0);
+  EXPECT_EQ(this->append(), SM_STATUS_UNSUCCESSFUL);
+  const int reader = open(this->path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  EXPECT_EQ(this->append(), SM_STATUS_UNSUCCESSFUL);
+  close(reader);
+  fs::remove(this->path_);
+  fs::create_symlink(this->directory_.file("missing/b.log"), this->path_);
+  EXPECT_EQ(this->append(), SM_STATUS_UNSUCCESSFUL);
+  fs::remove(this->path_);
+  put(this->path_, "");
+  fs::resize_file(this->path_, 0x80000000u);
+  EXPECT_EQ(this->append({.maximum = 0}), SM_STATUS_UNSUCCESSFUL) << "no size of 31 bits: not moved either";
+  EXPECT_EQ(fs::file_size(this->path_), 0x80000000u);
+  fs::remove(this->path_);
+
+  Child holder([](Inside &inside) {
+    inside.report("%u", FileLock(1));
+    inside.hold();
+  });
+  ASSERT_TRUE(holder.waitHeld());
+  Fault fast(Call::usleep);
+  EXPECT_EQ(TypeParam::append(this->directory_.file("b/c/a.log"), {}), SM_STATUS_UNSUCCESSFUL);
+  EXPECT_EQ(fast.calls(), 0u) << "a directory that cannot be created is refused without a wait";
+  EXPECT_EQ(this->append(), SM_STATUS_LOCK_FAILED);
+  EXPECT_EQ(fast.calls(), 60000u);
+  EXPECT_EQ(TypeParam::clear(this->path_), SM_STATUS_LOCK_FAILED);
+  EXPECT_FALSE(fs::exists(this->path_));
+}
+
+TYPED_TEST(EitherLog, LosesNothingWhenACallFails)
+{
+  ASSERT_EQ(this->append(), SM_STATUS_SUCCESS);
+  const std::string before = get(this->path_);
+  const std::string data(3000, 'd');
+  const struct {
+    Call call;
+    unsigned nth;
+    bool forGood;
+    uint32_t status;
+  } rows[] = {
+      {Call::allocation, 1, false, SM_STATUS_UNSUCCESSFUL}, {Call::allocation, 2, false, SM_STATUS_UNSUCCESSFUL},
+      {Call::open, 1, true, SM_STATUS_UNSUCCESSFUL},        {Call::fstat, 1, true, SM_STATUS_UNSUCCESSFUL},
+      {Call::fcntl, 1, true, SM_STATUS_LOCK_FAILED},        {TypeParam::kWrite, 1, false, SM_STATUS_LIMIT_EXCEEDED},
+      {Call::close, 1, false, SM_STATUS_LIMIT_EXCEEDED},
+  };
+  for (const auto &row : rows) {
+    put(this->path_, before);
+    {
+      const Fault fault(row.call, row.nth, EIO, row.forGood);
+      EXPECT_EQ(this->append({.data = data.data(), .dataSize = 3000}), row.status) << static_cast<int>(row.call);
+      EXPECT_TRUE(fault.struck()) << static_cast<int>(row.call);
+    }
+    if (row.call != Call::close) {
+      const std::string after = get(this->path_);
+      EXPECT_EQ(after.substr(0, before.size()), before) << static_cast<int>(row.call);
+    }
+  }
+  const long blocks = support::liveBlocks();
+  EXPECT_EQ(this->append({.data = data.data(), .dataSize = 3000}), SM_STATUS_SUCCESS);
+  EXPECT_EQ(support::liveBlocks(), blocks);
+}
+
+TYPED_TEST(EitherLog, KeepsItsRecordsWhenAnAppenderIsKilledAtAnyWrite)
+{
+  const std::u16string description(9000, u'd');  // its record crosses pages
+  ASSERT_EQ(this->append(), SM_STATUS_SUCCESS);
+  const std::string before = get(this->path_);
+  unsigned writes = 0;
+  for (bool held = true; held; ++writes) {
+    put(this->path_, before);
+    Child child([&](Inside &inside) {
+      const Fault atWrite(TypeParam::kWrite, writes + 1, [&] { inside.hold(); });
+      (void)this->append({.description = description.c_str()});
+    });
+    held = child.waitHeld();
+    child.signal(SIGKILL);
+    child.wait();
+    if (held) {
+      EXPECT_EQ(get(this->path_), before) << writes;
+      EXPECT_EQ(this->append({.id = 8}), SM_STATUS_SUCCESS);
+      EXPECT_EQ(get(this->path_), TypeParam::log(TypeParam::record("7") + TypeParam::record("8"))) << writes;
+    }
+  }
+  EXPECT_EQ(writes - 1, 1u) << "a record goes into the log with one write";
+}
+
+TYPED_TEST(EitherLog, HasItsPermissionsAndIsClosedOverAnExec)
+{
+  const mode_t old = umask(0077);
+  EXPECT_EQ(this->append(), SM_STATUS_SUCCESS);
+  umask(old);
+  const auto permissions = [&] { return fs::status(this->path_).permissions(); };
+  EXPECT_EQ(permissions(), fs::perms(0664));
+  fs::permissions(this->path_, fs::perms(0600));
+  std::string inherited;
+  const Fault atWrite(TypeParam::kWrite, 1, [&] { inherited = support::inheritableDescriptors(); });
+  const std::string usual = support::inheritableDescriptors();
+  EXPECT_EQ(this->append(), SM_STATUS_SUCCESS);
+  EXPECT_EQ(permissions(), fs::perms(0664));
+  EXPECT_EQ(inherited, usual);
+}
+
+TYPED_TEST(EitherLog, ShowsTheTimeOfTheZoneThatIsSetNow)
+{
+  EXPECT_EQ(this->append(), SM_STATUS_SUCCESS);
+  setenv("TZ", "EST5", 1);
+  EXPECT_EQ(this->append(), SM_STATUS_SUCCESS);
+  const std::string log = get(this->path_);
+  const std::string eastern = "Thu Dec 31 19:00:00 2099";
+  EXPECT_EQ(support::count(log, eastern) + support::count(log, utf16(eastern)), 1u);
+}
+
+// Their files ---------------------------------------------------------------------------------------------------------
+
+class LogFiles : public testing::Test {
+ protected:
+  const support::ScratchDirectory directory_{"/etc/tallowmere/logfiles"};
+  const std::string path_ = directory_.file("a.log");
+  const std::string backup_ = directory_.file("a.lo_");
+};
+
+TEST_F(LogFiles, HaveBackupNames)
+{
+  char name[16] = "untouched";
+  const struct {
+    const char *path;
+    char *buffer;
+    uint32_t size;
+    uint32_t status;
+    uint32_t sizeAfter;
+    const char *name;
+  } rows[] = {
+      {"/var/a.xml", name, 10, SM_STATUS_BUFFER_TOO_SMALL, 11, "untouched"},
+      {"/var/a.xml", name, 0, SM_STATUS_BUFFER_TOO_SMALL, 11, "untouched"},
+      {"/var/a.xml", nullptr, 0, SM_STATUS_BUFFER_TOO_SMALL, 11, "untouched"},
+      {"/var/a.xml", nullptr, 10, SM_STATUS_BUFFER_TOO_SMALL, 11, "untouched"},
+      {"/var/a.xml", nullptr, 11, SM_STATUS_INVALID_PARAMETER, 11, "untouched"},
+      {"a", name, 16, SM_STATUS_INVALID_PARAMETER, 16, "untouched"},
+      {"a", nullptr, 0, SM_STATUS_INVALID_PARAMETER, 0, "untouched"},
+      {nullptr, name, 16, SM_STATUS_INVALID_PARAMETER, 16, "untouched"},
+      {"/var/a.xml", name, 11, SM_STATUS_SUCCESS, 11, "/var/a.xm_"},
+      {"ab", name, 16, SM_STATUS_SUCCESS, 3, "a_"},
+  };
+  for (const auto &row : rows) {
+    uint32_t size = row.size;
+    EXPECT_EQ(SMGetBackupXMLLogPathFileName(row.path, row.buffer, &size), row.status);
+    EXPECT_EQ(size, row.sizeAfter);
+    EXPECT_STREQ(name, row.name);
+  }
+  EXPECT_EQ(GetBackupXMLLogPathFileName("/var/a.xml", name, nullptr), SM_STATUS_INVALID_PARAMETER);
+}
+
+TEST_F(LogFiles, AreMovedAndRemoved)
+{
+  EXPECT_EQ(BackupLogFile("a"), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(BackupLogFile(std::string(256, 'a').c_str()), SM_STATUS_BUFFER_TOO_SMALL);
+  EXPECT_EQ(BackupLogFile(path_.c_str()), SM_STATUS_UNSUCCESSFUL);
+  EXPECT_EQ(CreateLogDir(path_.c_str()), SM_STATUS_SUCCESS);
+  EXPECT_EQ(CreateLogDir(directory_.file("a/b/c.log").c_str()), SM_STATUS_UNSUCCESSFUL);
+  for (const char *content : {"first", "second"}) {
+    put(path_, content);
+    EXPECT_EQ(BackupLogFile(path_.c_str()), SM_STATUS_SUCCESS);
+    EXPECT_EQ(get(backup_), content);
+    EXPECT_FALSE(fs::exists(path_));
+  }
+  SMBool backedUp = 7;
+  CheckBackupLogFile(path_.c_str(), 0, 0xFFFFFFFF, &backedUp);
+  EXPECT_EQ(backedUp, 0);
+  put(path_, "third");
+  CheckBackupLogFile(path_.c_str(), 0xFFFFFFFF, 0xFFFFFFFE, &backedUp);
+  EXPECT_EQ(backedUp, 1);
+  EXPECT_EQ(DeleteLogFile(backup_.c_str()), SM_STATUS_SUCCESS);
+  EXPECT_EQ(DeleteLogFile(backup_.c_str()), SM_STATUS_UNSUCCESSFUL);
+}
+
+TEST_F(LogFiles, AreMovedByOneOfTwoProcesses)
+{
+  const std::string full(1000, 'f');
+  put(path_, full);
+  // The other process moves the log after this one has seen that it is full.
+  Fault between(Call::fcntl, 1, [&] {
+    Child other([&](Inside &) {
+      SMBool backedUp;
+      CheckBackupLogFile(path_.c_str(), 500, 0, &backedUp);
+      put(path_, "fresh");
+    });
+    other.wait();
+  });
+  SMBool backedUp;
+  CheckBackupLogFile(path_.c_str(), 500, 0, &backedUp);
+  EXPECT_EQ(backedUp, 0);
+  EXPECT_EQ(get(path_), "fresh");
+  EXPECT_EQ(get(backup_), full);
+}
+
+#if defined(__x86_64__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+/// A text of more bytes than 32 bits count, in one page of memory that is mapped again and again.
+class HugeText {
+ public:
+  explicit HugeText(size_t length)
+  {
+    constexpr size_t kPiece = size_t{1} << 24;
+    const int memory = memfd_create("huge", MFD_CLOEXEC);
+    const std::string piece(kPiece, 'x');
+    EXPECT_EQ(write(memory, piece.data(), kPiece), static_cast<ssize_t>(kPiece));
+    size_ = (length / kPiece + 1) * kPiece;
+    text_ = static_cast<char *>(mmap(nullptr, size_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
+    for (size_t at = 0; at < size_; at += kPiece) {
+      mmap(text_ + at, kPiece, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_FIXED, memory, 0);
+    }
+    close(memory);
+    memset(text_ + length, 0, size_ - length);
+  }
+  ~HugeText() { munmap(text_, size_); }
+  HugeText(const HugeText &) = delete;
+  HugeText &operator=(const HugeText &) = delete;
+
+  const char *bytes() const { return text_; }
+  const SMChar16 *units() const { return reinterpret_cast<const SMChar16 *>(text_); }
+
+ private:
+  size_t size_;
+  char *text_;
+};
+
+TEST_F(LogFiles, TakeNoLengthForItsLower32Bits)
+{
+  char buffer[16] = "untouched";
+  {
+    const HugeText path((size_t{1} << 32) + 5);
+    uint32_t size = sizeof(buffer);
+    EXPECT_EQ(GetBackupXMLLogPathFileName(path.bytes(), buffer, &size), SM_STATUS_BUFFER_TOO_SMALL);
+    EXPECT_EQ(size, UINT32_MAX);
+    EXPECT_EQ(BackupLogFile(path.bytes()), SM_STATUS_BUFFER_TOO_SMALL);
+    size = sizeof(buffer);
+    EXPECT_EQ(OSInitInstallPathByKeyName(path.bytes(), buffer, &size), SM_STATUS_BUFFER_TOO_SMALL);
+    EXPECT_EQ(size, UINT32_MAX);
+    // 2^31 + 2 units take 6 bytes more than 32 bits count.
+    size = sizeof(buffer);
+    auto *units = reinterpret_cast<SMChar16 *>(buffer);
+    EXPECT_EQ(SetUnicodeStringToDestination(path.units(), units, &size), 0u);
+    EXPECT_EQ(size, UINT32_MAX);
+    EXPECT_EQ(SetUnicodeStringToDestination(path.units(), nullptr, nullptr), UINT32_MAX);
+  }
+  EXPECT_STREQ(buffer, "untouched");
+  const HugeText source(((size_t{1} << 32) + 5) * 2);
+  EXPECT_EQ(AppendToUNITXTLog(path_.c_str(), 4, 1, source.units(), nullptr, nullptr, 0, kLeast),
+            SM_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(AppendToXMLLog(path_.c_str(), 4, 1, nullptr, source.units(), nullptr, nullptr, 0, kLeast),
+            SM_STATUS_BAD_ARGUMENT);
+}
+#endif
+
+// All logs by one call ------------------------------------------------------------------------------------------------
 
 class Logs : public testing::Test {
  protected:
@@ -58,20 +388,20 @@ TEST_F(Logs, LieBelowTheInstallDirectory)
 {
   char path[256];
   uint32_t size = 255;
-  EXPECT_EQ(GetSMLogPathFileName(0, path, &size), 2u);
-  EXPECT_EQ(GetSMLogPathFileName(SMLOG_OSSYSLOG | SMLOG_XML, path, &size), 1u);
+  EXPECT_EQ(GetSMLogPathFileName(0, path, &size), SM_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(GetSMLogPathFileName(SMLOG_OSSYSLOG | SMLOG_XML, path, &size), SM_STATUS_NOT_SUPPORTED);
   EXPECT_EQ(size, 255u);
-  EXPECT_EQ(GetSMLogPathFileName(SMLOG_XML, path, &size), 16u);
+  EXPECT_EQ(GetSMLogPathFileName(SMLOG_XML, path, &size), SM_STATUS_BUFFER_TOO_SMALL);
   EXPECT_EQ(size, 256u);
-  EXPECT_EQ(SMGetLogPathFileName(SMLOG_UNITXT, path, &size), 0u);
+  EXPECT_EQ(SMGetLogPathFileName(SMLOG_UNITXT, path, &size), SM_STATUS_SUCCESS);
   EXPECT_STREQ(path, kTextLog);
   EXPECT_EQ(size, sizeof(kTextLog));
   EXPECT_FALSE(fs::exists(kTextLog));
   size = 300;
-  EXPECT_EQ(GetSMLogPathFileName(0xF1, path, &size), 0u);  // no bit of a file
+  EXPECT_EQ(GetSMLogPathFileName(0xF1, path, &size), SM_STATUS_SUCCESS);  // no bit of a file
   EXPECT_EQ(size, 300u);
   EXPECT_STREQ(path, kTextLog);
-  EXPECT_EQ(GetSMLogPathFileName(SMLOG_UNITXT | SMLOG_XML, path, &size), 0u);
+  EXPECT_EQ(GetSMLogPathFileName(SMLOG_UNITXT | SMLOG_XML, path, &size), SM_STATUS_SUCCESS);
   EXPECT_STREQ(path, kXmlLog);
   EXPECT_EQ(size, sizeof(kXmlLog));
   const std::string log = get(kXmlLog);
@@ -86,17 +416,20 @@ TEST_F(Logs, HaveBackupPaths)
 {
   char path[256] = "kept";
   uint32_t size = 10;
-  EXPECT_EQ(GetBackupSMLogPathFileName(0, path, &size), 2u);
-  EXPECT_EQ(GetBackupSMLogPathFileName(SMLOG_OSSYSLOG, path, &size), 1u);
-  EXPECT_EQ(GetBackupSMLogPathFileName(1, path, &size), 0u);
+  EXPECT_EQ(GetBackupSMLogPathFileName(0, path, &size), SM_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(GetBackupSMLogPathFileName(SMLOG_OSSYSLOG, path, &size), SM_STATUS_NOT_SUPPORTED);
+  EXPECT_EQ(GetBackupSMLogPathFileName(1, path, &size), SM_STATUS_SUCCESS);
   EXPECT_EQ(size, 10u);
-  EXPECT_EQ(GetBackupSMLogPathFileName(SMLOG_UNITXT, path, &size), 16u);
+  EXPECT_EQ(GetBackupSMLogPathFileName(SMLOG_UNITXT, path, &size), SM_STATUS_BUFFER_TOO_SMALL);
   EXPECT_EQ(size, sizeof(kTextLog));
   EXPECT_STREQ(path, "kept");
-  EXPECT_EQ(SMGetBackupLogPathFileName(SMLOG_UNITXT, path, &size), 0u);
+  size = 0;
+  EXPECT_EQ(GetBackupSMLogPathFileName(SMLOG_UNITXT, nullptr, &size), SM_STATUS_BUFFER_TOO_SMALL);
+  EXPECT_EQ(size, sizeof(kTextLog));
+  EXPECT_EQ(SMGetBackupLogPathFileName(SMLOG_UNITXT, path, &size), SM_STATUS_SUCCESS);
   EXPECT_STREQ(path, "/etc/tallowmere/vela/log/qvsys32.lo_");
   EXPECT_TRUE(fs::is_empty(log_.file("")));
-  EXPECT_EQ(GetBackupSMLogPathFileName(SMLOG_XML, path, &size), 0u);
+  EXPECT_EQ(GetBackupSMLogPathFileName(SMLOG_XML, path, &size), SM_STATUS_SUCCESS);
   EXPECT_STREQ(path, kXmlBackup);
   EXPECT_EQ(support::count(get(kXmlBackup), "Log was cleared"), 1u);
 }
@@ -106,9 +439,9 @@ TEST_F(Logs, NeedAnInstallDirectoryAndRoomForTheirNames)
   char path[256];
   uint32_t size = sizeof(path);
   fs::rename(kVela, "/etc/tallowmere/aside");
-  EXPECT_EQ(GetSMLogPathFileName(SMLOG_UNITXT, path, &size), 257u);
-  EXPECT_EQ(AppendToSMLog(SMLOG_UNITXT, 4, 1, u"S", nullptr, nullptr, 0), 257u);
-  EXPECT_EQ(ClearSMLog(SMLOG_XML, u"S"), 257u);
+  EXPECT_EQ(GetSMLogPathFileName(SMLOG_UNITXT, path, &size), SM_STATUS_BAD_TYPE);
+  EXPECT_EQ(AppendToSMLog(SMLOG_UNITXT, 4, 1, u"S", nullptr, nullptr, 0), SM_STATUS_BAD_TYPE);
+  EXPECT_EQ(ClearSMLog(SMLOG_XML, u"S"), SM_STATUS_BAD_TYPE);
   fs::rename("/etc/tallowmere/aside", kVela);
   Child child([&](Inside &inside) {
     const std::string deep = "/etc/tallowmere/" + std::string(224, 'd');  // 240, and 16 of "/log/qvsys32.log"
@@ -126,12 +459,12 @@ TEST_F(Logs, NeedAnInstallDirectoryAndRoomForTheirNames)
 TEST_F(Logs, HaveMaximumSizesInEachProcess)
 {
   uint32_t size = 7;
-  EXPECT_EQ(GetSMLogMaxSize(0, &size), 2u);
-  EXPECT_EQ(SetSMLogMaxSize(0, kLeast), 2u);
-  EXPECT_EQ(SetSMLogMaxSize(SMLOG_XML, kLeast - 1), 271u);
-  EXPECT_EQ(SetSMLogMaxSize(SMLOG_XML, kMost + 1), 271u);
-  EXPECT_EQ(SetSMLogMaxSize(SMLOG_OSSYSLOG, kLeast), 1u);
-  EXPECT_EQ(GetSMLogMaxSize(SMLOG_OSSYSLOG, &size), 1u);
+  EXPECT_EQ(GetSMLogMaxSize(0, &size), SM_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(SetSMLogMaxSize(0, kLeast), SM_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(SetSMLogMaxSize(SMLOG_XML, kLeast - 1), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SetSMLogMaxSize(SMLOG_XML, kMost + 1), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SetSMLogMaxSize(SMLOG_OSSYSLOG, kLeast), SM_STATUS_NOT_SUPPORTED);
+  EXPECT_EQ(GetSMLogMaxSize(SMLOG_OSSYSLOG, &size), SM_STATUS_NOT_SUPPORTED);
   EXPECT_EQ(size, 7u);
   Child child([](Inside &inside) {
     uint32_t text = 0;
@@ -141,7 +474,7 @@ TEST_F(Logs, HaveMaximumSizesInEachProcess)
     inside.report("%u %u", text, xml);
   });
   EXPECT_EQ(child.report(), "0 0\n0 0\n4194304 1048577\n");
-  EXPECT_EQ(SMGetLogMaxSize(SMLOG_UNITXT | SMLOG_XML, &size), 0u);
+  EXPECT_EQ(SMGetLogMaxSize(SMLOG_UNITXT | SMLOG_XML, &size), SM_STATUS_SUCCESS);
   EXPECT_EQ(size, kLeast);
 
   Child holder([](Inside &inside) {
@@ -150,33 +483,79 @@ TEST_F(Logs, HaveMaximumSizesInEachProcess)
   });
   ASSERT_TRUE(holder.waitHeld());
   Fault fast(Call::usleep);
-  EXPECT_EQ(GetSMLogMaxSize(SMLOG_XML, &size), 11u);
-  EXPECT_EQ(SetSMLogMaxSize(SMLOG_XML, kMost), 11u);
+  EXPECT_EQ(GetSMLogMaxSize(SMLOG_XML, &size), SM_STATUS_LOCK_FAILED);
+  EXPECT_EQ(SetSMLogMaxSize(SMLOG_XML, kMost), SM_STATUS_LOCK_FAILED);
 }
 
 TEST_F(Logs, TakeAnEventAndAreCleared)
 {
-  EXPECT_EQ(AppendToSMLog(0, 4, 1, u"S", nullptr, nullptr, 0), 2u);
-  EXPECT_EQ(SMAppendToLog(SMLOG_UNITXT | SMLOG_XML, SM_EVENT_WARNING, 5, u"S", u"text", "d", 1), 0u);
-  EXPECT_EQ(support::count(get(kTextLog), bytes(u"EventID: 5\r\nSource: S\r\nType: Warning\r\n")), 1u);
+  EXPECT_EQ(AppendToSMLog(0, 4, 1, u"S", nullptr, nullptr, 0), SM_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(SMAppendToLog(SMLOG_UNITXT | SMLOG_XML, SM_EVENT_WARNING, 5, u"S", u"text", "d", 1), SM_STATUS_SUCCESS);
+  EXPECT_EQ(support::count(get(kTextLog), utf16(u"EventID: 5\r\nSource: S\r\nType: Warning\r\n")), 1u);
   EXPECT_EQ(support::count(get(kXmlLog),
                            "<Type>2</Type><ID>5</ID><UserInfo></UserInfo><Source>S</Source>"
                            "<Description>text</Description><Data>0x00000000: 64"),
             1u);
   // Only the XML log's refusal is told.
-  EXPECT_EQ(AppendToSMLog(SMLOG_UNITXT, 4, 1, nullptr, nullptr, nullptr, 0), 0u);
-  EXPECT_EQ(AppendToSMLog(SMLOG_XML, 4, 1, u"", nullptr, nullptr, 0), 2u);
+  EXPECT_EQ(AppendToSMLog(SMLOG_UNITXT, 4, 1, nullptr, nullptr, nullptr, 0), SM_STATUS_SUCCESS);
+  EXPECT_EQ(AppendToSMLog(SMLOG_XML, 4, 1, u"", nullptr, nullptr, 0), SM_STATUS_BAD_ARGUMENT);
 
-  EXPECT_EQ(ClearSMLog(0, u"S"), 2u);
-  EXPECT_EQ(ClearSMLog(SMLOG_OSSYSLOG | SMLOG_XML, u"S"), 1u);
+  EXPECT_EQ(ClearSMLog(0, u"S"), SM_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(ClearSMLog(SMLOG_OSSYSLOG | SMLOG_XML, u"S"), SM_STATUS_NOT_SUPPORTED);
   EXPECT_EQ(support::count(get(kXmlLog), "<LogEntry>"), 2u);
-  EXPECT_EQ(SMClearLog(SMLOG_UNITXT | SMLOG_XML, u"S"), 0u);
-  EXPECT_EQ(support::count(get(kTextLog), bytes(u"EventID: ")), 1u);
+  EXPECT_EQ(SMClearLog(SMLOG_UNITXT | SMLOG_XML, u"S"), SM_STATUS_SUCCESS);
+  EXPECT_EQ(support::count(get(kTextLog), utf16(u"EventID: ")), 1u);
   EXPECT_EQ(support::count(get(kXmlLog), "<LogEntry>"), 1u);
   EXPECT_EQ(support::count(get(kXmlLog), "<UserInfo>Local System</UserInfo><Source>S</Source>"), 1u);
   fs::remove(kTextLog);
   EXPECT_EQ(ClearSMLog(SMLOG_UNITXT | SMLOG_XML, u"other"), SM_STATUS_UNSUCCESSFUL);
   EXPECT_EQ(support::count(get(kXmlLog), "other"), 0u);
+}
+
+TEST_F(Logs, CreateTheXmlLogBeforeTheyAppendToIt)
+{
+  EXPECT_EQ(AppendToSMLog(SMLOG_XML, 4, 1, u"", nullptr, nullptr, 0), SM_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(support::count(get(kXmlLog), "<ID>"), 1u) << "also for an event that is refused";
+  for (const char *empty : {"", "less than a header"}) {
+    put(kXmlLog, empty);
+    EXPECT_EQ(AppendToSMLog(SMLOG_XML, 4, 5, u"S", nullptr, nullptr, 0), SM_STATUS_SUCCESS);
+    const std::string log = get(kXmlLog);
+    EXPECT_EQ(support::count(log, "<ID>"), 2u);
+    EXPECT_LT(log.find("Log was cleared"), log.find("<ID>5</ID>"));
+  }
+  fs::remove_all(log_.file(""));
+  put(log_.file("").substr(0, log_.file("").size() - 1), "no directory");
+  EXPECT_EQ(AppendToSMLog(SMLOG_XML, 4, 1, u"S", nullptr, nullptr, 0), SM_STATUS_UNSUCCESSFUL);
+}
+
+TEST_F(Logs, CostOneLockAndOneOpenEach)
+{
+  constexpr uint8_t kBoth = SMLOG_UNITXT | SMLOG_XML;
+  ASSERT_EQ(AppendToSMLog(kBoth, 4, 5, u"S", nullptr, nullptr, 0), SM_STATUS_SUCCESS);
+  const Fault locks(Call::fcntl);
+  const Fault opened(Call::open);
+  const Fault looks(Call::access);
+  EXPECT_EQ(AppendToSMLog(kBoth, 4, 5, u"S", nullptr, nullptr, 0), SM_STATUS_SUCCESS);
+  EXPECT_EQ(locks.calls(), 4u) << "taken and released";
+  EXPECT_EQ(opened.calls(), 2u);
+  EXPECT_EQ(looks.calls(), 0u);
+}
+
+TEST_F(Logs, FollowTheTextOfTheInstallDirectory)
+{
+  Child child([](Inside &inside) {
+    fs::create_directory("/etc/tallowmere/vela/other");
+    strcpy(pGInstallPathList[1].installPath, "/etc/tallowmere/vela/other");
+    char path[256];
+    uint32_t size = sizeof(path);
+    inside.report("%u", GetSMLogPathFileName(SMLOG_UNITXT, path, &size));
+    inside.report("%s %u", path, size);
+    size = sizeof(path);
+    inside.report("%u", SMGetInstallPath(path, &size));
+    inside.report("%s %u", path, size);
+    fs::remove("/etc/tallowmere/vela/other");
+  });
+  EXPECT_EQ(child.report(), "0\n/etc/tallowmere/vela/other/log/qvsys32.log 43\n0\n/etc/tallowmere/vela/other 27\n");
 }
 
 TEST_F(Logs, AreBackedUpAtTheirOwnMaximum)
@@ -201,7 +580,7 @@ class SystemLog : public Logs {
     fs::remove("/dev/log");
     EXPECT_EQ(bind(socket_, reinterpret_cast<sockaddr *>(&address), sizeof(address)), 0);
     fs::create_directories("/etc/tallowmere/vela/ini");
-    put(kResources, "\xFF\xFE" + bytes(u"0:300=Event\r\n407:300=Ereignis\r\n"));
+    put(kResources, "\xFF\xFE" + utf16(u"0:300=Event\r\n407:300=Ereignis\r\n"));
     unsetenv("LANG");
   }
   ~SystemLog() override
@@ -232,27 +611,29 @@ TEST_F(SystemLog, GetsALineOfEachEvent)
     const char *priority;
   } types[] = {{1, "<27>"}, {2, "<28>"}, {0, "<30>"}, {4, "<30>"}, {8, "<30>"}, {16, "<30>"}, {99, "<30>"}};
   for (const auto &type : types) {
-    EXPECT_EQ(OSAppendToSysLog(type.type, 0xFFFFFFFF, u"caf\u00e9", u"one\r\ntwo\r", nullptr, 0), 0u);
+    EXPECT_EQ(OSAppendToSysLog(type.type, 0xFFFFFFFF, u"caf\u00e9", u"one\r\ntwo\r", nullptr, 0), SM_STATUS_SUCCESS);
     EXPECT_EQ(received(), type.priority + "caf\xC3\xA9: Event -1  one \ntwo "s);
   }
   setenv("LANG", "de", 1);
-  EXPECT_EQ(SMAppendToLog(SMLOG_OSSYSLOG, 4, 5, u"S", nullptr, nullptr, 0), 0u);
+  EXPECT_EQ(SMAppendToLog(SMLOG_OSSYSLOG, 4, 5, u"S", nullptr, nullptr, 0), SM_STATUS_SUCCESS);
   EXPECT_EQ(received(), "<30>S: Ereignis 5  ");
-  EXPECT_EQ(SMAppendToOSSysLog(4, 5, nullptr, nullptr, nullptr, 0), 0u);
+  EXPECT_EQ(SMAppendToOSSysLog(4, 5, nullptr, nullptr, nullptr, 0), SM_STATUS_SUCCESS);
   EXPECT_EQ(received(), "<30>: Ereignis 5  ");
 }
 
 TEST_F(SystemLog, GetsNothingThatCannotBeConverted)
 {
-  EXPECT_EQ(OSAppendToSysLog(4, 5, u"\xD800", nullptr, nullptr, 0), 257u);
-  EXPECT_EQ(OSAppendToSysLog(4, 5, u"\u4e2d\u4e2d\u4e2d", nullptr, nullptr, 0), 16u);  // 9 bytes and a terminator
-  EXPECT_EQ(OSAppendToSysLog(4, 5, u"\u4e2d\u4e2d", u"\xDC00", nullptr, 0), 257u);
-  EXPECT_EQ(OSAppendToSysLog(4, 5, u"S", std::u16string(700, u'\u4e2d').c_str(), nullptr, 0), 16u);
+  EXPECT_EQ(OSAppendToSysLog(4, 5, u"\xD800", nullptr, nullptr, 0), SM_STATUS_BAD_TYPE);
+  EXPECT_EQ(OSAppendToSysLog(4, 5, u"\u4e2d\u4e2d\u4e2d", nullptr, nullptr, 0),
+            SM_STATUS_BUFFER_TOO_SMALL);  // 9 bytes and a terminator
+  EXPECT_EQ(OSAppendToSysLog(4, 5, u"\u4e2d\u4e2d", u"\xDC00", nullptr, 0), SM_STATUS_BAD_TYPE);
+  EXPECT_EQ(OSAppendToSysLog(4, 5, u"S", std::u16string(700, u'\u4e2d').c_str(), nullptr, 0),
+            SM_STATUS_BUFFER_TOO_SMALL);
   fs::remove(kResources);
   // The lookup delivers its own refusal as a text.
-  EXPECT_EQ(OSAppendToSysLog(4, 5, u"S", nullptr, nullptr, 0), 0u);
+  EXPECT_EQ(OSAppendToSysLog(4, 5, u"S", nullptr, nullptr, 0), SM_STATUS_SUCCESS);
   EXPECT_EQ(received(), "<30>S: String resource not found 5  ");
-  put(kResources, "\xFF\xFE" + bytes(u"0:301=Event\r\n"));
+  put(kResources, "\xFF\xFE" + utf16(u"0:301=Event\r\n"));
   EXPECT_EQ(OSAppendToSysLog(4, 5, u"S", nullptr, nullptr, 0), SM_STATUS_UNSUCCESSFUL);
   EXPECT_EQ(received(), "");
 }
@@ -261,13 +642,33 @@ TEST_F(SystemLog, CutsALongLineBehindAWholeCharacter)
 {
   // "Event 5  " leaves 1014 units.
   const std::u16string fits(1014, u'x');
-  EXPECT_EQ(OSAppendToSysLog(4, 5, u"S", fits.c_str(), nullptr, 0), 0u);
+  EXPECT_EQ(OSAppendToSysLog(4, 5, u"S", fits.c_str(), nullptr, 0), SM_STATUS_SUCCESS);
   EXPECT_EQ(received(), "<30>S: Event 5  " + std::string(1014, 'x'));
-  EXPECT_EQ(OSAppendToSysLog(4, 5, u"S", (fits + u"yz").c_str(), nullptr, 0), 0u);
+  EXPECT_EQ(OSAppendToSysLog(4, 5, u"S", (fits + u"yz").c_str(), nullptr, 0), SM_STATUS_SUCCESS);
   EXPECT_EQ(received(), "<30>S: Event 5  " + std::string(1014, 'x'));
   const std::u16string pair = std::u16string(1013, u'x') + u"\U0001F600 and more";
-  EXPECT_EQ(OSAppendToSysLog(4, 5, u"S", pair.c_str(), nullptr, 0), 0u);
+  EXPECT_EQ(OSAppendToSysLog(4, 5, u"S", pair.c_str(), nullptr, 0), SM_STATUS_SUCCESS);
   EXPECT_EQ(received(), "<30>S: Event 5  " + std::string(1013, 'x'));
+}
+
+TEST_F(SystemLog, LeavesNothingBehindALine)
+{
+  const auto append = [] { return OSAppendToSysLog(4, 5, u"S", nullptr, nullptr, 0); };
+  ASSERT_EQ(append(), SM_STATUS_SUCCESS);
+  const long blocks = support::liveBlocks();
+  EXPECT_EQ(append() | append(), SM_STATUS_SUCCESS);
+  // Identity, message, what the lookup needs, and the line; a lookup without its key delivers the reason.
+  for (const unsigned nth : {1u, 2u, 3u, 5u}) {
+    const Fault noMemory(Call::allocation, nth);
+    EXPECT_EQ(append(), SM_STATUS_UNSUCCESSFUL) << nth;
+  }
+  EXPECT_EQ(support::liveBlocks(), blocks);
+
+  const std::string usual = support::inheritableDescriptors();
+  std::string atLookup;
+  const Fault atRead(Call::read, 1, [&] { atLookup = support::inheritableDescriptors(); });
+  EXPECT_EQ(append(), SM_STATUS_SUCCESS);
+  EXPECT_EQ(atLookup, usual);
 }
 
 TEST_F(SystemLog, TakesTurnsAmongThreads)
@@ -277,7 +678,7 @@ TEST_F(SystemLog, TakesTurnsAmongThreads)
     threads.emplace_back([name] {
       const char16_t source[] = {name, 0};
       for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(OSAppendToSysLog(4, name, source, nullptr, nullptr, 0), 0u);
+        EXPECT_EQ(OSAppendToSysLog(4, name, source, nullptr, nullptr, 0), SM_STATUS_SUCCESS);
       }
     });
   }
@@ -350,7 +751,7 @@ TEST_F(Logs, KeepEveryRecordOfManyProcessesAndThreads)
   }
   const std::string log = get(xml);
   const auto inXml = idsIn(log, "<ID>", "</ID>");
-  const auto inText = idsIn(get(text), bytes(u"EventID: "), bytes(u"\r\n"));
+  const auto inText = idsIn(get(text), utf16(u"EventID: "), utf16(u"\r\n"));
   EXPECT_EQ(inXml.size(), static_cast<size_t>(kProcesses * appends));
   EXPECT_EQ(inText.size(), static_cast<size_t>(kProcesses * appends));
   for (const auto &ids : {inXml, inText}) {
@@ -393,39 +794,6 @@ TEST_F(Logs, LoseOnlyWhatASecondBackupReplaces)
   }
   // A log is moved when it is full, so its backup is.
   EXPECT_GT(fs::file_size(log_.file("small.xm_")), kSmall - 500u);
-}
-
-TEST_F(Logs, GoOnAfterAnAppenderIsKilled)
-{
-  const std::string text = log_.file("killed.log");
-  const std::string xml = log_.file("killed.xml");
-  std::mt19937 random(4711);
-  const std::u16string description(3000, u'd');
-  const auto appendBoth = [&](uint32_t id, const SMChar16 *described) {
-    return AppendToUNITXTLog(text.c_str(), 4, id, u"S", described, nullptr, 0, kLeast) |
-           AppendToXMLLog(xml.c_str(), 4, id, nullptr, u"S", described, nullptr, 0, kLeast);
-  };
-  ASSERT_EQ(appendBoth(1, nullptr), 0u);
-  for (int round = 0; round < rounds(300); ++round) {
-    const std::string before = get(xml);
-    Child child([&](Inside &inside) {
-      inside.hold();
-      while (appendBoth(2, description.c_str()) == 0) {
-      }
-    });
-    ASSERT_TRUE(child.waitHeld());
-    child.release();
-    usleep(static_cast<useconds_t>(random() % 2000));
-    child.signal(SIGKILL);
-    child.wait();
-    const std::string killed = get(xml);
-    // All entries that were whole still are.
-    ASSERT_EQ(killed.substr(0, before.size() - 11), before.substr(0, before.size() - 11)) << round;
-    ASSERT_EQ(appendBoth(3, nullptr), 0u) << round;
-    fs::remove(text);
-    fs::remove(xml);
-    ASSERT_EQ(appendBoth(1, nullptr), 0u);
-  }
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -248,6 +249,43 @@ TEST(RecordLock, BadDescriptorIsOpenedAgain)
     inside.report({LockIPCFileRecord(5, 0), l_ipc_fd != foreign, fcntl(foreign, F_GETFD), ownLocks() == lockText(5)});
   });
   EXPECT_EQ(child.report(), "0 1 0 1\n");
+}
+
+/// The descriptors of the IPC file that the process has open, and its record locks.
+std::string openIpcFiles()
+{
+  int open = 0;
+  for (const auto &entry : fs::directory_iterator("/proc/self/fd")) {
+    std::error_code closed;
+    open += fs::read_symlink(entry, closed) == support::kIpcFile ? 1 : 0;
+  }
+  return std::to_string(open) + " " + ownLocks();
+}
+
+TEST(RecordLock, BadDescriptorIsOpenedOnceForAllThreads)
+{
+  const std::string expected = "1 WRITE 5 6\n\n";  // the kernel joins neighbours
+  Child whileOpening([](Inside &inside) {
+    close(l_ipc_fd);
+    std::thread other;
+    const Fault opens(Call::open, 1, [&] {
+      other = std::thread([] { EXPECT_EQ(LockIPCFileRecord(6, 0), 0); });
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    });
+    inside.report({LockIPCFileRecord(5, 0)});
+    other.join();
+    inside.report("%s", openIpcFiles().c_str());
+  });
+  EXPECT_EQ(whileOpening.report(), "0\n" + expected);
+  Child afterwards([](Inside &inside) {
+    dup2(open("/dev/null", O_RDONLY), l_ipc_fd);
+    const Fault firstTry(Call::fcntl, 1, [] {  // about to fail on the descriptor that the other thread replaces
+      std::thread([] { EXPECT_EQ(LockIPCFileRecord(6, 0), 0); }).join();
+    });
+    inside.report({LockIPCFileRecord(5, 0)});
+    inside.report("%s", openIpcFiles().c_str());
+  });
+  EXPECT_EQ(afterwards.report(), "0\n" + expected);
 }
 
 TEST(RecordLock, IsOneProcessesOwn)

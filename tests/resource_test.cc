@@ -184,6 +184,7 @@ TEST(Lookup, TakesTheFirstLineThatHoldsTheKey)
       {"last key of the first piece", longText + "x" + "x0:5=own\r\n", "''"},
       {"key across two pieces", longText + "xx" + "x0:5=own\r\n0:5=second\r\n", "'second'"},
       {"first key of the second piece", longText + "xxxxxx" + "0:5=own\r\n", "'own'"},
+      {"language cut off from its key", longText + "xxxxx0" + ":5=own\r\n", "nothing"},
       {"line of 5000 units", std::string(5000, ':') + "0:5=own\r\n", "'own'"},
   };
   for (const auto &row : rows) {
@@ -207,6 +208,10 @@ TEST(Lookup, FindsEveryLineOfALongFile)
     const std::string value = "'" + std::string(i % 61, 'x') + std::to_string(i) + "'";
     ASSERT_EQ(lookUp(i, 1031), value + (i % 3 == 0 ? " 1031" : " 0"));
   }
+  // A piece that begins with the common part of a key, after the language in the piece before it.
+  writeFile(kMark + units(std::string(1020, 'x') + "407:5=nur deutsch\r\n"));
+  EXPECT_EQ(lookUp(5, 1031), "nothing 0");
+  writeFile(kMark + units(text));
   const Fault reads(Call::read, 3, EIO, true);
   EXPECT_EQ(lookUp(5000), "nothing") << "what cannot be read is not there";
 }

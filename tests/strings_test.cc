@@ -11,6 +11,7 @@
 #include <cstring>
 #include <filesystem>
 #include <iterator>
+#include <memory>
 #include <numeric>
 #include <random>
 #include <string>
@@ -342,6 +343,36 @@ TEST(Strings, FillsAndReverses)
     std::string reversed = bytes;
     EXPECT_EQ(reversed.data(), strrev(reversed.data()));
     EXPECT_EQ(std::string(bytes.rbegin(), bytes.rend()), reversed);
+  }
+}
+
+// Blocks of the heap that end with the string: memcheck and the sanitizers see a unit too much.
+TEST(Strings, NothingPastTheTerminatorIsRead)
+{
+  for (size_t length = 0; length < 40; ++length) {
+    for (size_t before = 0; before < kBlockUnits; ++before) {
+      const Text text = Text(before, u'x') + terminated(Text(length, u'a'));
+      const auto block = std::make_unique<SMChar16[]>(text.size());
+      const auto twin = std::make_unique<SMChar16[]>(length + 1);
+      std::copy(text.begin(), text.end(), block.get());
+      SMChar16 *s = block.get() + before;
+      ASSERT_EQ(twin.get(), Uni_strcpy(twin.get(), s));
+      const SMChar16 *t = twin.get();
+      ASSERT_EQ(length, Uni_strlen(s));
+      ASSERT_EQ(0U, Uni_strcmp(s, t));
+      ASSERT_EQ(0U, Uni_strcmp(t, s));
+      ASSERT_EQ(s, Uni_strstr(s, t));
+      ASSERT_EQ(nullptr, Uni_strstr(s, u"ab"));
+      ASSERT_EQ(nullptr, Uni_strchr(s, u'b'));
+      ASSERT_EQ(length, Uni_strspn(s, u"ab"));
+      ASSERT_EQ(length, Uni_strcspn(s, u"xyz"));
+      ASSERT_EQ(length, Uni_strcspn(s, u"xyzxyzxyzxyzxyzxyzxyzxyzxyzxyzxyzxyz"));
+      ASSERT_EQ(s, Uni_strrev(s));
+      const auto bytes = std::make_unique<char[]>(length + 1);
+      std::fill_n(bytes.get(), length, 'b');
+      ASSERT_EQ(bytes.get(), strrev(strupr(bytes.get())));
+      ASSERT_EQ(0, UTF8Strnicmp(bytes.get(), std::string(length, 'b').c_str(), UINT32_MAX));
+    }
   }
 }
 

@@ -1,339 +1,203 @@
-// The text log: exact bytes of its pieces and records, limits, backups, and what failing calls leave.
+// The text log alone: its exact bytes, its pieces on a stream, and the refusal of a type. What it shares with the XML
+// log is in log_test.
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdlib>
+#include <cstring>
+#include <ctime>
 
 #include "qvsupt32.h"
 #include "support/child.h"
-#include "support/faults.h"
-#include "support/log_files.h"
+#include "support/log_formats.h"
 
 namespace {
 
-using support::Call;
 using support::Child;
-using support::Fault;
 using support::get;
 using support::put;
+using support::utf16;
 using Inside = support::Child::Inside;
+using Format = support::TextFormat;
 using namespace std::string_literals;
 namespace fs = std::filesystem;
 
-constexpr uint32_t kMaximum = 1048576;
-constexpr uint32_t kFixedEstimate = 2214;
-
-/// The bytes of UTF-16 text.
-std::string bytes(std::u16string_view text)
-{
-  return {reinterpret_cast<const char *>(text.data()), text.size() * 2};
-}
-
-std::string bytes(const std::string &text)
-{
-  return bytes(std::u16string(text.begin(), text.end()));
-}
-
-const std::string kHeader = "\xFF\xFE" + bytes(
-                                             "#-------------------------------\r\n"
-                                             "# Do not remove this block\r\n"
-                                             "# This data file is parsed\r\n"
-                                             "#------------------------------- \r\n\r\n"s);
-
-std::string record(const char *id, const char *source, const char *type, const std::string &description,
-                   const std::string &dump = "")
-{
-  return bytes("EventID: "s + id + "\r\nSource: " + source + "\r\nType: " + type +
-               "\r\nDate and Time: Fri Jan  1 00:00:00 2100\r\nComputer: sandbox\r\nDescription:\r\n" + description +
-               "\r\nData: Bytes in Hex\r\n" + dump + "\r\n");
-}
-
-class TextLog : public testing::Test {
+class TextLog : public support::FixedTime {
  protected:
-  TextLog()
-  {
-    setenv("TZ", "UTC", 1);
-    support::fixedTime = support::kAfter2038;
-  }
-  ~TextLog() override { support::fixedTime = 0; }
-
-  uint32_t append(const SMChar16 *source, const SMChar16 *description = nullptr, uint32_t maximum = kMaximum) const
-  {
-    return AppendToUNITXTLog(path_.c_str(), SM_EVENT_INFORMATION, 7, source, description, nullptr, 0, maximum);
-  }
-
   const support::ScratchDirectory directory_{"/etc/tallowmere/textlog"};
-  const std::string path_ = directory_.file("new/a.log");
-  const std::string backup_ = directory_.file("new/a.lo_");
+  const std::string path_ = directory_.file("a.log");
+  const std::string backup_ = directory_.file("a.lo_");
 };
 
 TEST_F(TextLog, HasAHeaderAndRecordsToTheByte)
 {
   const char data[] = "0123456789abcdef\x7f\x01z{";
-  ASSERT_EQ(kHeader.size(), 256u);
-  EXPECT_EQ(AppendToUNITXTLog(path_.c_str(), 1, 0xFFFFFFFF, u"caf\u00e9 \xd800", u"one\r\ntwo", data, 20, kMaximum),
-            0u);
-  const std::string first = kHeader + bytes(
-                                          u"EventID: -1\r\nSource: caf\u00e9 \xd800\r\nType: Error\r\n"
-                                          u"Date and Time: Fri Jan  1 00:00:00 2100\r\nComputer: sandbox\r\n"
-                                          u"Description:\r\none\r\ntwo\r\nData: Bytes in Hex\r\n"
-                                          u"0x00000000: 30 31 32 33:34 35 36 37:38 39 61 62:63 64 65 66    "
-                                          u"0123456789abcdef \r\n"
-                                          u"0x00000010: 7F 01 7A 7B                                        "
-                                          u"..z.             \r\n\r\n");
-  EXPECT_EQ(get(path_), first);
-  struct stat status;
-  ASSERT_EQ(stat(path_.c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 07777, 0664u);
-
+  EXPECT_EQ(Format::log("").size(), 256u);
+  EXPECT_EQ(Format::append(path_, {.type = SM_EVENT_ERROR,
+                                   .id = 0xFFFFFFFF,
+                                   .source = u"caf\u00e9 \xd800",
+                                   .description = u"one\r\ntwo",
+                                   .data = data,
+                                   .dataSize = 20}),
+            SM_STATUS_SUCCESS);
+  std::string expected =
+      Format::log(utf16(u"EventID: -1\r\nSource: caf\u00e9 \xd800\r\nType: Error\r\n"
+                        u"Date and Time: Fri Jan  1 00:00:00 2100\r\nComputer: sandbox\r\n"
+                        u"Description:\r\none\r\ntwo\r\nData: Bytes in Hex\r\n"
+                        u"0x00000000: 30 31 32 33:34 35 36 37:38 39 61 62:63 64 65 66    "
+                        u"0123456789abcdef \r\n"
+                        u"0x00000010: 7F 01 7A 7B                                        "
+                        u"..z.             \r\n\r\n"));
+  EXPECT_EQ(get(path_), expected);
   const struct {
     uint16_t type;
     const char *text;
   } types[] = {{0, "None"}, {2, "Warning"}, {4, "Information"}, {8, "Audit Success"}, {16, "Audit Failure"}};
-  std::string expected = first;
   for (const auto &type : types) {
-    EXPECT_EQ(AppendToUNITXTLog(path_.c_str(), type.type, 12, u"S", nullptr, nullptr, 0, kMaximum), 0u);
-    expected += record("12", "S", type.text, "");
+    EXPECT_EQ(Format::append(path_, {.type = type.type, .id = 12}), SM_STATUS_SUCCESS);
+    expected += Format::record("12", "", type.text);
   }
   EXPECT_EQ(get(path_), expected);
 }
 
-TEST_F(TextLog, RefusesWhatPassesItsLimits)
+TEST_F(TextLog, DumpsMoreThanOneChunkOfData)
 {
-  const std::u16string longest(1023, u'x');
-  const std::u16string longestDescription(16383, u'd');
-  const std::string data(32769, '\0');
-  const auto append = [&](const char *path, uint16_t type, const std::u16string *source, const char16_t *description,
-                          const void *bytes, uint32_t size) {
-    return AppendToUNITXTLog(path, type, 1, source == nullptr ? nullptr : source->c_str(), description, bytes, size,
-                             kMaximum);
-  };
-  const std::u16string empty;
-  const std::u16string tooLong = longest + u"x";
-  const char *path = path_.c_str();
-  EXPECT_EQ(append(nullptr, 4, &longest, nullptr, nullptr, 0), 2u);
-  EXPECT_EQ(append(path, 4, nullptr, nullptr, nullptr, 0), 2u);
-  EXPECT_EQ(append(path, 4, &longest, nullptr, nullptr, 1), 2u);
-  EXPECT_EQ(append(path, 4, &longest, nullptr, data.data(), 32769), 2u);
-  EXPECT_EQ(append(path, 4, &empty, nullptr, nullptr, 0), 2u);
-  EXPECT_EQ(append(path, 4, &tooLong, nullptr, nullptr, 0), 2u);
-  EXPECT_EQ(append(path, 4, &longest, u"", nullptr, 0), 2u);
-  EXPECT_EQ(append(path, 4, &longest, (longestDescription + u"d").c_str(), nullptr, 0), 2u);
-  EXPECT_FALSE(fs::exists(directory_.file("new")));
-  EXPECT_EQ(append(path, 3, &longest, nullptr, nullptr, 0), 2u);
-  EXPECT_TRUE(fs::exists(directory_.file("new")));
-  EXPECT_FALSE(fs::exists(path_));
-
-  EXPECT_EQ(append(path, 4, &longest, longestDescription.c_str(), data.data(), 32768), 0u);
-  EXPECT_EQ(fs::file_size(path_), 256 + record("1", "", "Information", "").size() + 2 * (1023 + 16383 + 2048 * 82));
+  const std::string data(32768, 'x');
+  EXPECT_EQ(Format::append(path_, {.data = data.data(), .dataSize = 32768}), SM_STATUS_SUCCESS);
+  const std::string log = get(path_);
+  EXPECT_EQ(log.size(), 256 + Format::record("7").size() + 2 * 2048 * 82);
+  for (const char *offset : {"0x00000000: 78", "0x000001F0: 78", "0x00000200: 78", "0x00007FF0: 78"}) {
+    EXPECT_EQ(support::count(log, utf16(offset)), 1u) << offset;
+  }
 }
 
 TEST_F(TextLog, WritesTheHeaderOnlyIntoAShortFile)
 {
-  fs::create_directory(directory_.file("new"));
   for (const size_t size : {0, 1, 255, 256, 257}) {
     const std::string before(size, 'f');
     put(path_, before);
-    EXPECT_EQ(append(u"S"), 0u);
-    EXPECT_EQ(get(path_), before + (size < 256 ? kHeader : "") + record("7", "S", "Information", "")) << size;
+    EXPECT_EQ(Format::append(path_, {}), SM_STATUS_SUCCESS);
+    EXPECT_EQ(get(path_), before + Format::log(Format::record("7")).substr(size < 256 ? 0 : 256)) << size;
   }
 }
 
-TEST_F(TextLog, MovesToItsBackupBeforeItReachesItsMaximum)
+TEST_F(TextLog, EstimatesDataByWholeLines)
 {
-  ASSERT_EQ(append(u"S"), 0u);
-  const std::string first = get(path_);
-  put(backup_, "older");
-  const auto size = static_cast<uint32_t>(first.size());
-  const uint32_t estimate = 2 * (1 + 2 + 83) + kFixedEstimate;
-  const std::string data(31, 'x');  // one whole line counts
-  const auto appendWith = [&](uint32_t maximum, uint16_t type) {
-    return AppendToUNITXTLog(path_.c_str(), type, 9, u"S", u"de", data.data(), 31, maximum);
-  };
-  EXPECT_EQ(appendWith(size + estimate + 1, 4), 0u);
-  EXPECT_EQ(get(backup_), "older");
-  put(path_, first);
-  // The type is refused after the backup was made.
-  EXPECT_EQ(appendWith(size + estimate, 3), 2u);
-  EXPECT_EQ(get(backup_), first);
-  EXPECT_EQ(get(path_), kHeader + record("1", "S", "Information", "Log backup created"));
-  EXPECT_EQ(append(u"S", nullptr, 0), 0u);
-  EXPECT_EQ(get(path_),
-            kHeader + record("1", "S", "Information", "Log backup created") + record("7", "S", "Information", ""));
+  const std::string data(31, 'x');
+  put(path_, std::string(1000, 'f'));
+  const uint32_t reached = 1000 + Format::takenFor(83);
+  EXPECT_EQ(Format::append(path_, {.data = data.data(), .dataSize = 31, .maximum = reached + 1}), SM_STATUS_SUCCESS);
+  EXPECT_FALSE(fs::exists(backup_));
+  put(path_, std::string(1000, 'f'));
+  EXPECT_EQ(Format::append(path_, {.data = data.data(), .dataSize = 31, .maximum = reached}), SM_STATUS_SUCCESS);
+  EXPECT_EQ(fs::file_size(backup_), 1000u);
 }
 
-TEST_F(TextLog, ClearsToOneRecord)
+TEST_F(TextLog, RefusesATypeAfterDirectoryAndBackup)
 {
-  EXPECT_EQ(ClearUNITXTLog(path_.c_str(), u"S"), SM_STATUS_UNSUCCESSFUL);
-  EXPECT_FALSE(fs::exists(directory_.file("new")));
-  ASSERT_EQ(append(u"S", u"some text"), 0u);
-  EXPECT_EQ(ClearUNITXTLog(path_.c_str(), u"S"), 0u);
-  EXPECT_EQ(get(path_), kHeader + record("0", "S", "Information", "Log was cleared"));
-}
-
-TEST_F(TextLog, NamesAndMovesBackups)
-{
-  char name[16] = "untouched";
-  uint32_t size = 9;
-  EXPECT_EQ(GetBackupXMLLogPathFileName("/var/a.xml", name, &size), 16u);
-  EXPECT_EQ(size, 11u);
-  EXPECT_STREQ(name, "untouched");
-  EXPECT_EQ(SMGetBackupXMLLogPathFileName("/var/a.xml", name, &size), 0u);
-  EXPECT_STREQ(name, "/var/a.xm_");
-  EXPECT_EQ(GetBackupXMLLogPathFileName("a", name, &size), 271u);
-
-  EXPECT_EQ(BackupLogFile("a"), 271u);
-  EXPECT_EQ(BackupLogFile(std::string(256, 'a').c_str()), 16u);
-  EXPECT_EQ(BackupLogFile(path_.c_str()), SM_STATUS_UNSUCCESSFUL);
-  EXPECT_EQ(CreateLogDir(path_.c_str()), 0u);
-  EXPECT_EQ(CreateLogDir(directory_.file("a/b/c.log").c_str()), SM_STATUS_UNSUCCESSFUL);
-  for (const char *content : {"first", "second"}) {
-    put(path_, content);
-    EXPECT_EQ(BackupLogFile(path_.c_str()), 0u);
-    EXPECT_EQ(get(backup_), content);
-    EXPECT_FALSE(fs::exists(path_));
-  }
-  SMBool backedUp = 7;
-  CheckBackupLogFile(path_.c_str(), 0, 0xFFFFFFFF, &backedUp);
-  EXPECT_EQ(backedUp, 0);
-  put(path_, "third");
-  CheckBackupLogFile(path_.c_str(), 0xFFFFFFFF, 0xFFFFFFFE, &backedUp);
-  EXPECT_EQ(backedUp, 1);
-  EXPECT_EQ(DeleteLogFile(backup_.c_str()), 0u);
-  EXPECT_EQ(DeleteLogFile(backup_.c_str()), SM_STATUS_UNSUCCESSFUL);
-}
-
-TEST_F(TextLog, OfTwoProcessesOneMovesTheLog)
-{
-  fs::create_directory(directory_.file("new"));
-  const std::string full(1000, 'f');
-  put(path_, full);
-  // The other process moves the log after this one has seen that it is full.
-  Fault between(Call::fcntl, 1, [&] {
-    Child other([&](Inside &) {
-      SMBool backedUp;
-      CheckBackupLogFile(path_.c_str(), 500, 0, &backedUp);
-      put(path_, "fresh");
-    });
-    other.wait();
-  });
-  SMBool backedUp;
-  CheckBackupLogFile(path_.c_str(), 500, 0, &backedUp);
-  EXPECT_EQ(backedUp, 0);
-  EXPECT_EQ(get(path_), "fresh");
-  EXPECT_EQ(get(backup_), full);
-}
-
-TEST_F(TextLog, AnswersWhatItCannotWriteTo)
-{
-  fs::create_directories(path_);
-  EXPECT_EQ(append(u"S"), SM_STATUS_UNSUCCESSFUL);
-  fs::remove(path_);
-  ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
-  EXPECT_EQ(append(u"S"), SM_STATUS_UNSUCCESSFUL);
-  fs::remove(path_);
-  fs::create_symlink(directory_.file("missing/b.log"), path_);
-  EXPECT_EQ(append(u"S"), SM_STATUS_UNSUCCESSFUL);
-  fs::remove(path_);
-
-  Child holder([](Inside &inside) {
-    inside.report("%u", FileLock(1));
-    inside.hold();
-  });
-  ASSERT_TRUE(holder.waitHeld());
-  Fault fast(Call::usleep);
-  EXPECT_EQ(append(u"S"), 11u);
-  EXPECT_EQ(DeleteLogFile(path_.c_str()), 11u);
-  EXPECT_FALSE(fs::exists(path_));
-  EXPECT_EQ(fast.calls(), 120000u);
+  const std::string path = directory_.file("new/a.log");
+  EXPECT_EQ(Format::append(path, {.type = 3}), SM_STATUS_BAD_ARGUMENT);
+  EXPECT_TRUE(fs::exists(directory_.file("new")));
+  EXPECT_FALSE(fs::exists(path));
+  EXPECT_EQ(Format::append(directory_.file("b/c/a.log"), {.type = 3}), SM_STATUS_UNSUCCESSFUL);
+  put(path_, "content");
+  fs::permissions(path_, fs::perms::owner_read);
+  EXPECT_EQ(Format::append(path_, {.type = 3}), SM_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(fs::status(path_).permissions(), fs::perms::owner_read) << "nothing is opened";
+  EXPECT_EQ(Format::append(path_, {.type = 3, .maximum = 7 + Format::takenFor(0)}), SM_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(get(backup_), "content");
+  EXPECT_EQ(get(path_), Format::log(Format::record("1", "Log backup created")));
 }
 
 TEST_F(TextLog, KeepsWhatItHasWhenAWriteFails)
 {
-  ASSERT_EQ(append(u"S"), 0u);
+  ASSERT_EQ(Format::append(path_, {}), SM_STATUS_SUCCESS);
   const std::string before = get(path_);
   Child limited([&](Inside &inside) {
     signal(SIGXFSZ, SIG_IGN);
     const rlimit limit = {before.size() + 100, before.size() + 100};
     setrlimit(RLIMIT_FSIZE, &limit);
-    inside.report("%u", append(u"S", u"too much for what is left"));
+    inside.report("%u", Format::append(path_, {}));
   });
   EXPECT_EQ(limited.report(), "19\n");
-  EXPECT_EQ(get(path_).substr(0, before.size()), before);
-  EXPECT_EQ(fs::file_size(path_), before.size() + 100);
+  EXPECT_EQ(get(path_), before + before.substr(256, 100));
+}
 
-  const std::string data(64, 'd');
-  for (const Call call : {Call::allocation, Call::open, Call::write, Call::close, Call::fcntl}) {
-    const unsigned failed = support::failEachBetween(
-        call, [&] { put(path_, before); },
-        [&] { return AppendToUNITXTLog(path_.c_str(), 4, 1, u"S", nullptr, data.data(), 64, kMaximum); },
-        [&](uint32_t status) {
-          const std::string now = get(path_);
-          EXPECT_EQ(now.substr(0, before.size()), before) << static_cast<int>(call);
-          EXPECT_TRUE(status != 0 || support::count(now, bytes(u"EventID: ")) == 2u) << static_cast<int>(call);
-        });
-    EXPECT_GE(failed, 1u) << static_cast<int>(call);
+TEST_F(TextLog, StopsBeforeThePieceThatFails)
+{
+  const std::string whole = Format::log(Format::record("7"));
+  ASSERT_EQ(UnLoadIPSupt(), SM_STATUS_SUCCESS);
+  EXPECT_EQ(Format::append(path_, {}), SM_STATUS_UNSUCCESSFUL);
+  ASSERT_EQ(LoadIPSupt(), SM_STATUS_SUCCESS);
+  EXPECT_EQ(get(path_), whole.substr(0, whole.find(utf16("sandbox"))));
+  fs::remove(path_);
+  support::fixedTime = INT64_MAX;
+  EXPECT_EQ(Format::append(path_, {}), SM_STATUS_UNSUCCESSFUL);
+  EXPECT_EQ(get(path_), whole.substr(0, whole.find(utf16("Fri Jan"))));
+}
+
+TEST_F(TextLog, ShowsTimesAsTheCLibraryDoes)
+{
+  for (int64_t seconds = -90000000000; seconds < 253402300800; seconds += 86399 * 3851 + 7) {
+    support::fixedTime = seconds;
+    fs::remove(path_);
+    ASSERT_EQ(Format::append(path_, {}), SM_STATUS_SUCCESS);
+    const auto time = static_cast<time_t>(seconds);
+    char expected[32];
+    ASSERT_NE(ctime_r(&time, expected), nullptr);
+    expected[strcspn(expected, "\n")] = 0;
+    ASSERT_EQ(support::count(get(path_), utf16("Time: "s + expected + "\r\n")), 1u) << expected;
   }
 }
 
-TEST_F(TextLog, StopsBeforeAHostNameThatItCannotHave)
+/// What a step writes to a stream, preceded by its status.
+template <class Step>
+std::string written(Step step)
 {
-  ASSERT_EQ(UnLoadIPSupt(), 0u);
-  EXPECT_EQ(append(u"S"), SM_STATUS_UNSUCCESSFUL);
-  ASSERT_EQ(LoadIPSupt(), 0u);
-  const std::string whole = kHeader + record("7", "S", "Information", "");
-  EXPECT_EQ(get(path_), whole.substr(0, whole.find(bytes("sandbox"s))));
+  FILE *stream = tmpfile();
+  const uint32_t status = step(stream);
+  rewind(stream);
+  std::string text = std::to_string(static_cast<int32_t>(status)) + " ";
+  for (int c = getc(stream); c != EOF; c = getc(stream)) {
+    text.push_back(static_cast<char>(c));
+  }
+  fclose(stream);
+  return text;
 }
 
-class TextLogPieces : public TextLog {
- protected:
-  /// What a step writes to a stream, with its status before it.
-  template <class Step>
-  std::string written(Step step)
-  {
-    FILE *stream = tmpfile();
-    const uint32_t status = step(stream);
-    rewind(stream);
-    std::string text = std::to_string(static_cast<int32_t>(status)) + " ";
-    for (int c = getc(stream); c != EOF; c = getc(stream)) {
-      text.push_back(static_cast<char>(c));
-    }
-    fclose(stream);
-    return text;
-  }
-};
-
-TEST_F(TextLogPieces, GoToAnyStream)
+TEST_F(TextLog, PiecesGoToAnyStream)
 {
-  EXPECT_EQ(written([](FILE *stream) { return UniAppendHdr(stream); }), "0 " + kHeader);
-  EXPECT_EQ(written([](FILE *stream) { return UniAppendHdr(stream) + UniAppendHdr(stream); }), "0 " + kHeader);
-  EXPECT_EQ(written([](FILE *stream) { return UniAppendUStr(stream, uniData_en_US); }),
-            "0 " + bytes("Data: Bytes in Hex"s));
-  EXPECT_EQ(written([](FILE *stream) { return UniAppendWhiteSpace(stream, 300); }),
-            "0 " + bytes(std::string(300, ' ')));
-  EXPECT_EQ(written([](FILE *stream) { return UniAppendTab(stream, 1); }), "0 " + bytes("\t"s));
-  EXPECT_EQ(written([](FILE *stream) { return UniAppendCRLF(stream, 2); }), "0 " + bytes("\r\n\r\n"s));
+  const int32_t start = 0;
+  const struct {
+    std::string got;
+    std::string expected;
+  } rows[] = {
+      {written([](FILE *stream) { return UniAppendHdr(stream); }), Format::log("")},
+      {written([](FILE *stream) { return UniAppendHdr(stream) + UniAppendHdr(stream); }), Format::log("")},
+      {written([](FILE *stream) { return UniAppendUStr(stream, uniData_en_US); }), utf16("Data: Bytes in Hex")},
+      {written([](FILE *stream) { return UniAppendWhiteSpace(stream, 300); }), utf16(std::string(300, ' '))},
+      {written([](FILE *stream) { return UniAppendTab(stream, 1); }), utf16("\t")},
+      {written([](FILE *stream) { return UniAppendCRLF(stream, 2); }), utf16("\r\n\r\n")},
+      {written([](FILE *stream) { return UniAppendUnSigned32Int(stream, 0x80000000); }), utf16("-2147483648")},
+      {written([&](FILE *stream) { return UniAppendDateTime(stream, &start); }), utf16("Thu Jan  1 00:00:00 1970")},
+      {written([](FILE *stream) { return UniAppendHostName(stream); }), utf16("sandbox")},
+      {written([](FILE *stream) { return UniAppendBufferDump(stream, 99, "A", 1); }),
+       utf16("0x00000000: 41" + std::string(49, ' ') + "A" + std::string(16, ' ') + "\r\n")},
+      {written([](FILE *stream) { return UniAppendBufferDump(stream, 0, nullptr, 0); }), ""},
+  };
+  for (const auto &row : rows) {
+    EXPECT_EQ(row.got, "0 " + row.expected);
+  }
   EXPECT_EQ(written([](FILE *stream) { return UniAppendCRLF(stream, 0); }), "2 ");
   EXPECT_EQ(written([](FILE *stream) { return UniAppendTab(stream, 0); }), "2 ");
   EXPECT_EQ(written([](FILE *stream) { return UniAppendWhiteSpace(stream, 0); }), "2 ");
-  EXPECT_EQ(written([](FILE *stream) { return UniAppendUnSigned32Int(stream, 0x80000000); }),
-            "0 " + bytes("-2147483648"s));
-  const int32_t start = 0;
-  EXPECT_EQ(written([&](FILE *stream) { return UniAppendDateTime(stream, &start); }),
-            "0 " + bytes("Thu Jan  1 00:00:00 1970"s));
-  EXPECT_EQ(written([](FILE *stream) { return UniAppendHostName(stream); }), "0 " + bytes("sandbox"s));
-  EXPECT_EQ(written([](FILE *stream) { return UniAppendBufferDump(stream, 99, "A", 1); }),
-            "0 " + bytes("0x00000000: 41" + std::string(49, ' ') + "A" + std::string(16, ' ') + "\r\n"));
-  EXPECT_EQ(written([](FILE *stream) { return UniAppendBufferDump(stream, 0, nullptr, 0); }), "0 ");
 
   FILE *full = fopen("/dev/full", "w");
-  EXPECT_EQ(UniAppendUStr(full, u"x"), 19u);
-  EXPECT_EQ(UniAppendHostName(full), 19u);
-  EXPECT_EQ(UniAppendCRLF(full, 0xFFFFFFFF), 19u);
+  EXPECT_EQ(UniAppendUStr(full, u"x"), SM_STATUS_LIMIT_EXCEEDED);
+  EXPECT_EQ(UniAppendHostName(full), SM_STATUS_LIMIT_EXCEEDED);
+  EXPECT_EQ(UniAppendCRLF(full, 0xFFFFFFFF), SM_STATUS_LIMIT_EXCEEDED);
   fclose(full);
   int pipe[2];
   ASSERT_EQ(::pipe(pipe), 0);

@@ -1,7 +1,9 @@
 // Threads, dynamic libraries, process services, and critical sections.
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,6 +17,24 @@
 #include "qvsupt32.h"
 #include "support/child.h"
 #include "support/faults.h"
+
+namespace {
+
+/// Whether a thread's record held its identifier when the C library had created it.
+bool recordWasComplete = false;
+
+}  // namespace
+
+extern "C" int pthread_create(pthread_t *identifier, const pthread_attr_t *attributes, void *(*routine)(void *),
+                              void *argument)
+{
+  const auto real = reinterpret_cast<decltype(pthread_create) *>(dlsym(RTLD_NEXT, "pthread_create"));
+  const int error = real(identifier, attributes, routine, argument);
+  if (error == 0 && routine == OSThreadStub) {
+    recordWasComplete = static_cast<OSThread *>(argument)->thread == static_cast<uintptr_t>(*identifier);
+  }
+  return error;
+}
 
 namespace {
 
@@ -37,6 +57,7 @@ TEST(ThreadTest, RunsTheRoutineAndJoins)
   OSThread *thread = SMThreadStart(keepArgument, UINTPTR_MAX - 1);
   ASSERT_NE(nullptr, thread);
   EXPECT_EQ(0, SMThreadStop(thread));
+  EXPECT_TRUE(recordWasComplete);
   EXPECT_EQ(UINTPTR_MAX - 1, lastArgument) << "the stop came after the routine's end";
   const support::Fault fault(Call::allocation, 1);
   EXPECT_EQ(nullptr, SMThreadStart(keepArgument, 0));

@@ -1,18 +1,15 @@
-// The XML log: exact bytes of entries, the search for the closing tag, backups, and what failing calls and killed
-// processes leave.
+// The XML log alone: exact bytes of entries, the search for the closing tag, and what short writes leave. What it shares
+// with the text log is in log_test.
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <csignal>
-#include <cstdlib>
 
 #include "qvsupt32.h"
 #include "support/child.h"
 #include "support/faults.h"
-#include "support/log_files.h"
+#include "support/log_formats.h"
 
 namespace {
 
@@ -22,120 +19,99 @@ using support::Fault;
 using support::get;
 using support::put;
 using Inside = support::Child::Inside;
-using namespace std::string_literals;
+using Format = support::XmlFormat;
 namespace fs = std::filesystem;
 
-constexpr uint32_t kMaximum = 1048576;
-const std::string kStart = "<?xml-stylesheet type=\"text/xsl\" version=\"1.0\" encoding=\"UTF-8\"?><EventLog>";
 const std::string kEnd = "</EventLog>";
+const std::string kStart = Format::log("").substr(0, 75);
 
-std::string entry(const char *type, const char *id, const std::string &user, const std::string &source,
-                  const std::string &description, const std::string &data = "")
-{
-  return "<LogEntry><TimeStamp>4102444800</TimeStamp><DateTime>Fri Jan  1 00:00:00 2100</DateTime>"
-         "<ComputerName>sandbox</ComputerName><Type>"s +
-         type + "</Type><ID>" + id + "</ID><UserInfo>" + user + "</UserInfo><Source>" + source +
-         "</Source><Description>" + description + "</Description><Data>" + data + "</Data></LogEntry>";
-}
-
-class XmlLog : public testing::Test {
+class XmlLog : public support::FixedTime {
  protected:
-  XmlLog()
-  {
-    setenv("TZ", "UTC", 1);
-    support::fixedTime = support::kAfter2038;
-  }
-  ~XmlLog() override { support::fixedTime = 0; }
-
-  uint32_t append(const SMChar16 *description = nullptr, uint32_t maximum = kMaximum) const
-  {
-    return AppendToXMLLog(path_.c_str(), 4, 7, nullptr, nullptr, description, nullptr, 0, maximum);
-  }
+  uint32_t append(const support::LogEvent &event = {}) const { return Format::append(path_, event); }
 
   const support::ScratchDirectory directory_{"/etc/tallowmere/xmllog"};
   const std::string path_ = directory_.file("a.xml");
-  const std::string backup_ = directory_.file("a.xm_");
-  const std::string plain_ = entry("4", "7", "", "", "");
+  const std::string plain_ = Format::record("7");
 };
 
 TEST_F(XmlLog, HasEntriesToTheByte)
 {
-  ASSERT_EQ(kStart.size(), 75u);
-  EXPECT_EQ(append(), 0u);
-  EXPECT_EQ(get(path_), kStart + plain_ + kEnd);
-  EXPECT_EQ(
-      AppendToXMLLog(path_.c_str(), 65535, 0xFFFFFFFF, u"me", u"caf\u00e9", u"a<&\r\n\U0001F600", "\x01z", 2, kMaximum),
-      0u);
+  EXPECT_EQ(kStart.size() + kEnd.size(), Format::log("").size());
+  EXPECT_EQ(append(), SM_STATUS_SUCCESS);
+  EXPECT_EQ(append({.type = 65535,
+                    .id = 0xFFFFFFFF,
+                    .userInfo = u"me",
+                    .source = u"caf\u00e9",
+                    .description = u"a<&\r\n\U0001F600",
+                    .data = "\x01z",
+                    .dataSize = 2}),
+            SM_STATUS_SUCCESS);
+  // A text that is no UTF-16 leaves its element empty.
+  EXPECT_EQ(append({.type = 0, .id = 1, .userInfo = u"u\xDC00", .source = nullptr, .description = u"\xD800"}),
+            SM_STATUS_SUCCESS);
   const std::string dump = "0x00000000: 01 7A" + std::string(46, ' ') + ".z" + std::string(15, ' ') + "\r\n";
-  EXPECT_EQ(get(path_), kStart + plain_ +
-                            entry("65535", "4294967295", "me", "caf\xC3\xA9", "a<&\r\n\xF0\x9F\x98\x80", dump) + kEnd);
-  struct stat status;
-  ASSERT_EQ(stat(path_.c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 07777, 0664u);
+  const std::string second = Format::entry("65535", "4294967295", "me", "caf\xC3\xA9", "a<&\r\n\xF0\x9F\x98\x80", dump);
+  EXPECT_EQ(get(path_), Format::log(plain_ + second + Format::entry("0", "1", "", "", "")));
 }
 
-TEST_F(XmlLog, LeavesAnElementEmptyWhoseTextIsNoUtf16)
-{
-  EXPECT_EQ(AppendToXMLLog(path_.c_str(), 0, 1, u"u\xDC00", u"s", u"\xD800", nullptr, 0, kMaximum), 0u);
-  EXPECT_EQ(get(path_), kStart + entry("0", "1", "", "s", "") + kEnd);
-}
-
-TEST_F(XmlLog, RefusesWhatPassesItsLimits)
+TEST_F(XmlLog, TakesUserInformationWithinItsLimits)
 {
   const std::u16string longest(1023, u'\u4e2d');
-  const std::u16string longestDescription(16383, u'\u4e2d');
-  const std::string data(32769, '\0');
-  const auto append = [&](const SMChar16 *user, const SMChar16 *source, const SMChar16 *description, const void *bytes,
-                          uint32_t size) {
-    return AppendToXMLLog(path_.c_str(), 4, 1, user, source, description, bytes, size, kMaximum);
-  };
-  EXPECT_EQ(AppendToXMLLog(nullptr, 4, 1, nullptr, nullptr, nullptr, nullptr, 0, kMaximum), 2u);
-  EXPECT_EQ(append(nullptr, nullptr, nullptr, nullptr, 1), 2u);
-  EXPECT_EQ(append(nullptr, nullptr, nullptr, data.data(), 32769), 2u);
-  EXPECT_EQ(append(u"", nullptr, nullptr, nullptr, 0), 2u);
-  EXPECT_EQ(append(nullptr, (longest + u"x").c_str(), nullptr, nullptr, 0), 2u);
-  EXPECT_EQ(append(nullptr, nullptr, u"", nullptr, 0), 2u);
-  EXPECT_EQ(append(nullptr, nullptr, (longestDescription + u"d").c_str(), nullptr, 0), 2u);
-  EXPECT_FALSE(fs::exists(path_));
-  EXPECT_EQ(append(longest.c_str(), longest.c_str(), longestDescription.c_str(), data.data(), 32768), 0u);
-  EXPECT_EQ(fs::file_size(path_),
-            kStart.size() + entry("4", "1", "", "", "").size() + 3 * (2 * 1023 + 16383) + 2048 * 82 + kEnd.size());
+  EXPECT_EQ(append({.userInfo = u""}), SM_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(append({.userInfo = (longest + u"x").c_str()}), SM_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(append({.userInfo = longest.c_str()}), SM_STATUS_SUCCESS);
+  EXPECT_EQ(fs::file_size(path_), Format::log(plain_).size() + 3 * 1023);
 }
 
 TEST_F(XmlLog, FindsTheClosingTagNearestToTheEnd)
 {
   const std::string noise(70000, 'v');
-  const std::string many = "</EventLog</EventLo></EventLog"s + noise;
-  const struct {
-    std::string before;
-    std::string after;
-  } logs[] = {
-      {kStart + kEnd, kStart + plain_ + kEnd},
-      {std::string(65, 'x') + kEnd, std::string(65, 'x') + plain_ + kEnd},
-      {kStart + kEnd + kEnd + "tail", kStart + kEnd + plain_ + kEnd},
-      {kStart + kEnd + std::string(1000, 'v'), kStart + plain_ + kEnd + std::string(1000 - plain_.size(), 'v')},
-      {kStart + many + kEnd + many, ""},
-      // Where a block of the search may begin inside a tag.
-      {kStart + kEnd + std::string(262144 - 11 - 5, 'y'), ""},
-      {kStart + std::string(500000, 'y') + kEnd + std::string(262144 - 3, 'y'), ""},
+  const std::string many = "</EventLog</EventLo></EventLog" + noise;
+  const std::string logs[] = {
+      kStart + kEnd,
+      std::string(65, 'x') + kEnd,
+      kStart + kEnd + "\n",
+      kStart + kEnd + kEnd + "tail",
+      kStart + kEnd + std::string(1000, 'v'),
+      kStart + many + kEnd + many,
+      // Where a block of the search begins inside a tag: the small one at the end, and the large ones before it.
+      kStart + std::string(500, 'y') + kEnd + std::string(512 - 3, 'y'),
+      kStart + kEnd + std::string(512 - 10, 'y'),
+      kStart + std::string(500000, 'y') + kEnd + std::string(512 - 10 + 65536 - 3, 'y'),
+      kStart + std::string(500000, 'y') + kEnd + std::string(512 - 10 + 65536 - 10, 'y'),
   };
-  for (const auto &log : logs) {
-    put(path_, log.before);
-    const size_t at = log.before.rfind(kEnd);
-    std::string expected = log.before;
+  for (const std::string &before : logs) {
+    put(path_, before);
+    const size_t at = before.rfind(kEnd);
+    std::string expected = before;
     expected.replace(at, plain_.size() + kEnd.size(), plain_ + kEnd);
-    ASSERT_TRUE(log.after.empty() || log.after == expected);
-    EXPECT_EQ(append(), 0u);
+    EXPECT_EQ(append(), SM_STATUS_SUCCESS);
     EXPECT_TRUE(get(path_) == expected) << at;
   }
+}
+
+TEST_F(XmlLog, NeedsNoBlockForALogThatEndsInALineFeed)
+{
+  put(path_, kStart + kEnd + "\n");
+  {
+    const Fault noMemory(Call::allocation, 2, ENOMEM, true);  // the entry has the first
+    EXPECT_EQ(append(), SM_STATUS_SUCCESS);
+  }
+  const std::string longTail = kStart + kEnd + std::string(600, 'y');
+  put(path_, longTail);
+  {
+    const Fault noMemory(Call::allocation, 2, ENOMEM, true);
+    EXPECT_EQ(append(), SM_STATUS_UNSUCCESSFUL);
+  }
+  EXPECT_EQ(get(path_), longTail);
 }
 
 TEST_F(XmlLog, StartsAShortFileAgainAndLeavesAForeignOne)
 {
   for (const size_t size : {0, 1, 40, 64}) {
     put(path_, std::string(size, 'x'));
-    EXPECT_EQ(append(), 0u);
-    EXPECT_EQ(get(path_), kStart + plain_ + kEnd) << size;
+    EXPECT_EQ(append(), SM_STATUS_SUCCESS);
+    EXPECT_EQ(get(path_), Format::log(plain_)) << size;
   }
   const std::string
       foreign
@@ -149,108 +125,97 @@ TEST_F(XmlLog, StartsAShortFileAgainAndLeavesAForeignOne)
               };
   for (const std::string &before : foreign) {
     put(path_, before);
-    EXPECT_EQ(append(nullptr, 0xFFFFFFFF), 257u);
+    EXPECT_EQ(append({.maximum = 0xFFFFFFFF}), SM_STATUS_BAD_TYPE);
     EXPECT_TRUE(get(path_) == before) << before.size();
   }
+  const Fault reading(Call::pread, 1, EIO);
+  EXPECT_EQ(append({.maximum = 0xFFFFFFFF}), SM_STATUS_BAD_TYPE);
 }
 
-TEST_F(XmlLog, MovesToItsBackupBeforeItReachesItsMaximum)
+TEST_F(XmlLog, MakesSureThatItExists)
 {
-  ASSERT_EQ(append(), 0u);
-  const std::string first = get(path_);
-  const auto size = static_cast<uint32_t>(first.size() + plain_.size());
-  EXPECT_EQ(append(nullptr, size + 1), 0u);
-  EXPECT_FALSE(fs::exists(backup_));
-  put(path_, first);
-  EXPECT_EQ(AppendToXMLLog(path_.c_str(), 4, 7, u"me", u"S", nullptr, nullptr, 0, size), 0u);
-  EXPECT_EQ(get(backup_), first);
-  EXPECT_EQ(get(path_),
-            kStart + entry("4", "1", "me", "S", "Log backup created") + entry("4", "7", "me", "S", "") + kEnd);
-}
-
-TEST_F(XmlLog, ClearsAndMakesSureThatItExists)
-{
-  EXPECT_EQ(ClearXMLLog(path_.c_str(), u"me", u"S"), SM_STATUS_UNSUCCESSFUL);
-  EXPECT_FALSE(fs::exists(path_));
-  const std::string cleared = kStart + entry("4", "0", "me", "S", "Log was cleared") + kEnd;
-  EXPECT_EQ(SMForceXMLLogExists(path_.c_str(), u"me", u"S"), 0u);
+  const std::string cleared = Format::log(Format::entry("4", "0", "me", "S", "Log was cleared"));
+  EXPECT_EQ(SMForceXMLLogExists(path_.c_str(), u"me", u"S"), SM_STATUS_SUCCESS);
   EXPECT_EQ(get(path_), cleared);
-  ASSERT_EQ(append(), 0u);
-  const std::string grown = get(path_);
-  EXPECT_EQ(ForceXMLLogExists(path_.c_str(), u"x", u"S"), 0u);
-  EXPECT_EQ(get(path_), grown);
-  EXPECT_EQ(SMClearXMLLog(path_.c_str(), u"me", u"S"), 0u);
+  EXPECT_EQ(ForceXMLLogExists(path_.c_str(), u"x", u"S"), SM_STATUS_SUCCESS);
+  EXPECT_EQ(get(path_), cleared);
+  EXPECT_EQ(append(), SM_STATUS_SUCCESS);
+  EXPECT_EQ(SMClearXMLLog(path_.c_str(), u"me", u"S"), SM_STATUS_SUCCESS);
   EXPECT_EQ(get(path_), cleared);
   put(path_, std::string(64, 'x'));
-  EXPECT_EQ(ForceXMLLogExists(path_.c_str(), u"me", u"S"), 0u);
+  EXPECT_EQ(ForceXMLLogExists(path_.c_str(), u"me", u"S"), SM_STATUS_SUCCESS);
   EXPECT_EQ(get(path_), cleared);
+  put(path_, std::string(65, 'x'));
+  EXPECT_EQ(ForceXMLLogExists(path_.c_str(), u"me", u"S"), SM_STATUS_SUCCESS);
+  EXPECT_EQ(get(path_), std::string(65, 'x'));
+  EXPECT_EQ(ForceXMLLogExists(nullptr, u"me", u"S"), SM_STATUS_BAD_ARGUMENT);
 }
 
-TEST_F(XmlLog, AnswersWhatItCannotWriteTo)
+TEST_F(XmlLog, AnswersATimeAndAHostNameThatItCannotHave)
 {
-  ASSERT_EQ(UnLoadIPSupt(), 0u);
-  EXPECT_EQ(append(), 17u);
-  ASSERT_EQ(LoadIPSupt(), 0u);
+  ASSERT_EQ(UnLoadIPSupt(), SM_STATUS_SUCCESS);
+  EXPECT_EQ(append(), SM_STATUS_NOT_LOADED);
+  EXPECT_EQ(Format::append(directory_.file("b/c/a.xml"), {}), SM_STATUS_UNSUCCESSFUL) << "the directory comes first";
+  EXPECT_EQ(Format::append(directory_.file("b/a.xml"), {}), SM_STATUS_NOT_LOADED);
+  EXPECT_TRUE(fs::exists(directory_.file("b")));
+  ASSERT_EQ(LoadIPSupt(), SM_STATUS_SUCCESS);
+  support::fixedTime = INT64_MAX;
+  EXPECT_EQ(append(), SM_STATUS_UNSUCCESSFUL);
   EXPECT_FALSE(fs::exists(path_));
-  EXPECT_EQ(AppendToXMLLog(directory_.file("b/c/a.xml").c_str(), 4, 7, nullptr, nullptr, nullptr, nullptr, 0, kMaximum),
-            SM_STATUS_UNSUCCESSFUL);
-  fs::create_directory(path_);
-  EXPECT_EQ(append(), SM_STATUS_UNSUCCESSFUL);
-  fs::remove(path_);
-  ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
-  EXPECT_EQ(append(), SM_STATUS_UNSUCCESSFUL);
-  fs::remove(path_);
-  fs::create_symlink(directory_.file("b.xml"), path_);
-  EXPECT_EQ(append(), 0u);
-  EXPECT_EQ(get(directory_.file("b.xml")), kStart + plain_ + kEnd);
-}
-
-/// Appends in a child whose files may not pass a size, and returns the status.
-std::string appendWithin(size_t limit, const std::function<uint32_t()> &append)
-{
-  Child child([&](Inside &inside) {
-    signal(SIGXFSZ, SIG_IGN);
-    const rlimit size = {limit, limit};
-    setrlimit(RLIMIT_FSIZE, &size);
-    inside.report("%u", append());
-  });
-  return child.report();
 }
 
 TEST_F(XmlLog, MendsItselfAfterAShortWrite)
 {
-  ASSERT_EQ(append(), 0u);
+  /// Appends in a child whose files may not pass a size.
+  const auto appendWithin = [&](size_t limit) {
+    Child child([&](Inside &inside) {
+      signal(SIGXFSZ, SIG_IGN);
+      const rlimit size = {limit, limit};
+      setrlimit(RLIMIT_FSIZE, &size);
+      inside.report("%u", append());
+    });
+    return child.report();
+  };
+  ASSERT_EQ(append(), SM_STATUS_SUCCESS);
   const std::string before = get(path_);
   for (const size_t more : {0, 1, 10, 100, 200}) {
-    EXPECT_EQ(appendWithin(before.size() + more, [&] { return append(); }), "19\n");
+    EXPECT_EQ(appendWithin(before.size() + more), "19\n");
     EXPECT_EQ(get(path_), before) << more;
   }
-  EXPECT_EQ(append(), 0u);
-  EXPECT_EQ(get(path_), kStart + plain_ + plain_ + kEnd);
-  // A log that cannot even start, and one that has no room for its first entry.
+  // A log that cannot even start, and one that cannot hold its first entry.
   for (const size_t limit : {0, 10, 64, 70, 85, 86, 200}) {
     put(path_, "");
-    EXPECT_EQ(appendWithin(limit, [&] { return append(); }), "19\n") << limit;
-    EXPECT_EQ(append(), 0u);
-    EXPECT_EQ(get(path_), kStart + plain_ + kEnd) << limit;
+    EXPECT_EQ(appendWithin(limit), "19\n") << limit;
+    EXPECT_EQ(append(), SM_STATUS_SUCCESS);
+    EXPECT_EQ(get(path_), Format::log(plain_)) << limit;
   }
 }
 
-TEST_F(XmlLog, LosesNothingWhenACallFails)
+TEST(XMLText, IsEscapedForTheLog)
 {
-  ASSERT_EQ(append(), 0u);
-  const std::string before = get(path_);
-  const std::string after = kStart + plain_ + plain_ + kEnd;
-  for (const Call call : {Call::allocation, Call::open, Call::pwrite, Call::close, Call::fcntl}) {
-    const unsigned failed = support::failEachBetween(
-        call, [&] { put(path_, before); }, [&] { return append(); },
-        [&](uint32_t status) {
-          const std::string now = get(path_);
-          EXPECT_TRUE(now == before || now == after) << static_cast<int>(call);
-          EXPECT_TRUE(status != 0 || now == after) << static_cast<int>(call);
-        });
-    EXPECT_GE(failed, 1u) << static_cast<int>(call);
+  const struct {
+    std::u16string text;
+    std::u16string escaped;
+  } rows[] = {
+      {u"", u""},
+      {u"plain caf\u00e9 \U0001F600 \t\n", u"plain caf\u00e9 \U0001F600 \t\n"},
+      {u"<a href='x'>\"&amp;\"</a>", u"&lt;a href=&apos;x&apos;&gt;&quot;&amp;amp;&quot;&lt;/a&gt;"},
+      {u"\r\n\r", u"&#13;\n&#13;"},
+      {u"\x01\b\x0B\f\x1F\x7F\x80\uD7FF\uE000\uFFFD\uFFFE\uFFFF",
+       u"\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\x7F\x80\uD7FF\uE000\uFFFD\uFFFD\uFFFD"},
+      {u"\xD800", u"\uFFFD"},
+      {u"\xDC00x\xD800y\xD800\xD800\xDC00\xDC00", u"\uFFFDx\uFFFDy\uFFFD\xD800\xDC00\uFFFD"},
+      {u"\xDBFF\xDFFF", u"\xDBFF\xDFFF"},
+  };
+  for (const auto &row : rows) {
+    SMChar16 *escaped = SMEscapeXMLText(row.text.c_str());
+    ASSERT_NE(escaped, nullptr);
+    EXPECT_EQ(std::u16string(escaped), row.escaped);
+    SMFreeMem(escaped);
   }
+  EXPECT_EQ(SMEscapeXMLText(nullptr), nullptr);
+  const Fault noMemory(Call::allocation, 1);
+  EXPECT_EQ(SMEscapeXMLText(u"x"), nullptr);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Facts of the machine that this process runs on, as plain C values. A fact that cannot be had (a file that a container
+// Facts of the machine that this process runs on, as plain C values. An unavailable one (a file that a container
 // lacks, a path that may not be looked at) is marked as unknown, never guessed. Texts are UTF-8, sizes are bytes.
 //
 // The collectors return false, and errno says why, when memory is short or reading fails midway: an incomplete

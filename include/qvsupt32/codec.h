@@ -2,7 +2,9 @@
  *
  * Base64 is that of RFC 4648 on one line: the alphabet A-Z, a-z, 0-9, "+" and "/", padded with "=". Neither function
  * fails or checks anything: both return 0 for whatever they are given, and text that is no Base64 decodes to some
- * bytes, by the rules below. No function is told the size of a destination. */
+ * bytes, by the rules below. Neither knows the size of its destination.
+ *
+ * Threads and signal handlers: both may be called anywhere, on buffers that nobody else uses. */
 #ifndef QVSUPT32_CODEC_H
 #define QVSUPT32_CODEC_H
 
@@ -17,20 +19,21 @@ QVSUPT32_BEGIN_C
 
 /* Writes count bytes as Base64 text and a NUL: four characters for every three bytes, the last group padded with "=".
  * A count below 1 gives an empty text. alphabet is 64 characters to use in place of the standard ones, or null. text
- * has SM_BASE64_TEXT_SIZE(count) bytes; it may not overlap the others. Returns 0. */
+ * has SM_BASE64_TEXT_SIZE(count) bytes; it may not overlap the others. Returns SM_STATUS_SUCCESS (0). */
 QVSUPT32_API uint32_t encode64(char *text, const uint8_t *bytes, int32_t count, const char *alphabet);
 QVSUPT32_API uint32_t SMBase64Encode(char *text, const uint8_t *bytes, int32_t count, const char *alphabet);
 
-/* Decodes count characters of text, which need not end in a NUL, in groups of four, and writes a NUL behind the bytes;
+/* Decodes count characters of text, which need not end in a NUL, in groups of four, and writes a NUL after the bytes;
  * one to three characters that are left over are ignored, and a count below 4 gives the NUL alone. Always uses the
  * standard alphabet. The number of bytes is not returned: it is three a group, less one for every "=".
  *
  * A group that has "=" first or second gives no byte, whatever follows; one that has it third gives one byte, one that
- * has it fourth two. Groups behind a padded one are decoded as well. Any other character outside the alphabet, a line
+ * has it fourth two. Groups after a padded one are decoded as well. Any other character outside the alphabet, a line
  * feed for example, counts as a value with all bits set, the bits of its neighbours in the bytes that they share
  * included.
  *
- * bytes has SM_BASE64_BYTES_SIZE(count) bytes; it may be text itself, and else may not overlap it. Returns 0. */
+ * bytes has SM_BASE64_BYTES_SIZE(count) bytes; it may be text itself, and else may not overlap it. Returns
+ * SM_STATUS_SUCCESS (0). */
 QVSUPT32_API uint32_t decode64(uint8_t *bytes, const char *text, int32_t count);
 QVSUPT32_API uint32_t SMBase64Decode(uint8_t *bytes, const char *text, int32_t count);
 

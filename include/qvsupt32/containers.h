@@ -1,7 +1,10 @@
 /* Containers: the red-black tree, linked lists, the hash identifier table.
  *
- * A container holds the caller's data pointers. It never copies, inspects or frees what they point to, has no state but
- * the caller's slot and the nodes, and takes no lock: its owner serializes all operations on it. */
+ * A container holds the caller's data pointers. It never copies, inspects or frees what they point to, and has no state
+ * but what is declared here. Statuses are listed in the order in which they are decided.
+ *
+ * Threads: nothing is locked; the owner of a container serializes all operations on it. Signal handlers: none of these
+ * functions may be called there. */
 #ifndef QVSUPT32_CONTAINERS_H
 #define QVSUPT32_CONTAINERS_H
 
@@ -33,7 +36,8 @@ typedef struct SMRedBlackTreeNode {
  *     ranks before it, positive when it ranks after. An inconsistent order makes lookups miss, it never breaks the
  *     tree.
  *   To walk: 0 stops the walk at this datum, anything else goes on; in mode 4 the sign steers as well.
- *   To release: called once for every datum; the result is ignored.
+ *   To release: called once for every datum, when all below it are gone; the result is ignored. It may look at what is
+ *     left of the tree: the node of its own datum, without children, and all that is not yet released.
  * A callback must not change the tree that it is called for. */
 typedef int32_t (*SMRedBlackTreeCallback)(void *key, void *nodeData);
 
@@ -57,10 +61,10 @@ QVSUPT32_API SMBool RedBlackTreeIsEmpty(const SMRedBlackTreeNode *root);
 QVSUPT32_API int32_t SMRedBlackTreeIsEmpty(const SMRedBlackTreeNode *root);
 
 /* Inserts datum where compare ranks key.
- *   271  tree, datum, key or compare is null
- *   258  a datum compares equal; the tree is unchanged
- *   272  no node can be allocated; the tree is unchanged
- *   0    inserted */
+ *   SM_STATUS_INVALID_PARAMETER (271)  tree, datum, key or compare is null
+ *   SM_STATUS_ALREADY_EXISTS (258)     a datum compares equal; the tree is unchanged
+ *   SM_STATUS_NO_MEMORY (272)          no node can be allocated; the tree is unchanged
+ *   SM_STATUS_SUCCESS (0)              inserted */
 QVSUPT32_API uint32_t RedBlackTreeDataInsert(SMRedBlackTreeNode **tree, void *datum, void *key,
                                              SMRedBlackTreeCallback compare);
 QVSUPT32_API uint32_t SMRedBlackTreeDataInsert(SMRedBlackTreeNode **tree, void *datum, void *key,
@@ -74,9 +78,9 @@ QVSUPT32_API void *SMRedBlackTreeDataReplace(SMRedBlackTreeNode **tree, void *ne
                                              SMRedBlackTreeCallback compare);
 
 /* Takes the datum that compares equal to key out of the tree. The caller, who found it through its key, frees it.
- *   271  tree, key or compare is null
- *   256  no datum compares equal
- *   0    taken out */
+ *   SM_STATUS_INVALID_PARAMETER (271)  tree, key or compare is null
+ *   SM_STATUS_NOT_FOUND (256)          no datum compares equal
+ *   SM_STATUS_SUCCESS (0)              taken out */
 QVSUPT32_API uint32_t RedBlackTreeDataDelete(SMRedBlackTreeNode **tree, void *key, SMRedBlackTreeCallback compare);
 QVSUPT32_API uint32_t SMRedBlackTreeDataDelete(SMRedBlackTreeNode **tree, void *key, SMRedBlackTreeCallback compare);
 
@@ -93,7 +97,7 @@ QVSUPT32_API void *SMRedBlackTreeDataWalk(SMRedBlackTreeNode *node, void *contex
                                           uint32_t mode);
 
 /* Returns a new red node without children, owned by the caller until it is linked; null when the heap is exhausted. */
-QVSUPT32_API SMRedBlackTreeNode *SMRedBlackTreeNodeAlloc(SMRedBlackTreeNode *parent, void *datum);
+QVSUPT32_API QVSUPT32_OWNED SMRedBlackTreeNode *SMRedBlackTreeNodeAlloc(SMRedBlackTreeNode *parent, void *datum);
 
 /* Frees a node, never its datum. Null does nothing. */
 QVSUPT32_API void SMRedBlackTreeNodeFree(SMRedBlackTreeNode *node);
@@ -127,7 +131,7 @@ QVSUPT32_API void RedBlackTreeDeleteFixup(SMRedBlackTreeNode **tree, SMRedBlackT
 
 typedef struct SLListEntry {
   struct SLListEntry *next; /* null at the tail */
-  void *data;               /* the entry's own data area right behind, or null */
+  void *data;               /* the data area that follows the entry, or null */
 } SLListEntry;
 
 typedef struct SLList {
@@ -138,7 +142,7 @@ typedef struct SLList {
 typedef struct DLListEntry {
   struct DLListEntry *next;     /* null at the tail */
   struct DLListEntry *previous; /* null at the head */
-  void *data;                   /* the entry's own data area right behind, or null */
+  void *data;                   /* the data area that follows the entry, or null */
 } DLListEntry;
 
 typedef struct DLList {
@@ -147,15 +151,15 @@ typedef struct DLList {
 } DLList;
 
 /* A callback, called with the caller's key or context and an entry: 0 selects the entry. For the ordered insert a
- * negative value means that the new entry goes before this one, a positive value that it goes behind it. It must not
+ * negative value means that the new entry goes before this one, a positive value that it goes after it. It must not
  * change the list. */
 typedef int32_t (*SMListCallback)(void *key, void *entry);
 
 /* Returns a new empty list, freed by the caller with SLListFree or DLListFree; null when the heap is exhausted. */
-QVSUPT32_API SLList *SLListAlloc(void);
-QVSUPT32_API SLList *SMSLListAlloc(void);
-QVSUPT32_API DLList *DLListAlloc(void);
-QVSUPT32_API DLList *SMDLListAlloc(void);
+QVSUPT32_API QVSUPT32_NEW SLList *SLListAlloc(void);
+QVSUPT32_API QVSUPT32_NEW SLList *SMSLListAlloc(void);
+QVSUPT32_API QVSUPT32_NEW DLList *DLListAlloc(void);
+QVSUPT32_API QVSUPT32_NEW DLList *SMDLListAlloc(void);
 
 /* Frees the list itself; entries that it still holds stay the caller's. Null does nothing. */
 QVSUPT32_API void SLListFree(SLList *list);
@@ -169,13 +173,13 @@ QVSUPT32_API void SMSLListInitNoAlloc(SLList *list);
 QVSUPT32_API void DLListInitNoAlloc(DLList *list);
 QVSUPT32_API void SMDLListInitNoAlloc(DLList *list);
 
-/* Returns a new unlinked entry with a data area of that many bytes right behind it, to which its data pointer points
+/* Returns a new unlinked entry followed by a data area of that many bytes, to which its data pointer points
  * (null for 0 bytes); freed by the caller with SLListEntryFree or DLListEntryFree. Null when the heap is exhausted or
  * the sum of both sizes passes 32 bits. */
-QVSUPT32_API SLListEntry *SLListEntryAlloc(uint32_t dataSize);
-QVSUPT32_API SLListEntry *SMSLListEntryAlloc(uint32_t dataSize);
-QVSUPT32_API DLListEntry *DLListEntryAlloc(uint32_t dataSize);
-QVSUPT32_API DLListEntry *SMDLListEntryAlloc(uint32_t dataSize);
+QVSUPT32_API QVSUPT32_OWNED SLListEntry *SLListEntryAlloc(uint32_t dataSize);
+QVSUPT32_API QVSUPT32_OWNED SLListEntry *SMSLListEntryAlloc(uint32_t dataSize);
+QVSUPT32_API QVSUPT32_OWNED DLListEntry *DLListEntryAlloc(uint32_t dataSize);
+QVSUPT32_API QVSUPT32_OWNED DLListEntry *SMDLListEntryAlloc(uint32_t dataSize);
 
 /* Clears the data pointer and frees the entry with its data area. */
 QVSUPT32_API void SLListEntryFree(SLListEntry *entry);
@@ -195,16 +199,16 @@ QVSUPT32_API void SMSLListInsertEntryAtHead(SLList *list, SLListEntry *entry);
 QVSUPT32_API void DLListInsertEntryAtHead(DLList *list, DLListEntry *entry);
 QVSUPT32_API void SMDLListInsertEntryAtHead(DLList *list, DLListEntry *entry);
 
-/* Puts the entry behind all others. */
+/* Puts the entry after all others. */
 QVSUPT32_API void SLListInsertEntryAtTail(SLList *list, SLListEntry *entry);
 QVSUPT32_API void SMSLListInsertEntryAtTail(SLList *list, SLListEntry *entry);
 QVSUPT32_API void DLListInsertEntryAtTail(DLList *list, DLListEntry *entry);
 QVSUPT32_API void SMDLListInsertEntryAtTail(DLList *list, DLListEntry *entry);
 
-/* Puts the entry before the first one for which compare(key, listed entry) is negative, or behind all of them.
- *   271  list, entry, key or compare is null
- *   258  compare gave 0 for a listed entry; the list is unchanged
- *   0    inserted */
+/* Puts the entry before the first one for which compare(key, listed entry) is negative, or after all of them.
+ *   SM_STATUS_INVALID_PARAMETER (271)  list, entry, key or compare is null
+ *   SM_STATUS_ALREADY_EXISTS (258)     compare gave 0 for a listed entry; the list is unchanged
+ *   SM_STATUS_SUCCESS (0)              inserted */
 QVSUPT32_API uint32_t SLListInsertEntry(SLList *list, SLListEntry *entry, void *key, SMListCallback compare);
 QVSUPT32_API uint32_t SMSLListInsertEntry(SLList *list, SLListEntry *entry, void *key, SMListCallback compare);
 QVSUPT32_API uint32_t DLListInsertEntry(DLList *list, DLListEntry *entry, void *key, SMListCallback compare);
@@ -258,8 +262,9 @@ QVSUPT32_API int32_t SMDLListIsEmpty(const DLList *list);
  *
  * A bitmap in the caller's memory that hands out small numbers, the lowest free one first, and takes them back.
  * Identifier n is bit n mod 32 of the 32-bit word n div 32; a set bit is an identifier in use. Identifier 0 means none:
- * its bit is never set and never reported. Sizes are the table's size in bytes: whole 4-byte words of it are handed
- * out, a table smaller than 4 bytes holds nothing, and a null table is not allowed. Nothing is allocated. */
+ * its bit is never set and never reported. Sizes are the table's size in bytes. Identifiers are handed out and
+ * enumerated from its whole 4-byte words, so none from a table smaller than 4 bytes; a table must not be null. Nothing
+ * is allocated. */
 
 /* Returns the bytes that a table for the identifiers 1 to highest takes; 0 when highest is not in 1..1073741822. */
 QVSUPT32_API uint32_t HashTableBytesNeeded(int32_t highest);
@@ -273,17 +278,19 @@ QVSUPT32_API uint32_t SMClearHashTable(uint32_t *table, int32_t size);
 QVSUPT32_API uint32_t AcquireHashID(uint32_t *table, uint32_t size);
 QVSUPT32_API uint32_t SMAcquireHashID(uint32_t *table, uint32_t size);
 
-/* Tells whether an identifier is in use.
- *   257  it lies beyond the table
- *   12   not in use (always for identifier 0)
- *   0    in use */
+/* Finds out whether an identifier is in use.
+ *   SM_STATUS_INDEX_OUT_OF_RANGE (12)  identifier 0, in a table of any size
+ *   SM_STATUS_BAD_TYPE (257)           it is beyond the table: not below 8 times the size
+ *   SM_STATUS_INDEX_OUT_OF_RANGE (12)  not in use
+ *   SM_STATUS_SUCCESS (0)              in use */
 QVSUPT32_API uint32_t VerifyHashID(const uint32_t *table, uint32_t size, uint32_t id);
 QVSUPT32_API uint32_t SMVerifyHashID(const uint32_t *table, uint32_t size, uint32_t id);
 
 /* Gives an identifier back.
- *   257  it lies beyond the table
- *   12   not in use; nothing changes
- *   0    free now */
+ *   SM_STATUS_INDEX_OUT_OF_RANGE (12)  identifier 0, in a table of any size
+ *   SM_STATUS_BAD_TYPE (257)           it is beyond the table: not below 8 times the size
+ *   SM_STATUS_INDEX_OUT_OF_RANGE (12)  not in use; nothing changes
+ *   SM_STATUS_SUCCESS (0)              free now */
 QVSUPT32_API uint32_t ReleaseHashID(uint32_t *table, uint32_t size, uint32_t id);
 QVSUPT32_API uint32_t SMReleaseHashID(uint32_t *table, uint32_t size, uint32_t id);
 

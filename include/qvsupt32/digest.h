@@ -2,7 +2,8 @@
  *
  * A record of the caller goes through RFC1321Load, any number of RFC1321AddMsg, and RFC1321ComputeMsgDigest; its digest
  * field then holds the 16 bytes. There is no global state: independent records may be used by several threads at once.
- * No argument may be null, except bytes with a length of 0. MD5 tells names apart; it keeps no secret. */
+ * No argument may be null, except bytes with a length of 0. Signal handlers may call them on records of their own.
+ * MD5 is fit to tell names apart, and unfit to protect anything. */
 #ifndef QVSUPT32_DIGEST_H
 #define QVSUPT32_DIGEST_H
 
@@ -10,8 +11,9 @@
 
 QVSUPT32_BEGIN_C
 
-typedef struct __attribute__((packed, aligned(4))) RFC1321Context {
-  uint64_t bitCount;      /* message bits added so far */
+/* 108 bytes without gaps on every machine: no member needs more alignment than 4. */
+typedef struct RFC1321Context {
+  uint32_t bitCount[2];   /* message bits added so far, 64 bits: the low word, the high word */
   uint32_t state[4];      /* the chaining words A to D */
   uint32_t bufferedCount; /* bytes waiting in the block buffer, 0 to 63 */
   uint8_t digest[16];     /* the result */

@@ -74,7 +74,9 @@
  *   negative zero                   prints as zero                                 with a minus
  *   %e %E                           1.5 is 1.5e+00, 1 is 1e+00; zeros stay with #  1.500000e+00, 1.000000e+00
  *   %.0f of 0.3, -0.5               0. and -0. (no digit is left to print)         0 and -0
- *   %#.0f of 0                      0                                              0.
+ *   %#.0f of 0                      0, in a field of the size of "0.": %#5.0f is   0.
+ *                                     three spaces and 0, and %n counts a byte
+ *                                     that is not printed
  *   %.0g                            exponent from 1 on: 5 is 5e+00, 0 is 0e+00     as %.1g: 5, 0
  *   decimal point                   always a full stop                             up to LC_NUMERIC
  *   ' and I flags, %1$d, %m         unknown characters, as above                   grouping, digits, position, errno

@@ -1,10 +1,14 @@
 /* Operating-system services: IPC names, record locks, global and local mutexes, System V semaphores.
  *
- * Timeouts are unsigned. 0xFFFFFFFF waits without limit in one blocking call. Any other value N makes one try and then
- * up to N more, each after a sleep of one millisecond: it counts polling steps, not the time on a clock.
+ * Timeouts are unsigned. SM_WAIT_FOREVER (0xFFFFFFFF) waits without limit in one blocking call. Any other value N makes
+ * one try and then up to N more, each after a sleep of one millisecond: it counts polling steps, not time on a clock.
  *
- * Results are 0 (success), 3 (SM_STATUS_TIMEOUT) and -1 (SM_STATUS_UNSUCCESSFUL), unless a declaration says otherwise.
- * None of these functions may be called from a signal handler. */
+ * Results are signed: SM_STATUS_SUCCESS (0), SM_STATUS_TIMEOUT (3) and SM_STATUS_UNSUCCESSFUL (-1), unless a contract
+ * says otherwise. After SM_STATUS_UNSUCCESSFUL and after handle 0 errno is that of the system call that failed, if
+ * one did.
+ *
+ * Threads: all functions may be called by several threads at once, except CloseIPCFile. Record locks and global mutexes
+ * do not exclude them. No function of this header may be called from a signal handler. */
 #ifndef QVSUPT32_OS_H
 #define QVSUPT32_OS_H
 
@@ -15,9 +19,11 @@ QVSUPT32_BEGIN_C
 /* IPC names and the IPC file ---------------------------------------------------------------------------------------
  *
  * An IPC name is a number that processes agree on: an offset plus a base that the site sets in /etc/vela.conf with a
- * line "ipcnamebase=<number>" (100000 without one). The IPC file, /etc/tallowmere/shared/.sharedipc where
- * /etc/tallowmere/shared exists and /etc/tallowmere/vela/.velaipc elsewhere, holds no data: byte N of it is the lock
- * record of number N. It is created with mode 0600 and opened once, close-on-exec.
+ * line "ipcnamebase=<number>" (100000 without one). The IPC file, /etc/tallowmere/shared/.sharedipc if
+ * /etc/tallowmere/shared exists and /etc/tallowmere/vela/.velaipc otherwise, holds no data: byte N of it is the lock
+ * record of number N. It is created with mode 0600, before the umask, and opened once, close-on-exec. Record numbers in
+ * use are IPC names (120000 is the global file lock, with the default base) and the identifiers of the semaphore sets
+ * of manual-reset events (os_objects.h).
  *
  * Records are POSIX record locks (fcntl(2)). They belong to the process: they exclude other processes, not threads; one
  * unlock frees the record for the whole process; a forked child does not inherit them; they vanish when the process
@@ -37,23 +43,30 @@ QVSUPT32_API extern const char *l_ipc_filename;
  * process. The first line of the file that matches counts: optional white space, "ipcnamebase=" with nothing before the
  * equals sign, optional white space, a decimal number with an optional sign; the rest of the line is ignored. A number
  * beyond 32 signed bits is taken as the nearest one inside. A line of more than 255 characters is tested in pieces of
- * 255. A missing or unreadable file, or one without such a line, gives 100000. */
+ * 255. A missing or unreadable file, or one without such a line, gives 100000. A base of -1 is the mark of a base that
+ * has not been read: the file is then read at every call. */
 QVSUPT32_API uint32_t CreateIPCName(uint32_t offset);
 
-/* Opens the IPC file unless it is open, and creates it when it is missing; never its directory. Returns 0 when it is
- * open, -1 when it cannot be opened. */
+/* Opens the IPC file unless it is open, and creates it if it is missing; never its directory.
+ *   SM_STATUS_UNSUCCESSFUL (-1)  it cannot be opened
+ *   SM_STATUS_SUCCESS (0)        it is open */
 QVSUPT32_API int32_t OpenIPCFile(void);
 
-/* Closes the IPC file if it is open, which drops every record lock of the process. Returns 0. */
+/* Closes the IPC file if it is open, which drops every record lock of the process. Returns SM_STATUS_SUCCESS (0).
+ * Threads: none may use the file meanwhile. */
 QVSUPT32_API int32_t CloseIPCFile(void);
 
-/* Locks a record for this process. Opens the IPC file when it is closed or its descriptor has gone bad. Returns 0 when
- * the record is locked, 3 when another process held it to the last try, -1 when the file cannot be opened or the lock
- * call failed. Interruptions by signals are not counted as tries. */
+/* Locks a record for this process. Opens the IPC file if it is closed or its descriptor has gone bad. A try that a
+ * signal interrupts is repeated and not counted.
+ *   SM_STATUS_UNSUCCESSFUL (-1)  the file cannot be opened, or the lock call failed
+ *   SM_STATUS_TIMEOUT (3)        another process held the record to the last try
+ *   SM_STATUS_SUCCESS (0)        locked */
 QVSUPT32_API int32_t LockIPCFileRecord(uint32_t record, uint32_t timeout);
 
-/* Unlocks a record for the whole process; one that is not locked counts as unlocked. Opens the IPC file when it is
- * closed. Returns 0, or -1 when the file cannot be opened or the lock call failed. */
+/* Unlocks a record for the whole process; one that is not locked counts as unlocked. Opens the IPC file as
+ * LockIPCFileRecord does.
+ *   SM_STATUS_UNSUCCESSFUL (-1)  the file cannot be opened, or the lock call failed
+ *   SM_STATUS_SUCCESS (0)        unlocked */
 QVSUPT32_API int32_t UnlockIPCFileRecord(uint32_t record);
 
 /* Global mutexes ----------------------------------------------------------------------------------------------------
@@ -61,20 +74,20 @@ QVSUPT32_API int32_t UnlockIPCFileRecord(uint32_t record);
  * A global mutex is the IPC file record of its own name: the handle is the name, and 0 is no mutex. It excludes
  * processes only; see the record locks above for threads, fork, exec and crashes of the holder. */
 
-/* Opens the IPC file and returns the name as handle; 0 when the name is 0 (without touching the file) or the file
+/* Opens the IPC file and returns the name as handle; 0 if the name is 0 (the file is not touched then) or the file
  * cannot be opened. */
 QVSUPT32_API uint32_t CreateGlobalMutex(uint32_t name);
 
 /* The same as CreateGlobalMutex. */
 QVSUPT32_API uint32_t OpenGlobalMutex(uint32_t name);
 
-/* Does nothing: a global mutex leaves nothing behind but the open IPC file. */
+/* Does nothing: a global mutex has no state but the open IPC file. */
 QVSUPT32_API void DestroyGlobalMutex(uint32_t handle);
 
-/* Returns -1 for handle 0, else the result of LockIPCFileRecord(handle, timeout). */
+/* SM_STATUS_UNSUCCESSFUL (-1) for handle 0, else the result of LockIPCFileRecord(handle, timeout). */
 QVSUPT32_API int32_t WaitForGlobalMutex(uint32_t handle, uint32_t timeout);
 
-/* Returns -1 for handle 0, else the result of UnlockIPCFileRecord(handle). */
+/* SM_STATUS_UNSUCCESSFUL (-1) for handle 0, else the result of UnlockIPCFileRecord(handle). */
 QVSUPT32_API int32_t ReleaseGlobalMutex(uint32_t handle);
 
 /* Local mutexes -----------------------------------------------------------------------------------------------------
@@ -84,16 +97,21 @@ QVSUPT32_API int32_t ReleaseGlobalMutex(uint32_t handle);
 
 typedef struct SMLocalMutex SMLocalMutex;
 
-/* Returns a new mutex, owned by the caller until DestroyLocalMutex; null when memory is short. */
-QVSUPT32_API SMLocalMutex *CreateLocalMutex(void);
+/* Returns a new mutex, owned by the caller until DestroyLocalMutex; null if memory is short. */
+QVSUPT32_API QVSUPT32_NEW SMLocalMutex *CreateLocalMutex(void);
 
 /* Destroys and frees a mutex that nobody holds. Null is ignored. */
 QVSUPT32_API void DestroyLocalMutex(SMLocalMutex *mutex);
 
-/* Returns -1 for null, 0 when the mutex is locked, 3 when every try failed, -1 when the wait without limit failed. */
+/* Locks.
+ *   SM_STATUS_UNSUCCESSFUL (-1)  mutex is null, or the wait without limit failed
+ *   SM_STATUS_TIMEOUT (3)        every try failed
+ *   SM_STATUS_SUCCESS (0)        locked */
 QVSUPT32_API int32_t WaitForLocalMutex(SMLocalMutex *mutex, uint32_t timeout);
 
-/* Returns -1 for null, 0 when the mutex is unlocked, -1 when that failed. */
+/* Unlocks.
+ *   SM_STATUS_UNSUCCESSFUL (-1)  mutex is null, or the unlock failed
+ *   SM_STATUS_SUCCESS (0)        unlocked */
 QVSUPT32_API int32_t ReleaseLocalMutex(SMLocalMutex *mutex);
 
 /* System V semaphores -----------------------------------------------------------------------------------------------
@@ -104,28 +122,34 @@ QVSUPT32_API int32_t ReleaseLocalMutex(SMLocalMutex *mutex);
  * See semop(2). */
 
 /* Creates the set of a key with an initial count and returns its identifier. A set that exists already is used as it
- * is, its count included. Key 0 makes a private set. Returns 0 on failure, with nothing left behind. Another process
+ * is, its count included. Key 0 makes a private set. Returns 0 on failure, after which nothing is left. Another process
  * can meet a new set before its initial count is stored. */
 QVSUPT32_API int32_t CreateSemaphore(int32_t key, int32_t initial);
 
-/* Returns the identifier of the existing set of a key, 0 when there is none or access is refused. */
+/* Returns the identifier of the existing set of a key, 0 if there is none or access is refused. */
 QVSUPT32_API int32_t OpenSemaphore(int32_t key);
 
-/* Removes the set, under whoever else uses it: waits without limit end with -1, all others with 3. 0 is ignored, a
- * failure is not reported. */
+/* Removes the set, also while others use it: their waits without limit end with SM_STATUS_UNSUCCESSFUL (-1), all
+ * others with SM_STATUS_TIMEOUT (3). 0 is ignored, a failure is not reported. */
 QVSUPT32_API void DestroySemaphore(int32_t id);
 
-/* Takes 1 from the count. Returns -1 for identifier 0, 0 when taken, 3 when every try failed for whatever reason, -1
- * when the wait without limit failed (the set is gone, for example). */
+/* Takes 1 from the count.
+ *   SM_STATUS_UNSUCCESSFUL (-1)  id is 0, or the wait without limit failed: the set is gone, for example
+ *   SM_STATUS_TIMEOUT (3)        every try failed, for whatever reason
+ *   SM_STATUS_SUCCESS (0)        taken */
 QVSUPT32_API int32_t WaitForSemaphore(int32_t id, uint32_t timeout);
 
 /* The same; the kernel gives the 1 back when the process ends. */
 QVSUPT32_API int32_t WaitForSemaphoreUndo(int32_t id, uint32_t timeout);
 
-/* Adds 1 to the count. Returns -1 for identifier 0, 0 when added, -1 when the kernel refused (its maximum is 32767). */
+/* Adds 1 to the count.
+ *   SM_STATUS_UNSUCCESSFUL (-1)  id is 0, or the kernel refused: the set is gone, or its count is at the maximum, 32767
+ *   SM_STATUS_SUCCESS (0)        added */
 QVSUPT32_API int32_t ReleaseSemaphore(int32_t id);
 
-/* Sets the count to 0. Returns -1 for identifier 0, else 0, whatever became of it. Not atomic against waits. */
+/* Sets the count to 0. Not atomic against waits.
+ *   SM_STATUS_UNSUCCESSFUL (-1)  id is 0
+ *   SM_STATUS_SUCCESS (0)        any other, also if the set is gone */
 QVSUPT32_API int32_t ResetSemaphore(int32_t id);
 
 QVSUPT32_END_C

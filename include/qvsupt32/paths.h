@@ -10,7 +10,7 @@
  *   "Corvane"    34           corvaneinstallpath or CORVANEINSTALLPATH   /etc/tallowmere/corvane
  *   "VELA"       35           velainstallpath or VELAINSTALLPATH         /etc/tallowmere/vela
  *
- * A variable's value is taken as it stands; one of 256 bytes or more, terminator included, leaves the product without a
+ * A variable's value is taken unchanged; one of 256 bytes or more, terminator included, leaves the product without a
  * directory. Paths are zero-terminated, their sizes are bytes with the terminator. */
 #ifndef QVSUPT32_PATHS_H
 #define QVSUPT32_PATHS_H
@@ -39,8 +39,8 @@ typedef struct SMInstallPath {
   uint32_t productID;
 } SMInstallPath;
 
-/* The directories of the known products in their order; null and 0 while the library is not attached. Read-only for
- * callers. */
+/* The directories of the known products in their order; null and 0 while the library is not attached. Callers only read
+ * them. */
 QVSUPT32_API extern SMInstallPath *pGInstallPathList;
 QVSUPT32_API extern uint32_t gInstallPathListCount;
 
@@ -51,31 +51,37 @@ QVSUPT32_API void SUPTMiscInitInstallPathCache(void);
 /* Forgets the directories: a step of detaching. Threads: as SUPTMiscInitInstallPathCache. */
 QVSUPT32_API void SUPTMiscFreeInstallPathCache(void);
 
-/* Copies the install directory of a product. size must not be null; path only where *size is too small.
- *   256  the library is not attached, or the product has no directory: *size becomes 0
- *   256  no such product: *size is left
- *   257  the directory does not exist: *size becomes 0
- *   16   *size is too small and becomes the size needed
- *   0    the path is copied and *size becomes its size */
+/* Copies the install directory of a product. size must not be null; path may be null if *size is too small, such as 0.
+ *   SM_STATUS_NOT_FOUND (256)        the library is not attached, or the product has no directory: *size becomes 0
+ *   SM_STATUS_NOT_FOUND (256)        no such product: *size is left
+ *   SM_STATUS_BAD_TYPE (257)         the directory does not exist: *size becomes 0
+ *   SM_STATUS_BUFFER_TOO_SMALL (16)  *size is too small and becomes the size needed
+ *   SM_STATUS_SUCCESS (0)            the path is copied and *size becomes its size */
 QVSUPT32_API uint32_t SUPTMiscGetInstallPathByProductID(uint32_t productID, char *path, uint32_t *size);
 QVSUPT32_API uint32_t SMGetInstallPathByProductID(uint32_t productID, char *path, uint32_t *size);
 
 /* The same for the library's own product, 35. */
 QVSUPT32_API uint32_t SMGetInstallPath(char *path, uint32_t *size);
 
-/* Copies the platform directory of a product, without regard to the environment and to what exists. Statuses: 271 for
- * an unknown product and for a null pointer, 16 with the size needed, 0 with the size. */
+/* Copies the platform directory of a product, without regard to the environment and to what exists.
+ *   SM_STATUS_INVALID_PARAMETER (271)  the product is unknown, or a pointer is null
+ *   SM_STATUS_BUFFER_TOO_SMALL (16)    *size is too small and becomes the size needed, for product 1 the size of the
+ *                                      longer path that its own is cut from
+ *   SM_STATUS_SUCCESS (0)              the path is copied and *size becomes its size */
 QVSUPT32_API uint32_t OSInitProductInstallPath(uint32_t productID, char *path, uint32_t *size);
 
-/* Copies a key name, which on this platform is the path itself. Statuses: 271 for a null path or size, 16 with the size
- * needed, 0 with the size. */
+/* Copies a key name, which on this platform is the path itself. keyName must not be null.
+ *   SM_STATUS_INVALID_PARAMETER (271)  path or size is null
+ *   SM_STATUS_BUFFER_TOO_SMALL (16)    *size is too small and becomes the size needed
+ *   SM_STATUS_SUCCESS (0)              the name is copied and *size becomes its size */
 QVSUPT32_API uint32_t OSInitInstallPathByKeyName(const char *keyName, char *path, uint32_t *size);
 
-/* Removes one "/" from the end of a path and stores the new size; a path without one, and then *size too, is left. */
+/* Removes one "/" from the end of a path and stores the new size; a path without one is left, and so is *size. Neither
+ * argument may be null. */
 QVSUPT32_API void SUPTMiscRemoveTrailingPathSeparator(char *path, uint32_t *size);
 
 /* Cuts a path before its last "/", unless that is its first character, and stores the new size; otherwise path and
- * *size are left. */
+ * *size are left. Neither argument may be null. */
 QVSUPT32_API void SUPTMiscRemoveSubDir(char *path, uint32_t *size);
 
 QVSUPT32_END_C

@@ -9,6 +9,12 @@
 #include <uchar.h>
 #endif
 
+/* The version that these headers declare. SMGetVersionText tells that of the loaded library. Since 4.1. */
+#define QVSUPT32_VERSION_MAJOR 4
+#define QVSUPT32_VERSION_MINOR 1
+#define QVSUPT32_VERSION_PATCH 0
+#define QVSUPT32_VERSION_STRING "4.1.0"
+
 #ifdef __cplusplus
 #define QVSUPT32_BEGIN_C extern "C" {
 #define QVSUPT32_END_C }
@@ -19,6 +25,12 @@
 
 /* Marks every exported function and variable. */
 #define QVSUPT32_API __attribute__((visibility("default")))
+
+/* Marks the functions whose result the caller has to free or to close: who drops it has lost it. */
+#define QVSUPT32_OWNED __attribute__((warn_unused_result))
+
+/* The same for those that return a fresh block without pointers to anything that the caller has. */
+#define QVSUPT32_NEW __attribute__((warn_unused_result, malloc))
 
 /* One UCS-2 code unit in the machine's byte order: char16_t where the language has it, so that u"..." can be passed. */
 #if (defined(__cplusplus) && __cplusplus >= 201103L) || \
@@ -33,6 +45,10 @@ typedef int16_t SMBool;
 
 /* A timeout without limit: one blocking call. Any other timeout is a number of polling steps (see os.h). */
 #define SM_WAIT_FOREVER 0xFFFFFFFFu
+
+/* Modes of the global file lock: wait for it up to a minute, or try once. Any other mode tries once. */
+#define SM_LOCK_WAIT 1
+#define SM_LOCK_TRY 0
 
 /* Statuses. One numbering serves the whole library; each declaration lists those that it returns and what they mean
  * there. Functions with a signed result return the same numbers, so failure is -1. */

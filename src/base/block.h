@@ -1,8 +1,8 @@
-// Text a block of sixteen bytes at a time (SSE2, which the library requires) although nobody told where it ends.
+// Zero-terminated text a block of sixteen bytes at a time (SSE2, which the library requires).
 //
-// A block may hold bytes in front of a text or behind its end, which decide nothing. It faults no more than the text
-// itself would: either it starts at a block boundary and has part of the text, so that it lies in a page of it, or
-// canLoadBlock says that it may be loaded.
+// The end of a text is found in aligned blocks: such a block never crosses into another page, and it is loaded only when
+// it holds at least one unit of the text, so it faults no more than the text itself would. Bits of other bytes are
+// shifted out or lie after the unit that decides. Everything else loads only what is known to be text.
 #pragma once
 
 #include <emmintrin.h>
@@ -15,19 +15,25 @@
 namespace qv::text {
 
 constexpr size_t kBlockSize = sizeof(__m128i);
-constexpr uintptr_t kPageSize = 4096;
+constexpr size_t kNoLimit = SIZE_MAX;
 
-// Loading, storing, comparing ---------------------------------------------------------------------------------------
+// The sanitizers take every byte of a loaded block for a byte that is used. Their builds look for the end of a text unit
+// by unit, so that they see each read that goes past it.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define QV_TEXT_BY_UNITS 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || __has_feature(memory_sanitizer)
+#define QV_TEXT_BY_UNITS 1
+#endif
+#endif
+#ifdef QV_TEXT_BY_UNITS
+constexpr bool kByUnits = true;
+#else
+constexpr bool kByUnits = false;
+#endif
 
-/// Loads a block that begins where a text goes on, see canLoadBlock. The sanitizers would take the bytes behind its end
-/// for bytes that are used.
-__attribute__((no_sanitize("address", "thread"))) inline __m128i loadBlock(const void *at)
-{
-  return _mm_loadu_si128(static_cast<const __m128i *>(at));
-}
-
-/// The same at a block boundary, with at least one byte of the text anywhere in the block.
-__attribute__((no_sanitize("address", "thread"))) inline __m128i loadAlignedBlock(const void *at)
+/// Loads a block at a block boundary, see above.
+inline __m128i loadAligned(const void *at)
 {
   return _mm_load_si128(static_cast<const __m128i *>(at));
 }
@@ -43,7 +49,7 @@ inline void store16(void *at, __m128i block)
   _mm_storeu_si128(static_cast<__m128i *>(at), block);
 }
 
-/// One bit a byte, from the lowest address up: its highest bit.
+/// The highest bit of each byte, the first byte's in the lowest bit.
 inline uint32_t highBits(__m128i block)
 {
   return static_cast<uint32_t>(_mm_movemask_epi8(block));
@@ -66,125 +72,81 @@ __m128i terminators(__m128i block)
   return equalUnits<Unit>(block, _mm_setzero_si128());
 }
 
-// Where blocks can be loaded ----------------------------------------------------------------------------------------
-
 /// The bytes from the last block boundary to an address.
 inline size_t offsetInBlock(const void *at)
 {
   return reinterpret_cast<uintptr_t>(at) % kBlockSize;
 }
 
-/// The bytes from an address, itself included, to the end of its page.
-inline size_t leftInPage(const void *at)
+/// The number of units, at most `limit`, before the first one at which to stop. `stop` maps a block to all ones in the
+/// units at which to stop; the terminator must be one of them. Units at an odd address, as packed records have them,
+/// straddle blocks and are read one by one.
+template <class Unit, class Stop>
+size_t scan(const Unit *s, size_t limit, Stop stop)
 {
-  return kPageSize - reinterpret_cast<uintptr_t>(at) % kPageSize;
-}
-
-/// Whether the text goes on into the next page, seen from one of the last bytes of a page.
-template <class Unit>
-bool reachesNextPage(const Unit *at)
-{
-  const size_t left = leftInPage(at);
-  const __m128i last = loadBlock(reinterpret_cast<const char *>(at) + left - kBlockSize);
-  uint32_t zeros = highBits(terminators<char>(last)) >> (kBlockSize - left);
-  if (sizeof(Unit) == 2) {
-    zeros &= zeros >> 1 & 0x5555;  // units may start at an odd address
-  }
-  return zeros == 0;
-}
-
-/// Whether a block can be loaded where a text goes on.
-template <class Unit>
-bool canLoadBlock(const Unit *at)
-{
-  return leftInPage(at) >= kBlockSize || reachesNextPage(at);
-}
-
-/// Tells how far a string goes on, without touching a block that it does not reach.
-template <class Unit>
-class EndWatch {
- public:
-  /// The string starts at a multiple of the size of its units.
-  explicit EndWatch(const Unit *s) : noEndBefore_(s) {}
-
-  /// Whether all units in front of an address belong to the string, none is its terminator.
-  bool goesOnTo(const Unit *end)
-  {
-    while (noEndBefore_ < end) {
-      const size_t offset = offsetInBlock(noEndBefore_);
-      const Unit *block = noEndBefore_ - offset / sizeof(Unit);
-      if (highBits(terminators<Unit>(loadAlignedBlock(block))) >> offset != 0) {
-        return false;
-      }
-      noEndBefore_ = block + kBlockSize / sizeof(Unit);
+  const size_t offset = offsetInBlock(s);
+  if (kByUnits || offset % sizeof(Unit) != 0) {
+    size_t length = 0;
+    while (length < limit && (highBits(stop(_mm_cvtsi32_si128(s[length]))) & 1U) == 0) {
+      ++length;
     }
-    return true;
+    return length;
   }
+  if (limit == 0) {
+    return 0;
+  }
+  const Unit *block = s - offset / sizeof(Unit);
+  uint32_t stops = highBits(stop(loadAligned(block))) >> offset << offset;
+  while (stops == 0) {
+    block += kBlockSize / sizeof(Unit);
+    if (static_cast<size_t>(block - s) >= limit) {
+      return limit;
+    }
+    stops = highBits(stop(loadAligned(block)));
+  }
+  const Unit *found = block + static_cast<size_t>(std::countr_zero(stops)) / sizeof(Unit);
+  return std::min(limit, static_cast<size_t>(found - s));
+}
 
- private:
-  const Unit *noEndBefore_;
-};
+/// The number of units before the terminator, at most `limit`.
+template <class Unit>
+size_t lengthUpTo(const Unit *s, size_t limit = kNoLimit)
+{
+  return scan(s, limit, [](__m128i units) { return terminators<Unit>(units); });
+}
 
-// Strings as a whole ------------------------------------------------------------------------------------------------
-
-/// The number of units, at most limit, in front of the first one at which the folded strings differ or s ends. Fold
-/// maps a unit and a block of units, the terminator to itself.
-template <class Unit, class Fold>
-size_t commonLength(const Unit *s, const Unit *t, size_t limit, Fold fold)
+/// The number of units before the first one at which two strings differ or both end.
+template <class Unit>
+size_t commonLength(const Unit *s, const Unit *t)
 {
   constexpr size_t kUnits = kBlockSize / sizeof(Unit);
-  size_t i = 0;
-  const auto goesOn = [&] { return fold(s[i]) == fold(t[i]) && s[i] != 0; };
-  while (i < limit && offsetInBlock(s + i) != 0) {
-    if (!goesOn()) {
-      return i;
+  size_t length = 0;
+  const auto goesOn = [&] { return s[length] == t[length] && s[length] != 0; };
+  if (!kByUnits) {
+    while (offsetInBlock(s + length) != 0 && goesOn()) {
+      ++length;
     }
-    ++i;
-  }
-  const bool aligned = offsetInBlock(t + i) == 0;
-  const bool watched = offsetInBlock(t + i) % sizeof(Unit) == 0;
-  EndWatch<Unit> watch(t + i);
-  while (i < limit && (aligned || (watched && limit - i >= kUnits && watch.goesOnTo(t + i + kUnits)))) {
-    const __m128i a = fold(loadAlignedBlock(s + i));
-    const __m128i b = fold(aligned ? loadAlignedBlock(t + i) : load16(t + i));
-    const __m128i ends = terminators<Unit>(a);
-    const uint32_t goOn = highBits(_mm_andnot_si128(ends, equalUnits<Unit>(a, b)));
-    if (goOn != kAllBytes) {
-      return std::min(limit, i + static_cast<size_t>(std::countr_one(goOn)) / sizeof(Unit));
+    const bool aligned = offsetInBlock(t + length) == 0;
+    // t may differ before it ends: it is looked through no further than the block of s that is next.
+    const Unit *known = t + length;
+    const auto reaches = [&known](const Unit *end) {
+      known += lengthUpTo(known, static_cast<size_t>(end - known));
+      return known == end;
+    };
+    while (offsetInBlock(s + length) == 0 && (aligned || reaches(t + length + kUnits))) {
+      const __m128i a = loadAligned(s + length);
+      const __m128i b = aligned ? loadAligned(t + length) : load16(t + length);
+      const uint32_t goOn = highBits(_mm_andnot_si128(terminators<Unit>(a), equalUnits<Unit>(a, b)));
+      if (goOn != kAllBytes) {
+        return length + static_cast<size_t>(std::countr_one(goOn)) / sizeof(Unit);
+      }
+      length += kUnits;
     }
-    i += kUnits;
   }
-  while (i < limit && goesOn()) {
-    ++i;
+  while (goesOn()) {
+    ++length;
   }
-  return std::min(i, limit);
-}
-
-/// Reverses units between two addresses; reverseBlock does it inside a block.
-template <class Unit, class ReverseBlock>
-void reverseUnits(Unit *front, Unit *back, ReverseBlock reverseBlock)
-{
-  constexpr ptrdiff_t kUnits = kBlockSize / sizeof(Unit);
-  // Less than two blocks in the middle overlap, and both are right where they do.
-  while (back - front >= kUnits) {
-    back -= kUnits;
-    const __m128i first = load16(front);
-    const __m128i last = load16(back);
-    store16(front, reverseBlock(last));
-    store16(back, reverseBlock(first));
-    front += kUnits;
-  }
-  if (front < back) {
-    std::reverse(front, back);
-  }
-}
-
-/// The eight 16-bit units of a block from last to first.
-inline __m128i reversePairs(__m128i block)
-{
-  constexpr int kFromLast = _MM_SHUFFLE(0, 1, 2, 3);
-  const __m128i halves = _mm_shufflehi_epi16(_mm_shufflelo_epi16(block, kFromLast), kFromLast);
-  return _mm_shuffle_epi32(halves, _MM_SHUFFLE(1, 0, 3, 2));
+  return length;
 }
 
 }  // namespace qv::text

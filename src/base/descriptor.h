@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 namespace qv {
 
@@ -13,24 +14,29 @@ class UniqueFd {
   UniqueFd(const UniqueFd &) = delete;
   UniqueFd &operator=(const UniqueFd &) = delete;
 
-  ~UniqueFd()
-  {
-    if (descriptor_ >= 0) {
-      const int kept = errno;
-      (void)close(descriptor_);  // nobody asked
-      errno = kept;
-    }
-  }
+  ~UniqueFd() { reset(-1); }
 
   explicit operator bool() const { return descriptor_ >= 0; }
   int get() const { return descriptor_; }
 
+  /// Hands the descriptor over to the caller.
+  int release() { return std::exchange(descriptor_, -1); }
+
+  /// Owns another descriptor from now on. errno is kept.
+  void reset(int descriptor)
+  {
+    if (descriptor_ >= 0) {
+      const int kept = errno;
+      (void)close(descriptor_);  // best effort; who wants the result calls closeWritten()
+      errno = kept;
+    }
+    descriptor_ = descriptor;
+  }
+
   /// Closes what was written to, and says whether all of it went through.
   bool closeWritten()
   {
-    const int descriptor = descriptor_;
-    descriptor_ = -1;
-    return close(descriptor) == 0;
+    return close(release()) == 0;
   }
 
  private:

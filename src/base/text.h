@@ -1,9 +1,9 @@
 // What several rooms ask of a text: its length, its digits.
 #pragma once
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "base/block.h"
 #include "qvsupt32/types.h"
@@ -13,34 +13,47 @@ namespace qv {
 inline constexpr char kUpperHexDigits[] = "0123456789ABCDEF";
 inline constexpr char kLowerHexDigits[] = "0123456789abcdef";
 
-/// The code units of a UCS-2 text in front of its terminator. Reads whole aligned blocks, so that no block reaches into
-/// a page that the text does not.
-inline size_t ucs2Length(const SMChar16 *start)
+/// The code units of a UCS-2 text before its terminator.
+inline size_t ucs2Length(const SMChar16 *text)
 {
-  if (text::offsetInBlock(start) % sizeof(SMChar16) != 0) {  // units that straddle blocks: one at a time
-    size_t length = 0;
-    while (start[length] != 0) {
-      ++length;
-    }
-    return length;
-  }
-  const size_t offset = text::offsetInBlock(start);
-  const SMChar16 *block = start - offset / sizeof(SMChar16);
-  uint32_t ends = text::highBits(text::terminators<SMChar16>(text::loadAlignedBlock(block))) >> offset;
-  if (ends != 0) {
-    return static_cast<size_t>(std::countr_zero(ends)) / sizeof(SMChar16);
-  }
-  do {
-    block += text::kBlockSize / sizeof(SMChar16);
-    ends = text::highBits(text::terminators<SMChar16>(text::loadAlignedBlock(block)));
-  } while (ends == 0);
-  return static_cast<size_t>(block - start) + static_cast<size_t>(std::countr_zero(ends)) / sizeof(SMChar16);
+  return text::lengthUpTo(text);
 }
 
 /// The same, null counting as empty.
 inline size_t ucs2LengthOrZero(const SMChar16 *text)
 {
   return text == nullptr ? 0 : ucs2Length(text);
+}
+
+/// Copies up to 32 bytes, in two moves that overlap each other.
+inline void copyUpTo32(void *to, const void *from, size_t size)
+{
+  auto *out = static_cast<char *>(to);
+  const auto *in = static_cast<const char *>(from);
+  if (size >= 16) {
+    text::store16(out, text::load16(in));
+    text::store16(out + size - 16, text::load16(in + size - 16));
+  } else if (size >= 8) {
+    memcpy(out, in, 8);
+    memcpy(out + size - 8, in + size - 8, 8);
+  } else if (size >= 4) {
+    memcpy(out, in, 4);
+    memcpy(out + size - 4, in + size - 4, 4);
+  } else if (size != 0) {
+    out[0] = in[0];
+    out[size / 2] = in[size / 2];
+    out[size - 1] = in[size - 1];
+  }
+}
+
+/// Copies bytes, most of the time few, for which a call of memcpy(3) would cost more than the moves.
+inline void copyShort(void *to, const void *from, size_t size)
+{
+  if (size <= 32) {
+    copyUpTo32(to, from, size);
+  } else {
+    memcpy(to, from, size);
+  }
 }
 
 /// Whether a character is a decimal digit, whatever the locale.

@@ -25,7 +25,7 @@ inline constexpr std::array<uint8_t, 128> index64 = [] {
   return values;
 }();
 
-/// Where a coder stands: what it reads next, and what it writes next.
+/// The state of a coder: what it reads next, and what it writes next.
 template <class In, class Out>
 struct Cursor {
   const In *in;
@@ -64,7 +64,7 @@ inline int valueOf(char character)
 }
 
 /// Decodes the groups up to end, a multiple of four characters away. The bytes may take the place of the text: each is
-/// written when the character there, or behind it, was the last one to be read.
+/// written when the character there, or one after it, was the last one read.
 inline void decodeGroups(Decoder &at, const char *end)
 {
   for (; at.in != end; at.in += 4) {

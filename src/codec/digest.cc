@@ -11,7 +11,7 @@
 
 namespace {
 
-static_assert(sizeof(RFC1321Context) == 108);
+static_assert(sizeof(RFC1321Context) == 108 && alignof(RFC1321Context) == 4);
 static_assert(std::endian::native == std::endian::little, "message words and the digest are little-endian");
 
 constexpr uint32_t kBlockSize = 64;
@@ -127,7 +127,8 @@ void exportedStep(uint32_t *a, uint32_t b, uint32_t c, uint32_t d, const void *b
 
 void RFC1321Load(RFC1321Context *context)
 {
-  context->bitCount = 0;
+  context->bitCount[0] = 0;
+  context->bitCount[1] = 0;
   context->state[0] = 0x67452301;
   context->state[1] = 0xefcdab89;
   context->state[2] = 0x98badcfe;
@@ -142,7 +143,10 @@ void RFC1321AddMsg(RFC1321Context *context, const void *bytes, uint32_t length)
     return;  // there may be no bytes to point to
   }
   const auto *from = static_cast<const uint8_t *>(bytes);
-  context->bitCount += uint64_t{length} * 8;
+  uint64_t bits;
+  memcpy(&bits, context->bitCount, sizeof(bits));
+  bits += uint64_t{length} * 8;
+  memcpy(context->bitCount, &bits, sizeof(bits));
   if (context->bufferedCount > 0) {
     const uint32_t buffered = context->bufferedCount % kBlockSize;
     const uint32_t taken = std::min(length, kBlockSize - buffered);
@@ -176,7 +180,7 @@ void RFC1321ComputeMsgDigest(RFC1321Context *context)
     buffered = 0;
   }
   memset(context->buffer + buffered, 0, kLengthOffset - buffered);
-  memcpy(context->buffer + kLengthOffset, &context->bitCount, sizeof(context->bitCount));
+  memcpy(context->buffer + kLengthOffset, context->bitCount, sizeof(context->bitCount));
   compress(context, context->buffer, 1);
   memcpy(context->digest, context->state, sizeof(context->digest));
 }

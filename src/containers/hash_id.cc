@@ -52,7 +52,7 @@ uint32_t firstNotFull(const uint32_t *table, uint32_t word, uint32_t words)
   return word;
 }
 
-/// Where an identifier's bit stands. A table need not end with a whole word, so bits are reached by their bytes.
+/// The place of an identifier's bit. A table need not end with a whole word, so bits are reached by their bytes.
 struct BitPlace {
   size_t byte;
   uint8_t mask;
@@ -65,11 +65,14 @@ constexpr BitPlace placeOf(uint32_t id)
 
 Status verify(const uint32_t *table, uint32_t size, uint32_t id)
 {
-  if (size < kWordBytes || id / 8 >= size) {
+  if (id == 0) {
+    return Status::indexOutOfRange;  // in use in no table, however small
+  }
+  if (id / 8 >= size) {
     return Status::badType;
   }
   const BitPlace place = placeOf(id);
-  const bool used = id != 0 && (reinterpret_cast<const uint8_t *>(table)[place.byte] & place.mask) != 0;
+  const bool used = (reinterpret_cast<const uint8_t *>(table)[place.byte] & place.mask) != 0;
   return used ? Status::success : Status::indexOutOfRange;
 }
 

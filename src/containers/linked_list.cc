@@ -48,7 +48,8 @@ template <class Entry>
 void freeEntry(Entry *entry)
 {
   if (entry != nullptr) {
-    entry->data = nullptr;
+    // Volatile: the compiler drops a plain store to a block that is freed next.
+    *const_cast<void *volatile *>(&entry->data) = nullptr;
     free(entry);
   }
 }
@@ -70,7 +71,7 @@ Found<Entry> find(Entry *head, void *key, SMListCallback callback)
   return found;
 }
 
-/// Where an ordered insert has to link: behind `previous`, or at the head when it is null.
+/// Where an ordered insert has to link: after `previous`, or at the head if it is null.
 template <class Entry>
 Status findPlace(Entry *head, void *key, SMListCallback compare, Entry *&previous)
 {

@@ -190,18 +190,22 @@ void *walkSteered(Node *node, void *context, Callback callback)
   return nullptr;
 }
 
-void release(Node *node, void *context, Callback callback)
+/// Empties a subtree in a slot. Every slot is null as soon as its subtree is gone, so that a callback may look at what is
+/// left of the tree.
+void release(Node **slot, void *context, Callback callback)
 {
+  Node *node = *slot;
   if (node->right != nullptr) {
-    release(node->right, context, callback);
+    release(&node->right, context, callback);
   }
   if (node->left != nullptr) {
-    release(node->left, context, callback);
+    release(&node->left, context, callback);
   }
   if (callback != nullptr) {
     (void)callback(context, node->data);  // the result of a release has no meaning
   }
   free(node);
+  *slot = nullptr;
 }
 
 }  // namespace
@@ -312,8 +316,7 @@ void RedBlackTreeDelete(Node **tree, void *context, Callback callback)
   if (tree == nullptr || *tree == nullptr) {
     return;
   }
-  release(*tree, context, callback);
-  *tree = nullptr;
+  release(tree, context, callback);
 }
 
 void *RedBlackTreeDataWalk(Node *node, void *context, Callback callback, uint32_t mode)

@@ -12,7 +12,9 @@
 
 #include "base/alias.h"
 #include "base/status.h"
+#include "frame/lock/file_guard.h"
 #include "log/system_log.h"
+#include "os/ipc/ipc_file.h"
 #include "qvsupt32/frame.h"
 #include "qvsupt32/network.h"
 #include "qvsupt32/os.h"
@@ -86,11 +88,21 @@ void giveUpFileLock()
   hGFileLock = 0;
 }
 
+/// Fork handler of the child. The threads that were inside the gates are the parent's. The gates would find that out by
+/// the number of the process, but a descendant may have been given the number of that parent.
+void clearGates()
+{
+  qv::clearIpcGate();
+  qv::clearFileGate();
+  qv::log::clearGate();
+}
+
 [[gnu::constructor]] void load()
 {
   const int kept = errno;
-  // Without the handlers, for want of memory, a daemon's parent detaches at its exit; everything else works.
+  // Without the handlers, if memory is short, a daemon's parent detaches at its exit; everything else works.
   (void)pthread_atfork(nullptr, ModuleParentAfterFork, ModuleChildAfterFork);
+  (void)pthread_atfork(nullptr, nullptr, clearGates);
   (void)ModuleAttach();  // a library that could not attach stays loaded and answers every file operation
   errno = kept;
 }
@@ -100,7 +112,6 @@ void giveUpFileLock()
   if (modDaemonParentFlag == 0) {
     (void)ModuleDetach();  // there may be nothing attached
   }
-  qv::log::freeIdentity();
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
-// What the text log and the XML log have in common: what an event may hold, the steps before a record is appended, and
-// opening the file.
+// A log's file, whichever log it is: opening it, the lock around a record, the backup that comes before a record that
+// would bring it to its maximum size, and its removal.
+//
+// Leaves to others: what a record is (text_log, xml_log) and where a log lies (front_end).
 #pragma once
 
 #include <sys/types.h>
@@ -7,53 +9,101 @@
 #include <cstdint>
 
 #include "base/status.h"
+#include "frame/lock/file_guard.h"
+#include "frame/lock/global_lock.h"
+#include "store/file_util.h"
 
 namespace qv::log {
 
-constexpr uint32_t kDefaultMaximumSize = 1048576;
-constexpr uint32_t kLongestSource = 1023;  // of user information too
-constexpr uint32_t kLongestDescription = 16383;
-constexpr uint32_t kLargestData = 32768;
+/// The largest log that takes a record. The size functions of the stores measure in signed 32 bits, so a log beyond that
+/// has no size: it is neither moved nor appended to.
+constexpr off_t kLargestLog = INT32_MAX;
 
-/// The event IDs of the records that a log writes by itself.
-constexpr uint32_t kClearedID = 0;
-constexpr uint32_t kBackupCreatedID = 1;
-
-/// Whether a text has one to as many units.
-bool hasLength(const SMChar16 *text, uint32_t longest);
-
-/// The same for a text that need not be there.
-inline bool hasLengthOrIsNone(const SMChar16 *text, uint32_t longest)
-{
-  return text == nullptr || hasLength(text, longest);
-}
-
-/// Whether data is there when there is a size, and is not too large.
-inline bool isData(const void *data, uint32_t size)
-{
-  return size <= kLargestData && (size == 0 || data != nullptr);
-}
-
-/// A log that a record is to be appended to. Looks at the file once: what it finds saves it most of the system calls of
-/// the steps.
-class Target {
+/// An open log, closed by scope.
+class LogFile {
  public:
-  explicit Target(const char *path);
+  /// `access` is O_WRONLY or O_RDWR, with O_APPEND or without.
+  LogFile(const char *path, int access) : path_(path), access_(access) {}
+  ~LogFile() { close(); }
+  LogFile(const LogFile &) = delete;
+  LogFile &operator=(const LogFile &) = delete;
 
-  /// Creates the directory.
-  Status createDirectory() const;
+  /// Opens the log if it exists, gives it the permissions of a log, and takes its size. False also for a pipe, which
+  /// could hold the lock up for everybody.
+  bool openExisting() { return open(false); }
+  bool openOrCreate() { return open(true); }
 
-  /// Moves the log to its backup where it would reach a maximum size. False when it did not.
-  bool backUp(uint32_t maximumSize, uint32_t recordSize) const;
+  /// Closes a log that nothing was written to.
+  void close();
+
+  /// Closes the log after writing. False if the close reports that bytes were lost.
+  [[nodiscard]] bool closeWritten();
+
+  explicit operator bool() const { return descriptor_ >= 0; }
+  const char *path() const { return path_; }
+  int descriptor() const { return descriptor_; }
+  off_t size() const { return size_; }
 
  private:
+  bool open(bool create);
+
   const char *path_;
-  bool exists_;
-  off_t size_;  // 0 of what is no regular file
+  int access_;
+  int descriptor_ = -1;
+  off_t size_ = 0;
 };
 
-/// Opens a log for reading and writing, with more flags of open(2), creates it when it is missing, gives it the
-/// permissions of a log, and tells its size. -1 also for a pipe.
-int openLog(const char *path, int flags, off_t &size);
+/// True if a record would bring a log to its maximum size or past it: the one test of all backups.
+constexpr bool reachesMaximum(off_t size, uint64_t recordSize, uint32_t maximumSize)
+{
+  return size <= kLargestLog && static_cast<uint64_t>(size) + recordSize >= maximumSize;
+}
+
+/// GetBackupXMLLogPathFileName.
+Status makeBackupName(const char *path, char *buffer, uint32_t *size);
+
+/// Moves a log to its backup name. The caller holds the global file lock.
+Status moveToBackup(const char *path);
+
+/// Removes a log under the global file lock.
+Status deleteLog(const char *path);
+
+/// Creates the directory of a log that does not exist yet.
+Status createMissingDirectory(const char *path);
+
+/// Calls append() under the global file lock and returns its status. A log without a directory is refused before the
+/// wait for the lock; append() creates the directory too, so that a lock that is free costs no look at it.
+template <class Append>
+Status appendUnderLock(const char *path, Append append)
+{
+  constexpr uint16_t kOnce = 0;
+  if (const FileGuard guard(kOnce); guard) {
+    return append();
+  }
+  if (const Status status = createMissingDirectory(path); status != Status::success) {
+    return status;
+  }
+  const FileGuard guard(kFileLockWait);
+  return guard ? append() : Status::lockFailed;
+}
+
+/// Opens the log that a record goes to, unless it is open: creates a missing directory and a missing log, and moves a log
+/// that the record would bring to its maximum size, after which recordBackup() may write to the new one. The caller holds
+/// the lock. The maximum is read here, as it may be a variable that the lock guards.
+template <class RecordBackup>
+Status openForRecord(LogFile &log, uint64_t recordSize, const uint32_t &maximumSize, RecordBackup recordBackup)
+{
+  if (!log && !log.openExisting()) {
+    if (const Status status = createDirectoryOf(log.path()); status != Status::success) {
+      return status;
+    }
+  } else if (reachesMaximum(log.size(), recordSize, maximumSize)) {
+    log.close();
+    if (moveToBackup(log.path()) == Status::success) {
+      recordBackup();
+    }
+  }
+  return log || log.openOrCreate() ? Status::success : Status::unsuccessful;
+}
 
 }  // namespace qv::log

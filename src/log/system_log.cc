@@ -1,4 +1,6 @@
 // The system log: an event as one line of syslog(3).
+//
+// Leaves to others: the text that begins every line (locale/resource).
 
 #include "log/system_log.h"
 
@@ -6,25 +8,25 @@
 
 #include <algorithm>
 #include <cstring>
-#include <utility>
 
 #include "base/heap.h"
 #include "base/process_gate.h"
-#include "base/status.h"
+#include "base/size.h"
+#include "base/text.h"
 #include "frame/export.h"
 #include "frame/lock/global_lock.h"
 #include "qvsupt32/convert.h"
 #include "qvsupt32/language.h"
 #include "qvsupt32/log.h"
 #include "qvsupt32/resource.h"
-#include "qvsupt32/strings.h"
 #include "qvsupt32/value.h"
 
 namespace {
 
 using qv::Status;
+namespace log = qv::log;
 
-constexpr uint32_t kMessageUnits = 1024;
+constexpr size_t kMessageUnits = 1024;
 constexpr uint32_t kMessageBytes = 2048;
 constexpr uint32_t kPrefixString = 768;
 
@@ -35,10 +37,10 @@ bool isHighSurrogate(SMChar16 unit)
   return unit >= 0xD800 && unit <= 0xDBFF;
 }
 
-/// A message of limited length. What does not fit is cut behind the last whole character.
+/// A message of limited length: longer text is cut after the last whole character that fits.
 class Message {
  public:
-  /// False where the string resource that begins every message is not to be had.
+  /// False if the string that begins every message is not available.
   bool begin()
   {
     uint32_t language = GetLocalLanguageID();
@@ -46,15 +48,15 @@ class Message {
     if (GetUCS2StrFromID(kPrefixString, &language, units_, &size) < sizeof(SMChar16)) {
       return false;
     }
-    length_ = UCS2Strlen(units_);
+    length_ = qv::ucs2Length(units_);
     return true;
   }
 
   void add(const SMChar16 *text)
   {
-    const uint32_t room = kMessageUnits - 1 - length_;
-    uint32_t length = std::min(UCS2Strlen(text), room);
-    if (length == room && length > 0 && isHighSurrogate(text[length - 1])) {
+    const size_t capacity = kMessageUnits - 1 - length_;
+    size_t length = std::min(qv::ucs2Length(text), capacity);
+    if (length == capacity && length > 0 && isHighSurrogate(text[length - 1])) {
       --length;
     }
     memcpy(units_ + length_, text, length * sizeof(SMChar16));
@@ -66,29 +68,32 @@ class Message {
 
  private:
   SMChar16 units_[kMessageUnits];
-  uint32_t length_ = 0;
+  size_t length_ = 0;
 };
 
-Status addEvent(Message &message, uint32_t eventID, const SMChar16 *description)
+/// A status of the conversions, whose numbers are the caller's answer as they are.
+using Number = uint32_t;
+
+Number addEvent(Message &message, const log::Event &event)
 {
   SMChar16 number[32];
   uint32_t size = sizeof(number);
-  if (const uint32_t status = UCS2UnSigned32ToStr(eventID, 10, number, &size); status != SM_STATUS_SUCCESS) {
-    return static_cast<Status>(status);
+  if (const Number status = UCS2UnSigned32ToStr(event.id, 10, number, &size); status != SM_STATUS_SUCCESS) {
+    return status;
   }
   message.add(u" ");
   message.add(number);
   message.add(u"  ");
-  message.add(description);
-  return Status::success;
+  message.add(event.description == nullptr ? u"" : event.description);
+  return SM_STATUS_SUCCESS;
 }
 
-/// Converts a text into a block of a size, which it may not pass.
-Status convert(const SMChar16 *text, uint32_t size, Utf8 &converted)
+/// Converts a text into a new block that it may not pass.
+Number makeUtf8(const SMChar16 *text, uint64_t blockSize, Utf8 &converted)
 {
+  uint32_t size = qv::clampSize(blockSize);
   converted.reset(static_cast<char *>(malloc(size)));
-  return converted == nullptr ? Status::unsuccessful
-                              : static_cast<Status>(UCS2StrToUTF8Str(converted.get(), &size, text));
+  return converted == nullptr ? SM_STATUS_UNSUCCESSFUL : UCS2StrToUTF8Str(converted.get(), &size, text);
 }
 
 int priorityOf(uint16_t eventType)
@@ -105,65 +110,59 @@ int priorityOf(uint16_t eventType)
 
 constinit qv::ProcessGate gate;
 
-/// openlog(3) keeps the pointer that it is given, so the identity stays until the next one has taken its place.
-constinit char *lastIdentity = nullptr;
-
-Status send(int priority, Utf8 identity, const char *message)
+/// The C library keeps the pointer to the identity until closelog(3), and no longer.
+Status send(int priority, const char *identity, const char *message)
 {
   uint32_t stepsTaken;
   if (!gate.enter(qv::fileLockSteps(qv::kFileLockWait), stepsTaken)) {
     return Status::lockFailed;
   }
-  openlog(identity.get(), LOG_NDELAY, LOG_DAEMON);
+  openlog(identity, LOG_NDELAY, LOG_DAEMON);
   syslog(priority, "%s", message);
   closelog();
-  free(std::exchange(lastIdentity, identity.release()));
   gate.leave();
   return Status::success;
 }
 
-Status append(uint16_t eventType, uint32_t eventID, const SMChar16 *source, const SMChar16 *description)
+}  // namespace
+
+uint32_t log::appendToSystemLog(const Event &event)
 {
-  constexpr uint32_t kSourceSlack = 6;
+  constexpr uint64_t kSourceSlack = 6;
+  const SMChar16 *source = event.source == nullptr ? u"" : event.source;
   Utf8 identity;
-  if (const Status status = convert(source, UCS2Strlen(source) + kSourceSlack, identity); status != Status::success) {
+  if (const Number status = makeUtf8(source, qv::ucs2Length(source) + kSourceSlack, identity);
+      status != SM_STATUS_SUCCESS) {
     return status;
   }
   const qv::HeapBlock<Message> block(static_cast<Message *>(malloc(sizeof(Message))));
   if (block == nullptr) {
-    return Status::unsuccessful;
+    return SM_STATUS_UNSUCCESSFUL;
   }
   Message &message = *new (block.get()) Message;
   if (!message.begin()) {
-    return Status::unsuccessful;
+    return SM_STATUS_UNSUCCESSFUL;
   }
-  if (const Status status = addEvent(message, eventID, description); status != Status::success) {
+  if (const Number status = addEvent(message, event); status != SM_STATUS_SUCCESS) {
     return status;
   }
   Utf8 line;
-  if (const Status status = convert(message.text(), kMessageBytes, line); status != Status::success) {
+  if (const Number status = makeUtf8(message.text(), kMessageBytes, line); status != SM_STATUS_SUCCESS) {
     return status;
   }
   RemoveCarriageReturns(line.get());
-  return send(priorityOf(eventType), std::move(identity), line.get());
+  return result(send(priorityOf(event.type), identity.get(), line.get()));
 }
 
-}  // namespace
-
-namespace qv::log {
-
-void freeIdentity()
+void log::clearGate()
 {
-  free(std::exchange(lastIdentity, nullptr));
+  gate.clear();
 }
-
-}  // namespace qv::log
 
 uint32_t OSAppendToSysLog(uint16_t eventType, uint32_t eventID, const SMChar16 *source, const SMChar16 *description,
                           const void *, uint32_t)
 {
-  return result(
-      append(eventType, eventID, source == nullptr ? u"" : source, description == nullptr ? u"" : description));
+  return log::appendToSystemLog({eventType, eventID, nullptr, source, description, nullptr, 0});
 }
 
 uint32_t SMAppendToOSSysLog(uint16_t eventType, uint32_t eventID, const SMChar16 *source, const SMChar16 *description,

@@ -1,23 +1,24 @@
-// The text log: its texts, its records piece by piece, and appending a record as one piece of memory.
+// The text log: its texts, its records piece by piece, and appending a record with one write.
+
+#include "log/text_log.h"
 
 #include <fcntl.h>
 
 #include <algorithm>
-#include <cstring>
+#include <cstdio>
 #include <ctime>
+#include <iterator>
+#include <string_view>
 
-#include "base/descriptor.h"
 #include "base/heap.h"
-#include "frame/lock/file_guard.h"
-#include "frame/lock/global_lock.h"
+#include "base/input_output.h"
+#include "base/text.h"
 #include "log/log_file.h"
+#include "log/record_buffer.h"
+#include "net/host_name.h"
 #include "qvsupt32/convert.h"
-#include "qvsupt32/log.h"
-#include "qvsupt32/network.h"
 #include "qvsupt32/store.h"
-#include "qvsupt32/strings.h"
 #include "qvsupt32/value.h"
-#include "store/file_util.h"
 #include "text/value/time_text.h"
 
 const SMChar16 uniTXTFileHdr[129] =
@@ -52,20 +53,12 @@ using qv::Status;
 namespace log = qv::log;
 
 constexpr size_t kHeaderUnits = 128;
-constexpr uint32_t kHeaderBytes = 2 * kHeaderUnits;
+constexpr off_t kHeaderBytes = 2 * kHeaderUnits;
 constexpr uint32_t kBytesPerDumpLine = 16;
 constexpr uint32_t kDumpLineUnits = 82;
+constexpr uint32_t kHostNameSize = 64;
 
-struct Event {
-  uint16_t type;
-  uint32_t id;
-  const SMChar16 *source;
-  const SMChar16 *description;
-  const void *data;
-  uint32_t dataSize;
-};
-
-/// Null for a type that has none.
+/// Null for a type that the text log does not know.
 const SMChar16 *typeLine(uint16_t type)
 {
   switch (type) {
@@ -86,13 +79,7 @@ const SMChar16 *typeLine(uint16_t type)
   }
 }
 
-uint32_t lengthOf(const SMChar16 *text)
-{
-  return text == nullptr ? 0 : UCS2Strlen(text);
-}
-
-/// Where pieces go
-/// --------------------------------------------------------------------------------------------------------
+// Sinks ---------------------------------------------------------------------------------------------------------------
 
 /// A caller's stream, which is flushed after every piece.
 class StreamSink {
@@ -109,59 +96,59 @@ class StreamSink {
   FILE *stream_;
 };
 
-/// The memory of a record, with room for all that an event can become.
+/// A record that is written to a log in one piece.
 class RecordSink {
  public:
-  explicit RecordSink(const Event &event) : units_(static_cast<SMChar16 *>(malloc(sizeof(SMChar16) * unitsFor(event))))
-  {
-  }
-
-  explicit operator bool() const { return units_ != nullptr; }
+  explicit RecordSink(const log::Event &event) : buffer_(sizeof(SMChar16) * expectedUnits(event)) {}
 
   Status write(const SMChar16 *units, size_t count)
   {
-    memcpy(units_.get() + size_, units, count * sizeof(SMChar16));
-    size_ += count;
-    return Status::success;
+    buffer_.add({reinterpret_cast<const char *>(units), count * sizeof(SMChar16)});
+    return buffer_.isComplete() ? Status::success : Status::unsuccessful;
   }
 
-  std::string_view bytes() const { return {reinterpret_cast<const char *>(units_.get()), size_ * sizeof(SMChar16)}; }
+  /// Writes what was added: whole, or up to the piece that failed.
+  Status writeTo(const log::LogFile &file) const
+  {
+    if (!buffer_.isComplete()) {
+      return Status::unsuccessful;
+    }
+    const bool written = qv::writeAll(file.descriptor(), buffer_.bytes().data(), buffer_.bytes().size());
+    return written ? Status::success : Status::limitExceeded;
+  }
 
  private:
-  static size_t unitsFor(const Event &event)
+  static size_t expectedUnits(const log::Event &event)
   {
-    constexpr size_t kLabelsAndNumbers = 512;
-    const size_t dumpLines = (size_t{event.dataSize} + kBytesPerDumpLine - 1) / kBytesPerDumpLine;
-    return kHeaderUnits + kLabelsAndNumbers + lengthOf(event.source) + lengthOf(event.description) +
-           dumpLines * kDumpLineUnits;
+    constexpr size_t kLabelsNumbersAndNames = 384;
+    return kHeaderUnits + kLabelsNumbersAndNames + qv::ucs2LengthOrZero(event.source) +
+           qv::ucs2LengthOrZero(event.description) + kDumpLineUnits * (event.dataSize / kBytesPerDumpLine + 1);
   }
 
-  qv::HeapBlock<SMChar16> units_;
-  size_t size_ = 0;
+  log::RecordBuffer buffer_;
 };
 
-/// Pieces
-/// -----------------------------------------------------------------------------------------------------------------
+// Pieces of a record --------------------------------------------------------------------------------------------------
 
 template <class Sink>
-Status addText(Sink &sink, const SMChar16 *text)
+Status addText(Sink &sink, std::u16string_view text)
 {
-  return sink.write(text, UCS2Strlen(text));
+  return sink.write(text.data(), text.size());
 }
 
-/// A text of the library's own or of the system, as UCS-2.
+/// A text of the library's own or of the system, converted from UTF-8.
 template <class Sink>
-Status addNarrow(Sink &sink, const char *text)
+Status addUtf8(Sink &sink, const char *text)
 {
-  SMChar16 units[64];
+  SMChar16 units[kHostNameSize];
   uint32_t size = sizeof(units);
   if (UTF8StrToUCS2Str(units, &size, text) != SM_STATUS_SUCCESS) {
     return Status::unsuccessful;
   }
-  return addText(sink, units);
+  return sink.write(units, size / sizeof(SMChar16) - 1);
 }
 
-/// A run of pieces of a text of one or two units.
+/// A piece of one or two units, `count` times.
 template <class Sink>
 Status addRepeated(Sink &sink, std::u16string_view piece, uint32_t count)
 {
@@ -169,15 +156,12 @@ Status addRepeated(Sink &sink, std::u16string_view piece, uint32_t count)
     return Status::badArgument;
   }
   SMChar16 block[256];
-  constexpr size_t kUnits = sizeof(block) / sizeof(block[0]);
-  for (size_t i = 0; i < kUnits; ++i) {
+  for (size_t i = 0; i < std::size(block); ++i) {
     block[i] = piece[i % piece.size()];
   }
-  uint64_t left = uint64_t{count} * piece.size();
-  while (left != 0) {
-    const auto units = static_cast<size_t>(std::min<uint64_t>(left, kUnits));
-    const Status status = sink.write(block, units);
-    if (status != Status::success) {
+  for (uint64_t left = uint64_t{count} * piece.size(); left != 0;) {
+    const auto units = static_cast<size_t>(std::min<uint64_t>(left, std::size(block)));
+    if (const Status status = sink.write(block, units); status != Status::success) {
       return status;
     }
     left -= units;
@@ -185,12 +169,7 @@ Status addRepeated(Sink &sink, std::u16string_view piece, uint32_t count)
   return Status::success;
 }
 
-template <class Sink>
-Status addLineEnd(Sink &sink)
-{
-  return sink.write(u"\r\n", 2);
-}
-
+/// In decimal, as a signed number.
 template <class Sink>
 Status addNumber(Sink &sink, uint32_t value)
 {
@@ -199,166 +178,179 @@ Status addNumber(Sink &sink, uint32_t value)
   if (UCS2UnSigned32ToStr(value, 10, text, &size) != SM_STATUS_SUCCESS) {
     return Status::unsuccessful;
   }
-  return addText(sink, text);
+  return sink.write(text, qv::ucs2Length(text));
 }
 
 template <class Sink>
 Status addTime(Sink &sink, int64_t seconds)
 {
   char text[qv::text::kTimeRoom];
-  return qv::text::formTime(seconds, text) ? addNarrow(sink, text) : Status::unsuccessful;
+  return qv::text::formTime(seconds, text) ? addUtf8(sink, text) : Status::unsuccessful;
 }
 
 template <class Sink>
 Status addHostName(Sink &sink)
 {
-  char name[64];
+  char name[kHostNameSize];
   uint32_t size = sizeof(name);
-  return GetIPHostName(name, &size) == SM_STATUS_SUCCESS ? addNarrow(sink, name) : Status::unsuccessful;
+  return qv::net::getHostName(name, &size) == Status::success ? addUtf8(sink, name) : Status::unsuccessful;
 }
 
-/// A dump goes through little memory, however much data there is.
+/// Dumps in chunks; the memory that it takes does not depend on the size of the data.
 template <class Sink>
 Status addDump(Sink &sink, const void *data, uint32_t dataSize)
 {
   constexpr uint32_t kLines = 32;
-  constexpr uint32_t kPiece = kLines * kBytesPerDumpLine;
+  constexpr uint32_t kChunk = kLines * kBytesPerDumpLine;
   const uint32_t count = data == nullptr ? 0 : dataSize;
-  for (uint32_t done = 0; done < count;) {
-    uint32_t size = std::min(count - done, kPiece);
-    const qv::HeapBlock<char> dump(BufToUTF8Str(static_cast<const char *>(data) + done, &size, done));
+  uint32_t size;
+  for (uint32_t done = 0; done < count; done += size) {
+    size = std::min(count - done, kChunk);
+    uint32_t dumpSize = size;
+    const qv::HeapBlock<char> dump(BufToUTF8Str(static_cast<const char *>(data) + done, &dumpSize, done));
     SMChar16 units[kLines * kDumpLineUnits + 1];
     uint32_t unitsSize = sizeof(units);
     if (dump == nullptr || UTF8StrToUCS2Str(units, &unitsSize, dump.get()) != SM_STATUS_SUCCESS) {
       return Status::unsuccessful;
     }
-    const Status status = sink.write(units, unitsSize / sizeof(SMChar16) - 1);
-    if (status != Status::success) {
+    if (const Status status = sink.write(units, unitsSize / sizeof(SMChar16) - 1); status != Status::success) {
       return status;
     }
-    done += std::min(count - done, kPiece);
   }
   return Status::success;
 }
 
-/// Records
-/// ----------------------------------------------------------------------------------------------------------------
+// Records -------------------------------------------------------------------------------------------------------------
 
-/// Adds the lines of an event up to the first piece that cannot be had.
-Status addRecord(RecordSink &record, const Event &event)
+/// Adds the pieces of an event in their order and stops at the first one that fails.
+class RecordWriter {
+ public:
+  explicit RecordWriter(RecordSink &sink) : sink_(sink) {}
+
+  RecordWriter &text(std::u16string_view text)
+  {
+    return then([&] { return addText(sink_, text); });
+  }
+  RecordWriter &lineEnd() { return text(u"\r\n"); }
+
+  template <class Add>
+  RecordWriter &then(Add add)
+  {
+    if (status_ == Status::success) {
+      status_ = add();
+    }
+    return *this;
+  }
+
+  Status status() const { return status_; }
+
+ private:
+  RecordSink &sink_;
+  Status status_ = Status::success;
+};
+
+Status addRecord(RecordSink &sink, const log::Event &event)
 {
-  const auto label = [&](const SMChar16 *text) {
-    (void)addText(record, text);  // memory takes all that is known to be there
-    (void)addText(record, u" ");
-  };
-  const auto line = [&](const SMChar16 *text) {
-    (void)addText(record, text);
-    (void)addLineEnd(record);
-  };
-  label(uniEventID_en_US);
-  if (const Status status = addNumber(record, event.id); status != Status::success) {
-    return status;
-  }
-  line(u"");
-  label(uniSource_en_US);
-  line(event.source);
-  line(typeLine(event.type));
-  label(uniDateTime_en_US);
-  if (const Status status = addTime(record, time(nullptr)); status != Status::success) {
-    return status;
-  }
-  line(u"");
-  label(uniComputer_en_US);
-  if (const Status status = addHostName(record); status != Status::success) {
-    return status;
-  }
-  line(u"");
-  line(uniDesc_en_US);
-  line(event.description == nullptr ? u"" : event.description);
-  line(uniData_en_US);
-  if (const Status status = addDump(record, event.data, event.dataSize); status != Status::success) {
-    return status;
-  }
-  line(u"");
-  return Status::success;
+  const SMChar16 *description = event.description == nullptr ? u"" : event.description;
+  RecordWriter record(sink);
+  record.text(uniEventID_en_US).text(u" ").then([&] { return addNumber(sink, event.id); }).lineEnd();
+  record.text(uniSource_en_US).text(u" ").text(event.source).lineEnd();
+  record.text(typeLine(event.type)).lineEnd();
+  record.text(uniDateTime_en_US).text(u" ").then([&] { return addTime(sink, time(nullptr)); }).lineEnd();
+  record.text(uniComputer_en_US).text(u" ").then([&] { return addHostName(sink); }).lineEnd();
+  record.text(uniDesc_en_US).lineEnd();
+  record.text(description).lineEnd();
+  record.text(uniData_en_US).lineEnd();
+  record.then([&] { return addDump(sink, event.data, event.dataSize); }).lineEnd();
+  return record.status();
 }
 
-/// Writes a record, and the header before it where the log, of a size, has none yet.
-Status writeRecord(qv::UniqueFd &file, off_t size, const Event &event)
+/// Writes a record, preceded by the header if the log has none.
+Status writeRecord(log::LogFile &file, const log::Event &event)
 {
-  RecordSink record(event);
-  if (size > INT32_MAX || !record) {
+  if (file.size() > log::kLargestLog) {
     return Status::unsuccessful;
   }
-  if (size < kHeaderBytes) {
-    (void)addText(record, uniTXTFileHdr);
+  RecordSink record(event);
+  if (file.size() < kHeaderBytes) {
+    (void)addText(record, uniTXTFileHdr);  // the record reports missing memory
   }
-  const Status status = addRecord(record, event);
-  const bool written = qv::writeAll(file.get(), record.bytes());
-  return file.closeWritten() && written ? status : Status::limitExceeded;
+  const Status added = addRecord(record, event);
+  const Status written = record.writeTo(file);
+  const bool closed = file.closeWritten();
+  if (written != Status::success) {
+    return written;
+  }
+  return closed ? added : Status::limitExceeded;
 }
 
-bool isValid(const char *path, const Event &event)
-{
-  return path != nullptr && event.source != nullptr && log::isData(event.data, event.dataSize) &&
-         log::hasLength(event.source, log::kLongestSource) &&
-         log::hasLengthOrIsNone(event.description, log::kLongestDescription);
-}
-
-/// The size that a record is taken for where a backup is decided on.
-uint32_t estimatedSize(const Event &event)
+/// The size that a record is taken for when a backup is decided on: an estimate that part of the interface fixes. A dump
+/// line counts 83 units, its 82 and a spare one; a line that is not full counts nothing. 2214 covers all labels, numbers
+/// and names at their longest, and is more than most records need: logs are moved a little early.
+uint32_t estimatedSize(const log::Event &event)
 {
   constexpr uint32_t kFixed = 2214;
-  return 2 * (lengthOf(event.source) + lengthOf(event.description) + 83 * (event.dataSize / kBytesPerDumpLine)) +
-         kFixed;
+  constexpr uint32_t kUnitsPerDumpLine = 83;
+  const size_t units = qv::ucs2LengthOrZero(event.source) + qv::ucs2LengthOrZero(event.description) +
+                       kUnitsPerDumpLine * (event.dataSize / kBytesPerDumpLine);
+  return static_cast<uint32_t>(sizeof(SMChar16) * units) + kFixed;
 }
 
-Status append(const char *path, const Event &event, uint32_t maximumSize)
+Status appendLocked(const char *path, const log::Event &event, const uint32_t &maximumSize)
 {
-  if (!isValid(path, event)) {
-    return Status::badArgument;
-  }
-  const log::Target target(path);
-  if (const Status status = target.createDirectory(); status != Status::success) {
+  log::LogFile file(path, O_WRONLY | O_APPEND);
+  const Status status = log::openForRecord(file, estimatedSize(event), maximumSize, [&] {
+    // The log is whole without this record, so its failure is none of the event's.
+    (void)appendLocked(path, log::backupCreatedEvent(event), log::kDefaultMaximumSize);
+  });
+  return status == Status::success ? writeRecord(file, event) : status;
+}
+
+/// Refuses an event of an unknown type, which comes only after the backup that the event would have caused.
+Status refuseType(const char *path, const log::Event &event, const uint32_t &maximumSize)
+{
+  if (const Status status = log::createMissingDirectory(path); status != Status::success) {
     return status;
   }
-  if (target.backUp(maximumSize, estimatedSize(event))) {
-    // Without this record the log is still whole.
-    (void)append(path,
-                 {SM_EVENT_INFORMATION, log::kBackupCreatedID, event.source, uniLogBackupCreated_en_US, nullptr, 0},
-                 log::kDefaultMaximumSize);
+  const uint32_t maximum = __atomic_load_n(&maximumSize, __ATOMIC_RELAXED);  // without the lock here
+  SMBool backedUp;
+  CheckBackupLogFile(path, maximum, estimatedSize(event), &backedUp);
+  if (backedUp != 0) {
+    (void)log::appendTextRecord(path, log::backupCreatedEvent(event), log::kDefaultMaximumSize);  // as above
   }
-  if (typeLine(event.type) == nullptr) {
-    return Status::badArgument;
-  }
-  const qv::FileGuard guard(qv::kFileLockWait);
-  if (!guard) {
-    return Status::lockFailed;
-  }
-  off_t size;
-  qv::UniqueFd file(log::openLog(path, O_APPEND, size));
-  if (!file) {
-    return Status::unsuccessful;
-  }
-  return writeRecord(file, size, event);
+  return Status::badArgument;
 }
 
 }  // namespace
 
+Status log::appendTextRecord(const char *path, const Event &event, const uint32_t &maximumSize)
+{
+  if (path == nullptr || event.source == nullptr || !isWithinLimits(event)) {
+    return Status::badArgument;
+  }
+  if (typeLine(event.type) == nullptr) {
+    return refuseType(path, event, maximumSize);
+  }
+  return appendUnderLock(path, [&] { return appendLocked(path, event, maximumSize); });
+}
+
+Status log::clearTextLog(const char *path, const SMChar16 *source)
+{
+  const Status status = deleteLog(path);
+  return status == Status::success ? appendTextRecord(path, clearedEvent(nullptr, source), kDefaultMaximumSize)
+                                   : status;
+}
+
 uint32_t AppendToUNITXTLog(const char *path, uint16_t eventType, uint32_t eventID, const SMChar16 *source,
                            const SMChar16 *description, const void *data, uint32_t dataSize, uint32_t maximumSize)
 {
-  return result(append(path, {eventType, eventID, source, description, data, dataSize}, maximumSize));
+  const log::Event event = {eventType, eventID, nullptr, source, description, data, dataSize};
+  return result(log::appendTextRecord(path, event, maximumSize));
 }
 
 uint32_t ClearUNITXTLog(const char *path, const SMChar16 *source)
 {
-  const uint32_t status = DeleteLogFile(path);
-  if (status != SM_STATUS_SUCCESS) {
-    return status;
-  }
-  return AppendToUNITXTLog(path, SM_EVENT_INFORMATION, log::kClearedID, source, uniLogCleared_en_US, nullptr, 0,
-                           log::kDefaultMaximumSize);
+  return result(log::clearTextLog(path, source));
 }
 
 uint32_t UniAppendHdr(FILE *stream)
@@ -367,13 +359,13 @@ uint32_t UniAppendHdr(FILE *stream)
   if (size < 0) {
     return result(Status::unsuccessful);
   }
-  return static_cast<uint32_t>(size) < kHeaderBytes ? UniAppendUStr(stream, uniTXTFileHdr) : result(Status::success);
+  return size < kHeaderBytes ? UniAppendUStr(stream, uniTXTFileHdr) : result(Status::success);
 }
 
 uint32_t UniAppendUStr(FILE *stream, const SMChar16 *text)
 {
   StreamSink sink(stream);
-  return result(addText(sink, text));
+  return result(sink.write(text, qv::ucs2Length(text)));
 }
 
 uint32_t UniAppendWhiteSpace(FILE *stream, uint32_t count)

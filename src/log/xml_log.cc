@@ -1,30 +1,26 @@
-// The XML log: entries as text, and putting one before the closing tag, so that a closing tag stands behind the whole
-// entries at every instant.
+// The XML log: entries as text, the search for the closing tag, and putting an entry over that tag with one write.
 
+#include "log/xml_log.h"
+
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cinttypes>
-#include <cstdio>
+#include <charconv>
 #include <cstring>
 #include <ctime>
 #include <optional>
 #include <string_view>
 
-#include "base/descriptor.h"
 #include "base/heap.h"
+#include "base/input_output.h"
+#include "base/text.h"
 #include "frame/export.h"
-#include "frame/lock/file_guard.h"
-#include "frame/lock/global_lock.h"
 #include "log/log_file.h"
+#include "log/record_buffer.h"
+#include "net/host_name.h"
 #include "qvsupt32/convert.h"
-#include "qvsupt32/log.h"
-#include "qvsupt32/network.h"
 #include "qvsupt32/store.h"
-#include "qvsupt32/strings.h"
-#include "store/file_util.h"
-#include "text/convert/dynamic_string.h"
 #include "text/value/time_text.h"
 
 constexpr char xmlLogFileHdr[66] = "<?xml-stylesheet type=\"text/xsl\" version=\"1.0\" encoding=\"UTF-8\"?>";
@@ -40,142 +36,124 @@ constexpr std::string_view kHeader(xmlLogFileHdr, sizeof(xmlLogFileHdr) - 1);
 constexpr std::string_view kBeginTag(xmlLogBeginTag, sizeof(xmlLogBeginTag) - 1);
 constexpr std::string_view kEndTag(xmlLogEndTag, sizeof(xmlLogEndTag) - 1);
 
-struct Event {
-  uint16_t type;
-  uint32_t id;
-  const SMChar16 *userInfo;
-  const SMChar16 *source;
-  const SMChar16 *description;
-  const void *data;
-  uint32_t dataSize;
-};
+// Entries -------------------------------------------------------------------------------------------------------------
 
-/// Entries
-/// ----------------------------------------------------------------------------------------------------------------
-
-uint32_t lengthOf(const SMChar16 *text)
-{
-  return text == nullptr ? 0 : UCS2Strlen(text);
-}
-
-/// Room for the text of an event, closing tag included, so that the text never has to grow.
-uint32_t roomFor(const Event &event)
-{
-  constexpr uint32_t kTagsNumbersAndHostName = 1024;
-  constexpr uint32_t kDumpLine = 82;
-  constexpr uint32_t kBytesPerUnit = 3;
-  const uint32_t units = lengthOf(event.userInfo) + lengthOf(event.source) + lengthOf(event.description);
-  return kTagsNumbersAndHostName + kBytesPerUnit * units + kDumpLine * ((event.dataSize + 15) / 16);
-}
-
-/// The text of an entry, in an order that is that of the calls.
+/// An entry as the bytes of a new log: the start of a log, the entry, the closing tag. An existing log takes them from
+/// the entry on.
 class Entry {
  public:
-  explicit Entry(const Event &event) : text_(roomFor(event)) {}
-
-  explicit operator bool() const { return static_cast<bool>(text_); }
-
-  void add(const char *text) { (void)SSUTF8StrCatUTF8Str(&text_.record, text); }
-
-  /// A text with half a surrogate pair leaves the element empty.
-  void addElement(const char *begin, const SMChar16 *text, const char *end)
+  explicit Entry(const log::Event &event) : buffer_(expectedSize(event))
   {
-    add(begin);
-    (void)SSUTF8StrCatUCS2Str(&text_.record, text);
-    add(end);
+    buffer_.add(kHeader);
+    buffer_.add(kBeginTag);
   }
 
-  bool addDump(const void *data, uint32_t size)
+  /// unsuccessful: no memory, or the time has no text. Else the statuses of the host's name.
+  Status compose(const log::Event &event)
   {
-    return BufToSSUTF8Str(&text_.record, data, size, 0) == SM_STATUS_SUCCESS;
+    buffer_.add("<LogEntry>");
+    if (const Status status = addTimeAndPlace(); status != Status::success) {
+      return status;
+    }
+    addNumber("<Type>", event.type, "</Type>");
+    addNumber("<ID>", event.id, "</ID>");
+    addElement("<UserInfo>", event.userInfo, "</UserInfo>");
+    addElement("<Source>", event.source, "</Source>");
+    addElement("<Description>", event.description, "</Description>");
+    buffer_.add("<Data>");
+    const bool dumped = addDump(event.data, event.dataSize);
+    buffer_.add("</Data></LogEntry>");
+    buffer_.add(kEndTag);
+    return dumped && buffer_.isComplete() ? Status::success : Status::unsuccessful;
   }
 
-  std::string_view text() const { return {text_.record.pStr, text_.record.strLen}; }
+  /// The entry's own length, without the tag that follows it.
+  size_t size() const { return withEndTag().size() - kEndTag.size(); }
+
+  std::string_view withEndTag() const { return asNewLog().substr(kHeader.size() + kBeginTag.size()); }
+  std::string_view asNewLog() const { return buffer_.bytes(); }
 
  private:
-  qv::text::WorkString text_;
+  static constexpr size_t kBytesPerUnit = 3;  // of UTF-8 at most; a pair of units takes four bytes
+  static constexpr size_t kDumpLine = 82;
+  static constexpr size_t kBytesPerDumpLine = 16;
+
+  static size_t expectedSize(const log::Event &event)
+  {
+    constexpr size_t kTagsNumbersAndNames = 512;
+    const size_t units = qv::ucs2LengthOrZero(event.userInfo) + qv::ucs2LengthOrZero(event.source) +
+                         qv::ucs2LengthOrZero(event.description);
+    return kTagsNumbersAndNames + kBytesPerUnit * units +
+           kDumpLine * ((event.dataSize + kBytesPerDumpLine - 1) / kBytesPerDumpLine);
+  }
+
+  Status addTimeAndPlace()
+  {
+    const int64_t now = time(nullptr);
+    char dateTime[qv::text::kTimeRoom];
+    if (!qv::text::formTime(now, dateTime)) {
+      return Status::unsuccessful;
+    }
+    char computerName[256];
+    uint32_t size = sizeof(computerName);
+    if (const Status status = qv::net::getHostName(computerName, &size); status != Status::success) {
+      return status;
+    }
+    addNumber("<TimeStamp>", now, "</TimeStamp>");
+    buffer_.add("<DateTime>");
+    buffer_.add(dateTime);
+    buffer_.add("</DateTime><ComputerName>");
+    buffer_.add(computerName);
+    buffer_.add("</ComputerName>");
+    return Status::success;
+  }
+
+  template <class Number>
+  void addNumber(std::string_view begin, Number value, std::string_view end)
+  {
+    char digits[24];
+    const char *digitsEnd = std::to_chars(digits, digits + sizeof(digits), value).ptr;
+    buffer_.add(begin);
+    buffer_.add({digits, static_cast<size_t>(digitsEnd - digits)});
+    buffer_.add(end);
+  }
+
+  /// A text that is no UTF-16 leaves its element empty.
+  void addElement(std::string_view begin, const SMChar16 *text, std::string_view end)
+  {
+    buffer_.add(begin);
+    if (text != nullptr) {
+      auto size = static_cast<uint32_t>(kBytesPerUnit * qv::ucs2Length(text) + 1);
+      char *place = buffer_.reserve(size);
+      if (place != nullptr && UCS2StrToUTF8Str(place, &size, text) == SM_STATUS_SUCCESS) {
+        buffer_.commit(size - 1);
+      }
+    }
+    buffer_.add(end);
+  }
+
+  bool addDump(const void *data, uint32_t dataSize)
+  {
+    if (dataSize == 0) {
+      return true;
+    }
+    const qv::HeapBlock<char> dump(BufToUTF8Str(data, &dataSize, 0));
+    if (dump == nullptr) {
+      return false;
+    }
+    buffer_.add({dump.get(), dataSize - 1});
+    return true;
+  }
+
+  log::RecordBuffer buffer_;
 };
 
-/// The fields that say when and where an event was.
-Status addTimeAndPlace(Entry &entry)
-{
-  const int64_t now = time(nullptr);
-  char dateTime[qv::text::kTimeRoom];
-  if (!qv::text::formTime(now, dateTime)) {
-    return Status::unsuccessful;
-  }
-  char computerName[256];
-  uint32_t size = sizeof(computerName);
-  if (const uint32_t status = GetIPHostName(computerName, &size); status != SM_STATUS_SUCCESS) {
-    return static_cast<Status>(status);
-  }
-  char timeStamp[64];
-  (void)snprintf(timeStamp, sizeof(timeStamp), "<TimeStamp>%" PRId64 "</TimeStamp>", now);
-  entry.add(timeStamp);
-  entry.add("<DateTime>");
-  entry.add(dateTime);
-  entry.add("</DateTime><ComputerName>");
-  entry.add(computerName);
-  entry.add("</ComputerName>");
-  return Status::success;
-}
-
-Status addEvent(Entry &entry, const Event &event)
-{
-  entry.add("<LogEntry>");
-  if (const Status status = addTimeAndPlace(entry); status != Status::success) {
-    return status;
-  }
-  char numbers[64];
-  (void)snprintf(numbers, sizeof(numbers), "<Type>%u</Type><ID>%" PRIu32 "</ID>", event.type, event.id);
-  entry.add(numbers);
-  entry.addElement("<UserInfo>", event.userInfo, "</UserInfo>");
-  entry.addElement("<Source>", event.source, "</Source>");
-  entry.addElement("<Description>", event.description, "</Description>");
-  entry.add("<Data>");
-  if (!entry.addDump(event.data, event.dataSize)) {
-    return Status::unsuccessful;
-  }
-  entry.add("</Data></LogEntry>");
-  return Status::success;
-}
-
-/// The file
-/// ---------------------------------------------------------------------------------------------------------------
-
-bool writeAllAt(int file, std::string_view bytes, off_t at)
-{
-  while (!bytes.empty()) {
-    const ssize_t written = pwrite(file, bytes.data(), bytes.size(), at);
-    if (written > 0) {
-      bytes.remove_prefix(static_cast<size_t>(written));
-      at += written;
-    } else if (written == 0 || errno != EINTR) {
-      return false;
-    }
-  }
-  return true;
-}
-
-bool readAllAt(int file, char *bytes, size_t size, off_t at)
-{
-  while (size != 0) {
-    const ssize_t got = pread(file, bytes, size, at);
-    if (got > 0) {
-      bytes += got;
-      size -= static_cast<size_t>(got);
-      at += got;
-    } else if (got == 0 || errno != EINTR) {
-      return false;
-    }
-  }
-  return true;
-}
+// The closing tag -----------------------------------------------------------------------------------------------------
 
 /// Where the last closing tag in a block begins.
 std::optional<size_t> findLastEndTag(std::string_view block)
 {
-  // No other tag of a log has a "v", so few of them are looked at in vain.
+  // No other tag of a log has a "v", so a log of whole entries without its end is searched with few comparisons.
   constexpr size_t kPlaceOfV = 3;
   static_assert(kEndTag[kPlaceOfV] == 'v');
   while (block.size() >= kEndTag.size()) {
@@ -193,148 +171,185 @@ std::optional<size_t> findLastEndTag(std::string_view block)
   return std::nullopt;
 }
 
-/// Where the closing tag nearest to the end of a log begins; -1 when there is none behind the header, or reading fails.
-/// Looks at the end first, and then at ever larger blocks before it.
-off_t findEndTag(int file, off_t size)
+/// Finds the closing tag nearest to the end of a log. badType: there is none after the header, or reading fails;
+/// unsuccessful: no memory. A log that has little or nothing after its tag is searched without the heap.
+Status findEndTag(const log::LogFile &file, off_t &at)
 {
-  constexpr size_t kLargestBlock = 262144;
-  const auto floor = static_cast<off_t>(kHeader.size());
-  size_t blockSize = kEndTag.size();
-  qv::HeapBlock<char> block;
-  for (off_t end = size; end - floor >= static_cast<off_t>(kEndTag.size());) {
-    const auto wanted = static_cast<size_t>(std::min<off_t>(end - floor, static_cast<off_t>(blockSize)));
-    char small[kEndTag.size()];
-    char *bytes = small;
-    if (wanted > sizeof(small)) {
-      if (block == nullptr) {
-        block.reset(static_cast<char *>(malloc(kLargestBlock)));
+  constexpr size_t kLargeBlock = 65536;
+  constexpr auto kFloor = static_cast<off_t>(kHeader.size());
+  constexpr auto kTagSize = static_cast<off_t>(kEndTag.size());
+  char small[512];
+  qv::HeapBlock<char> large;
+  for (off_t end = file.size(); end - kFloor >= kTagSize;) {
+    const bool isFirst = end == file.size();
+    if (!isFirst && large == nullptr) {
+      large.reset(static_cast<char *>(malloc(kLargeBlock)));
+      if (large == nullptr) {
+        return Status::unsuccessful;
       }
-      bytes = block.get();
     }
-    const off_t begin = end - static_cast<off_t>(wanted);
-    if (bytes == nullptr || !readAllAt(file, bytes, wanted, begin)) {
-      break;
-    }
-    if (const auto found = findLastEndTag({bytes, wanted})) {
-      return begin + static_cast<off_t>(*found);
-    }
-    end = begin + static_cast<off_t>(kEndTag.size()) - 1;  // a tag may stand across the blocks
-    blockSize = kLargestBlock;
-  }
-  return -1;
-}
-
-/// Starts a log that holds no entry yet.
-bool writeEmptyLog(int file)
-{
-  char bytes[kHeader.size() + kBeginTag.size() + kEndTag.size()];
-  char *end = std::copy(kHeader.begin(), kHeader.end(), bytes);
-  end = std::copy(kBeginTag.begin(), kBeginTag.end(), end);
-  std::copy(kEndTag.begin(), kEndTag.end(), end);
-  if (writeAllAt(file, {bytes, sizeof(bytes)}, 0)) {
-    return true;
-  }
-  (void)ftruncate(file, 0);  // less than a header counts as empty: the next append starts again
-  return false;
-}
-
-/// Whether some bytes of a file lie in one page, which the kernel writes as a whole even when the process is killed.
-bool isInOnePage(off_t at, size_t size)
-{
-  constexpr size_t kPage = 4096;
-  return static_cast<size_t>(at) % kPage + size <= kPage;
-}
-
-/// Puts an entry with its closing tag in the place of the old closing tag. What goes behind the old tag is written
-/// before what goes over it: where the writing ends early, the old tag is still there.
-bool writeEntry(int file, std::string_view text, off_t at)
-{
-  const off_t behindTag = at + static_cast<off_t>(kEndTag.size());
-  const std::string_view overTag(text.data(), kEndTag.size());
-  const std::string_view rest(text.data() + kEndTag.size(), text.size() - kEndTag.size());
-  const bool written = isInOnePage(at, text.size())
-                           ? writeAllAt(file, text, at)
-                           : writeAllAt(file, rest, behindTag) && writeAllAt(file, overTag, at);
-  if (written) {
-    return true;
-  }
-  (void)writeAllAt(file, kEndTag, at);  // as good as it gets where even that fails
-  (void)ftruncate(file, behindTag);
-  return false;
-}
-
-Status writeToLog(const char *path, std::string_view text)
-{
-  off_t size;
-  qv::UniqueFd file(log::openLog(path, 0, size));
-  if (!file || size > INT32_MAX) {
-    return Status::unsuccessful;
-  }
-  auto at = static_cast<off_t>(kHeader.size()) + static_cast<off_t>(kBeginTag.size());
-  if (size < static_cast<off_t>(kHeader.size())) {
-    if (!writeEmptyLog(file.get())) {
-      return Status::limitExceeded;
-    }
-  } else {
-    at = findEndTag(file.get(), size);
-    if (at < 0) {
+    char *block = isFirst ? small : large.get();
+    const auto size = static_cast<size_t>(std::min<off_t>(end - kFloor, isFirst ? sizeof(small) : kLargeBlock));
+    const off_t begin = end - static_cast<off_t>(size);
+    if (qv::readUpToAt(file.descriptor(), block, size, begin) != static_cast<ssize_t>(size)) {
       return Status::badType;
     }
+    if (const auto found = findLastEndTag({block, size})) {
+      at = begin + static_cast<off_t>(*found);
+      return Status::success;
+    }
+    end = begin + kTagSize - 1;  // a tag may lie across the blocks
   }
-  const bool written = writeEntry(file.get(), text, at);
+  return Status::badType;
+}
+
+// Writing -------------------------------------------------------------------------------------------------------------
+
+bool writeNewLog(const log::LogFile &file, const Entry &entry)
+{
+  const std::string_view bytes = entry.asNewLog();
+  if (qv::writeAllAt(file.descriptor(), bytes.data(), bytes.size(), 0)) {
+    return true;
+  }
+  (void)ftruncate(file.descriptor(), 0);  // a log without a header counts as empty: the next append starts again
+  return false;
+}
+
+/// Writes an entry and its closing tag over the old one. A write that fails leaves the log as it was up to the old tag.
+bool writeOverEndTag(const log::LogFile &file, off_t at, const Entry &entry)
+{
+  const std::string_view bytes = entry.withEndTag();
+  if (qv::writeAllAt(file.descriptor(), bytes.data(), bytes.size(), at)) {
+    return true;
+  }
+  // Best effort: the tag's own bytes exist already, so that no full disk is in the way of them.
+  (void)qv::writeAllAt(file.descriptor(), kEndTag.data(), kEndTag.size(), at);
+  (void)ftruncate(file.descriptor(), at + static_cast<off_t>(kEndTag.size()));
+  return false;
+}
+
+bool isStarted(off_t size)
+{
+  return size >= static_cast<off_t>(kHeader.size());
+}
+
+Status writeEntry(log::LogFile &file, const Entry &entry)
+{
+  if (file.size() > log::kLargestLog) {
+    return Status::unsuccessful;
+  }
+  bool written;
+  if (isStarted(file.size())) {
+    off_t at;
+    if (const Status status = findEndTag(file, at); status != Status::success) {
+      return status;
+    }
+    written = writeOverEndTag(file, at, entry);
+  } else {
+    written = writeNewLog(file, entry);
+  }
   return file.closeWritten() && written ? Status::success : Status::limitExceeded;
 }
 
-bool isValid(const char *path, const Event &event)
+// Appending -----------------------------------------------------------------------------------------------------------
+
+/// Appends an entry that the caller has not composed yet, under the lock that the caller holds.
+Status appendWhileLocked(const char *path, const log::Event &event);
+
+Status appendLocked(log::LogFile &file, const log::Event &event, const Entry &entry, const uint32_t &maximumSize)
 {
-  return path != nullptr && log::isData(event.data, event.dataSize) &&
-         log::hasLengthOrIsNone(event.userInfo, log::kLongestSource) &&
-         log::hasLengthOrIsNone(event.source, log::kLongestSource) &&
-         log::hasLengthOrIsNone(event.description, log::kLongestDescription);
+  const Status status = log::openForRecord(file, entry.size(), maximumSize, [&] {
+    // The log is whole without this entry, so its failure is none of the event's.
+    (void)appendWhileLocked(file.path(), log::backupCreatedEvent(event));
+  });
+  return status == Status::success ? writeEntry(file, entry) : status;
 }
 
-Status append(const char *path, const Event &event, uint32_t maximumSize)
+Status appendWhileLocked(const char *path, const log::Event &event)
+{
+  Entry entry(event);
+  const Status status = entry.compose(event);
+  log::LogFile file(path, O_RDWR);
+  return status == Status::success ? appendLocked(file, event, entry, log::kDefaultMaximumSize) : status;
+}
+
+bool isValid(const char *path, const log::Event &event)
+{
+  return path != nullptr && log::isWithinLimits(event);
+}
+
+/// Composes an entry. A directory that cannot be created is reported before an entry that cannot be composed.
+Status compose(const char *path, const log::Event &event, Entry &entry)
+{
+  const Status composed = entry.compose(event);
+  if (composed == Status::success) {
+    return composed;
+  }
+  const Status directory = log::createMissingDirectory(path);
+  return directory == Status::success ? composed : directory;
+}
+
+}  // namespace
+
+Status log::appendXmlEntry(const char *path, const Event &event, const uint32_t &maximumSize)
 {
   if (!isValid(path, event)) {
     return Status::badArgument;
   }
-  const log::Target target(path);
-  if (const Status status = target.createDirectory(); status != Status::success) {
+  Entry entry(event);
+  if (const Status status = compose(path, event, entry); status != Status::success) {
     return status;
+  }
+  return appendUnderLock(path, [&] {
+    LogFile file(path, O_RDWR);
+    return appendLocked(file, event, entry, maximumSize);
+  });
+}
+
+Status log::appendXmlEntryToStartedLog(const char *path, const Event &event, const uint32_t &maximumSize,
+                                       const Event &firstEvent)
+{
+  if (!isValid(path, event)) {
+    const Status status = makeXmlLogExist(path, firstEvent);
+    return status == Status::success ? Status::badArgument : status;
   }
   Entry entry(event);
-  if (!entry) {
-    return Status::unsuccessful;
-  }
-  if (const Status status = addEvent(entry, event); status != Status::success) {
+  if (const Status status = compose(path, event, entry); status != Status::success) {
     return status;
   }
-  if (target.backUp(maximumSize, static_cast<uint32_t>(entry.text().size()))) {
-    // Without this entry the log is still whole.
-    (void)append(path,
-                 {SM_EVENT_INFORMATION, log::kBackupCreatedID, event.userInfo, event.source, uniLogBackupCreated_en_US,
-                  nullptr, 0},
-                 log::kDefaultMaximumSize);
-  }
-  entry.add(xmlLogEndTag);
-  const qv::FileGuard guard(qv::kFileLockWait);
-  return guard ? writeToLog(path, entry.text()) : Status::lockFailed;
+  return appendUnderLock(path, [&] {
+    LogFile file(path, O_RDWR);
+    if (!file.openExisting() || !isStarted(file.size())) {
+      file.close();
+      if (const Status status = appendWhileLocked(path, firstEvent); status != Status::success) {
+        return status;
+      }
+    }
+    return appendLocked(file, event, entry, maximumSize);
+  });
 }
 
-/// The entry that a log starts with.
-uint32_t appendCleared(const char *path, const SMChar16 *userInfo, const SMChar16 *source)
+Status log::clearXmlLog(const char *path, const SMChar16 *userInfo, const SMChar16 *source)
 {
-  return AppendToXMLLog(path, SM_EVENT_INFORMATION, log::kClearedID, userInfo, source, uniLogCleared_en_US, nullptr, 0,
-                        log::kDefaultMaximumSize);
+  const Status status = deleteLog(path);
+  return status == Status::success ? appendXmlEntry(path, clearedEvent(userInfo, source), kDefaultMaximumSize) : status;
 }
 
-}  // namespace
+Status log::makeXmlLogExist(const char *path, const Event &firstEvent)
+{
+  uint32_t size;
+  if (path != nullptr && GetSizeOfFile(path, &size) == SM_STATUS_SUCCESS && isStarted(size)) {
+    return Status::success;
+  }
+  return appendXmlEntry(path, firstEvent, kDefaultMaximumSize);
+}
 
 uint32_t AppendToXMLLog(const char *path, uint16_t eventType, uint32_t eventID, const SMChar16 *userInfo,
                         const SMChar16 *source, const SMChar16 *description, const void *data, uint32_t dataSize,
                         uint32_t maximumSize)
 {
-  return result(append(path, {eventType, eventID, userInfo, source, description, data, dataSize}, maximumSize));
+  const log::Event event = {eventType, eventID, userInfo, source, description, data, dataSize};
+  return result(log::appendXmlEntry(path, event, maximumSize));
 }
 
 uint32_t SMAppendToXMLLog(const char *path, uint16_t eventType, uint32_t eventID, const SMChar16 *userInfo,
@@ -347,8 +362,7 @@ uint32_t SMAppendToXMLLog(const char *path, uint16_t eventType, uint32_t eventID
 
 uint32_t ClearXMLLog(const char *path, const SMChar16 *userInfo, const SMChar16 *source)
 {
-  const uint32_t status = DeleteLogFile(path);
-  return status == SM_STATUS_SUCCESS ? appendCleared(path, userInfo, source) : status;
+  return result(log::clearXmlLog(path, userInfo, source));
 }
 
 uint32_t SMClearXMLLog(const char *path, const SMChar16 *userInfo, const SMChar16 *source)
@@ -359,11 +373,7 @@ uint32_t SMClearXMLLog(const char *path, const SMChar16 *userInfo, const SMChar1
 
 uint32_t ForceXMLLogExists(const char *path, const SMChar16 *userInfo, const SMChar16 *source)
 {
-  uint32_t size;
-  if (GetSizeOfFile(path, &size) == SM_STATUS_SUCCESS && size >= kHeader.size()) {
-    return result(Status::success);
-  }
-  return appendCleared(path, userInfo, source);
+  return result(log::makeXmlLogExist(path, log::clearedEvent(userInfo, source)));
 }
 
 uint32_t SMForceXMLLogExists(const char *path, const SMChar16 *userInfo, const SMChar16 *source)

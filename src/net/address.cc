@@ -1,4 +1,4 @@
-// IPv4 addresses: those of the machine's interfaces, and the way between dotted text and number.
+// IPv4 addresses: those of the machine's interfaces, and the conversion between dotted text and number.
 //
 // Leaves to others: whether IP support is loaded (net/ip_support).
 
@@ -24,7 +24,7 @@ using qv::UniqueFd;
 
 static_assert(SM_IP_ADDRESS_SIZE == INET_ADDRSTRLEN);
 
-/// The interfaces that a list tells of, the loopback in front of them not counted.
+/// The most interfaces listed, the loopback before them not counted.
 constexpr uint32_t kInterfacesMax = 15;
 
 struct FreeNames {
@@ -32,7 +32,9 @@ struct FreeNames {
 };
 using InterfaceNames = std::unique_ptr<struct if_nameindex, FreeNames>;
 
-/// A socket to ask for addresses through: a packet socket, or where only root may have one, a socket of the family.
+/// A socket to query addresses through. The query has always used the old packet socket, SOCK_PACKET: it works in a
+/// process that has no IPv4 sockets. It needs CAP_NET_RAW; an unprivileged caller gets the same answers from a socket of
+/// the address family.
 int openQuerySocket()
 {
   constexpr int kAllProtocols = 0x0300;  // ETH_P_ALL in network byte order
@@ -43,7 +45,7 @@ int openQuerySocket()
   return querySocket;
 }
 
-/// The address of an interface; 0.0.0.0 where it cannot be asked for.
+/// The address of an interface; 0.0.0.0 if the query fails.
 in_addr addressOf(const UniqueFd &querySocket, const char *interface)
 {
   ifreq request = {};
@@ -73,24 +75,24 @@ uint32_t GetIPAddrStrList(uint32_t *count, char (*slots)[SM_IP_ADDRESS_SIZE])
   if (count == nullptr) {
     return result(Status::badArgument);
   }
-  const uint32_t room = slots == nullptr ? 0 : *count;
+  const uint32_t capacity = slots == nullptr ? 0 : *count;
   *count = 0;
-  const UniqueFd querySocket(room == 0 ? -1 : openQuerySocket());
+  const UniqueFd querySocket(capacity == 0 ? -1 : openQuerySocket());
   const InterfaceNames names(if_nameindex());
   if (names == nullptr || names.get()->if_name == nullptr) {
     return result(Status::unsuccessful);
   }
   for (const struct if_nameindex *each = names.get() + 1; each->if_name != nullptr && *count < kInterfacesMax; ++each) {
-    if (*count < room) {
+    if (*count < capacity) {
       const in_addr address = addressOf(querySocket, each->if_name);
-      (void)inet_ntop(AF_INET, &address, slots[*count], SM_IP_ADDRESS_SIZE);  // every address fits into a slot
+      (void)inet_ntop(AF_INET, &address, slots[*count], SM_IP_ADDRESS_SIZE);  // every address fits in a slot
     }
     ++*count;
   }
   if (*count == 0) {
     return result(Status::unsuccessful);
   }
-  return result(*count > room ? Status::bufferTooSmall : Status::success);
+  return result(*count > capacity ? Status::bufferTooSmall : Status::success);
 }
 
 uint32_t IPAddrASCIIToNetwork(const char *text, uint32_t *address)

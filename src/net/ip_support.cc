@@ -1,6 +1,6 @@
 // IP support: whether it is loaded, the host's name, and its DNS suffix.
 //
-// Promises: nothing of the resolver's answer is shared among threads.
+// Promises: threads share nothing of the resolver's answer.
 // Leaves to others: when it is loaded (frame/lifecycle), and what UTF-8 is (text/convert).
 
 #include <netdb.h>
@@ -11,7 +11,8 @@
 
 #include "base/alias.h"
 #include "base/heap.h"
-#include "base/status.h"
+#include "base/size.h"
+#include "net/host_name.h"
 #include "qvsupt32/convert.h"
 #include "qvsupt32/network.h"
 
@@ -22,7 +23,7 @@ namespace {
 using qv::HeapBlock;
 using qv::Status;
 
-/// The most that the name of a host takes here, terminator included.
+/// Buffers for the host's name, terminator included. The resolver takes names of up to 63 bytes.
 constexpr uint32_t kNameSize = 128;
 constexpr uint32_t kResolvableNameSize = 64;
 
@@ -51,7 +52,7 @@ class OfficialName {
     return Status::noMemory;
   }
 
-  /// What stands behind the first full stop of a name that was resolved.
+  /// The part of a resolved name after its first full stop.
   const char *suffix() const
   {
     const char *fullStop = strchr(name_, '.');
@@ -63,20 +64,25 @@ class OfficialName {
   const char *name_ = nullptr;
 };
 
-/// Copies a text with its terminator where there is room, or a buffer at all, and tells the size needed.
-Status store(const char *text, char *buffer, uint32_t &size)
+Status getDnsSuffix(char *buffer, uint32_t *size)
 {
-  const auto needed = static_cast<uint32_t>(strlen(text) + 1);
-  const bool fits = needed <= size;
-  size = needed;
-  if (buffer == nullptr) {
-    return Status::success;
+  if (size == nullptr) {
+    return Status::invalidParameter;
   }
-  if (!fits) {
-    return Status::bufferTooSmall;
+  const HeapBlock<char> host(static_cast<char *>(malloc(kResolvableNameSize)));
+  if (host == nullptr) {
+    return Status::noMemory;
   }
-  memcpy(buffer, text, needed);
-  return Status::success;
+  uint32_t hostSize = kResolvableNameSize;
+  if (const Status status = qv::net::getHostName(host.get(), &hostSize); status != Status::success) {
+    return status;
+  }
+  OfficialName name;
+  if (const Status status = name.resolve(host.get()); status != Status::success) {
+    return status;
+  }
+  const Status copied = qv::copyTextOut(name.suffix(), buffer, *size);
+  return buffer == nullptr ? Status::success : copied;  // without a buffer the size is all that is asked for
 }
 
 }  // namespace
@@ -99,51 +105,43 @@ uint32_t UnLoadIPSupt(void)
   return result(Status::success);
 }
 
-uint32_t GetIPHostName(char *buffer, uint32_t *size)
+Status qv::net::getHostName(char *buffer, uint32_t *size)
 {
   if (ipsuptLoaded == 0) {
-    return result(Status::notLoaded);
+    return Status::notLoaded;
   }
-  if (buffer == nullptr || size == nullptr) {
-    return result(Status::badArgument);
+  if (size == nullptr) {
+    return Status::badArgument;
   }
-  if (gethostname(buffer, *size) != 0) {
-    return result(Status::unsuccessful);
+  // The C library's gethostname faults on null where the system call would fail.
+  if (buffer == nullptr || gethostname(buffer, *size) != 0) {
+    return Status::unsuccessful;
   }
-  // POSIX lets a name that is cut short stand without its terminator.
+  // POSIX allows a truncated name without a terminator.
   const size_t length = strnlen(buffer, *size);
   if (length == *size) {
-    return result(Status::unsuccessful);
+    return Status::unsuccessful;
   }
   *size = static_cast<uint32_t>(length + 1);
-  return result(Status::success);
+  return Status::success;
+}
+
+uint32_t GetIPHostName(char *buffer, uint32_t *size)
+{
+  return result(qv::net::getHostName(buffer, size));
 }
 
 uint32_t UCS2GetIPHostName(SMChar16 *buffer, uint32_t *size)
 {
   char name[kNameSize];
   uint32_t nameSize = sizeof(name);
-  const uint32_t status = GetIPHostName(name, &nameSize);
-  return status != result(Status::success) ? status : UTF8StrToUCS2Str(buffer, size, name);
+  const Status status = qv::net::getHostName(name, &nameSize);
+  return status == Status::success ? UTF8StrToUCS2Str(buffer, size, name) : result(status);
 }
 
 uint32_t GetDNSSuffixName(char *buffer, uint32_t *size)
 {
-  if (size == nullptr) {
-    return result(Status::invalidParameter);
-  }
-  const HeapBlock<char> host(static_cast<char *>(malloc(kResolvableNameSize)));
-  if (host == nullptr) {
-    return result(Status::noMemory);
-  }
-  uint32_t hostSize = kResolvableNameSize;
-  const uint32_t status = GetIPHostName(host.get(), &hostSize);
-  if (status != result(Status::success)) {
-    return status;
-  }
-  OfficialName name;
-  const Status resolved = name.resolve(host.get());
-  return result(resolved != Status::success ? resolved : store(name.suffix(), buffer, *size));
+  return result(getDnsSuffix(buffer, size));
 }
 
 QV_ALIAS(SMGetIPHostName, GetIPHostName)

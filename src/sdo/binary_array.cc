@@ -1,6 +1,4 @@
-// Building and reading binary arrays.
-
-#include <algorithm>
+// Building and reading binary arrays, in place.
 
 #include "base/alias.h"
 #include "sdo/binary_layout.h"
@@ -29,20 +27,20 @@ uint32_t SDOBinaryArrayAddData(void *array, uint32_t *size, const void *element,
   if (*size < kLeastSize) {
     return qv::result(Status::bufferTooSmall);
   }
-  const auto view = sdo::BinaryArrayView::open(array);
+  auto *bytes = static_cast<uint8_t *>(array);
+  const auto view = sdo::BinaryArrayView::of(bytes, sdo::loadHeader(bytes));
   const auto end = view ? view->startAfter(view->count()) : std::nullopt;
   if (!end) {
     return qv::result(Status::invalidParameter);
   }
   const uint64_t total = uint64_t{*end} + elementSize;
   if (total > *size) {
-    *size = static_cast<uint32_t>(std::min<uint64_t>(total, UINT32_MAX));
+    *size = qv::clampSize(total);
     return qv::result(Status::bufferTooSmall);
   }
   if (total > SDO_BINARY_SIZE_MAX) {
     return qv::result(Status::bufferTooSmall);
   }
-  auto *bytes = static_cast<uint8_t *>(array);
   memmove(bytes + *end, element, elementSize);
   sdo::store(bytes, sdo::BlockHeader{SDO_BINARY_ARRAY_MAGIC, static_cast<uint16_t>(view->count() + 1),
                                      static_cast<uint16_t>(total)});
@@ -54,19 +52,21 @@ uint32_t SDOBinaryArrayGetByIndex(const void *array, uint32_t, uint32_t index, v
   if (array == nullptr || size == nullptr) {
     return qv::result(Status::invalidParameter);
   }
-  const auto view = sdo::BinaryArrayView::open(array);
-  if (!view) {
+  const auto *bytes = static_cast<const uint8_t *>(array);
+  const sdo::BlockHeader header = sdo::loadHeader(bytes);
+  if (header.magic != SDO_BINARY_ARRAY_MAGIC) {
     return qv::result(Status::badType);
   }
-  if (index >= view->count()) {
+  if (index >= header.count) {
     return qv::result(Status::notFound);
   }
-  const auto position = view->startAfter(index);
+  const auto view = sdo::BinaryArrayView::of(bytes, header);
+  const auto position = view ? view->startAfter(index) : std::nullopt;
   const auto element = position ? view->elementAt(*position) : std::nullopt;
   if (!element) {
     return qv::result(Status::badType);
   }
-  return qv::result(sdo::copyOut(element->block(), element->totalSize(), buffer, size));
+  return qv::result(sdo::copyValueOut(element->block(), element->totalSize(), buffer, size));
 }
 
 QV_ALIAS(SMSDOBinaryArrayInitHeader, SDOBinaryArrayInitHeader)

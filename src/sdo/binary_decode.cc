@@ -4,14 +4,14 @@
 // list, so that no depth of nesting reaches the stack; and all that one block can make is bounded by the size that an
 // object may have, also where its values overlap.
 
-#include <algorithm>
-#include <cstdlib>
+#include <utility>
 
 #include "base/alias.h"
 #include "base/heap.h"
 #include "sdo/binary_layout.h"
 #include "sdo/config.h"
 #include "sdo/decoder.h"
+#include "sdo/work_list.h"
 
 namespace qv::sdo {
 namespace {
@@ -19,49 +19,8 @@ namespace {
 /// An object that was made for a block and waits to be filled from it.
 struct Pending {
   SDOConfig *object;
-  const uint8_t *block;
+  BinaryView binary;
   uint32_t parent;  // index of the object that it is nested in
-};
-
-/// The objects of one block in the order in which they are met, parents first. Most blocks nest nothing or little.
-class PendingList {
- public:
-  uint32_t size() const { return size_; }
-  Pending &operator[](uint32_t index) { return items_[index]; }
-
-  /// False when the heap is exhausted.
-  [[nodiscard]] bool push(const Pending &item)
-  {
-    if (size_ == capacity_ && !grow()) {
-      return false;
-    }
-    items_[size_++] = item;
-    return true;
-  }
-
- private:
-  bool grow()
-  {
-    const uint32_t capacity = capacity_ * 4;
-    auto *larger = static_cast<Pending *>(realloc(onHeap_.get(), capacity * sizeof(Pending)));
-    if (larger == nullptr) {
-      return false;
-    }
-    if (onHeap_ == nullptr) {
-      std::copy_n(few_, size_, larger);
-    }
-    (void)onHeap_.release();  // realloc has taken it
-    onHeap_.reset(larger);
-    items_ = larger;
-    capacity_ = capacity;
-    return true;
-  }
-
-  Pending few_[8];
-  HeapBlock<Pending> onHeap_;
-  Pending *items_ = few_;
-  uint32_t size_ = 0;
-  uint32_t capacity_ = 8;
 };
 
 class Decoder {
@@ -70,7 +29,7 @@ class Decoder {
   Status decode(const BinaryView &binary, OwnedObject &object)
   {
     OwnedObject made(SDOConfigAlloc());
-    if (made == nullptr || !pending_.push({made.get(), binary.block(), 0})) {
+    if (made == nullptr || !pending_.push({made.get(), binary, 0})) {
       return Status::noMemory;
     }
     for (uint32_t i = 0; i < pending_.size(); ++i) {
@@ -99,20 +58,19 @@ class Decoder {
   Status fill(uint32_t index)
   {
     SDOConfig &object = *pending_[index].object;
-    // The header was checked when the block was found.
-    const BinaryView binary = *BinaryView::open(pending_[index].block);
+    const BinaryView binary = pending_[index].binary;  // a copy: the list may move
     if (const Status status = spend(kHeaderSize); status != Status::success) {
       return status;
     }
     tree::Node *last = nullptr;
     for (uint32_t i = 0; i < binary.count(); ++i) {
-      const uint16_t fieldID = binary.entry(i).fieldID;
-      const std::optional<BinaryValue> value = binary.value(i);
-      if (!value || !isValidFieldID(fieldID) || value->type == 0 || value->size == 0) {
+      const BinaryEntry entry = binary.entry(i);
+      const std::optional<BinaryValue> value = binary.value(entry, i);
+      if (!value || !isValidFieldID(entry.fieldID) || entry.type == 0 || value->size == 0) {
         return Status::badType;
       }
-      const Status status = holdsBinary(value->type) ? addNested(object, last, fieldID, *value, index)
-                                                     : addPlain(object, last, fieldID, *value);
+      const Status status = holdsBinary(entry.type) ? addNested(object, last, entry, *value, index)
+                                                    : addPlain(object, last, entry, *value);
       if (status != Status::success) {
         return status;
       }
@@ -120,43 +78,51 @@ class Decoder {
     return Status::success;
   }
 
-  Status addPlain(SDOConfig &object, tree::Node *&last, uint16_t fieldID, const BinaryValue &value)
+  Status addPlain(SDOConfig &object, tree::Node *&last, const BinaryEntry &from, const BinaryValue &value)
   {
     SDOConfigEntry *entry;
-    const uint32_t entrySize = CalcSDOEntrySizeByDataBinSize(value.size);
-    const Status status = addEntry(object, last, fieldID, value.type, value.size, entrySize, entry);
+    const Status status = addEntry(object, last, from.fieldID, from.type, value.size, entrySizeOf(value.size), entry);
     if (status == Status::success) {
       memcpy(valueOf(entry), value.bytes, value.size);
     }
     return status;
   }
 
-  Status addNested(SDOConfig &object, tree::Node *&last, uint16_t fieldID, const BinaryValue &value, uint32_t parent)
+  /// By the magic of the value's block. With the array bit, a single binary becomes an array of one.
+  Status addNested(SDOConfig &object, tree::Node *&last, const BinaryEntry &from, const BinaryValue &value,
+                   uint32_t parent)
   {
-    uint8_t type = withLowBits(value.type, SDO_TYPE_CONFIG);
-    SDOConfigEntry *entry;
-    if (const auto binary = BinaryView::open(value.bytes, value.size)) {
-      // With the array bit, a single binary becomes an array of one.
-      const uint32_t entrySize = kEntrySize + (isArray(type) ? kHeaderSize : 0);
-      const Status status = addEntry(object, last, fieldID, type, kNestedSize, entrySize, entry);
-      if (status != Status::success) {
-        return status;
-      }
-      setNestedAt(valueOf(entry), 0, nullptr);
-      return addChild(entry, 0, *binary, parent);
+    if (value.size < kHeaderSize) {
+      return Status::badType;
     }
-    const auto array = BinaryArrayView::open(value.bytes, value.size);
+    const uint8_t type = withLowBits(from.type, SDO_TYPE_CONFIG);
+    const BlockHeader header = loadHeader(value.bytes);
+    SDOConfigEntry *entry;
+    if (const auto binary = BinaryView::of(value.bytes, header, value.size)) {
+      const Status status = addNestedEntry(object, last, from.fieldID, type, 1, entry);
+      return status == Status::success ? addChild(entry, 0, *binary, parent) : status;
+    }
+    const auto array = BinaryArrayView::of(value.bytes, header, value.size);
     if (!array) {
       return Status::badType;
     }
-    type |= SDO_TYPE_ARRAY;
-    const uint32_t dataSize = array->count() * kNestedSize;
-    const Status status = addEntry(object, last, fieldID, type, dataSize, kEntrySize + kHeaderSize, entry);
+    const Status status = addNestedEntry(object, last, from.fieldID, type | SDO_TYPE_ARRAY, array->count(), entry);
     if (status != Status::success) {
       return status;
     }
-    memset(valueOf(entry), 0, dataSize);
     return array->forEach([&](uint32_t i, const BinaryView &element) { return addChild(entry, i, element, parent); });
+  }
+
+  /// Adds an entry of nested objects, all null for now: the objects are counted when they are filled.
+  Status addNestedEntry(SDOConfig &object, tree::Node *&last, uint16_t fieldID, uint8_t type, uint32_t count,
+                        SDOConfigEntry *&entry)
+  {
+    const uint32_t size = count * kNestedSize;
+    const Status status = addEntry(object, last, fieldID, type, size, entrySizeOf(sizeBesideObjects(type)), entry);
+    if (status == Status::success) {
+      memset(valueOf(entry), 0, size);
+    }
+    return status;
   }
 
   /// Adds an entry whose value the caller fills in at once. entrySize is what it adds to the object's binary size,
@@ -167,7 +133,7 @@ class Decoder {
     if (const Status status = spend(entrySize); status != Status::success) {
       return status;
     }
-    // Entries come by ascending field ID: each goes behind the last one, without a search.
+    // Entries come by ascending field ID: each is linked after the last one, without a search.
     tree::Place place = {nullptr, last, false};
     const bool ascending = last == nullptr || entryOf(last)->fieldID < fieldID;
     if (!ascending) {
@@ -198,32 +164,27 @@ class Decoder {
       return Status::noMemory;
     }
     setNestedAt(valueOf(entry), slot, child);  // from here on it is freed with the entry
-    return pending_.push({child, binary.block(), parent}) ? Status::success : Status::noMemory;
+    return pending_.push({child, binary, parent}) ? Status::success : Status::noMemory;
   }
 
-  PendingList pending_;
+  WorkList<Pending, 8> pending_;
   uint32_t total_ = 0;
 };
 
 }  // namespace
 
-Status decodeArray(const void *array, SDOConfig **objects, uint32_t &count)
+Status decode(const BinaryView &binary, OwnedObject &object)
 {
-  const auto view = BinaryArrayView::open(array);
-  if (!view) {
-    return Status::badType;
-  }
-  if (count < view->count()) {
-    count = view->count();
-    return Status::bufferTooSmall;
-  }
-  if (view->count() > 0 && objects == nullptr) {
-    return Status::invalidParameter;
-  }
+  Decoder decoder;  // its list is not cleared
+  return decoder.decode(binary, object);
+}
+
+Status decodeArray(const BinaryArrayView &array, SDOConfig **objects)
+{
   uint32_t made = 0;
-  const Status status = view->forEach([&](uint32_t i, const BinaryView &element) {
+  const Status status = array.forEach([&](uint32_t i, const BinaryView &element) {
     OwnedObject object;
-    const Status decoded = Decoder().decode(element, object);
+    const Status decoded = decode(element, object);
     if (decoded != Status::success) {
       return decoded == Status::noMemory ? Status::noMemory : Status::unsuccessful;
     }
@@ -236,10 +197,8 @@ Status decodeArray(const void *array, SDOConfig **objects, uint32_t &count)
       SDOConfigFree(objects[i]);
       objects[i] = nullptr;
     }
-    return status;
   }
-  count = view->count();
-  return Status::success;
+  return status;
 }
 
 }  // namespace qv::sdo
@@ -252,9 +211,9 @@ SDOConfig *SDOBinaryToConfig(const void *binary)
   if (binary == nullptr) {
     return nullptr;
   }
-  const auto view = sdo::BinaryView::open(binary);
+  const auto view = sdo::BinaryView::of(static_cast<const uint8_t *>(binary), sdo::loadHeader(binary));
   sdo::OwnedObject object;
-  if (!view || sdo::Decoder().decode(*view, object) != Status::success) {
+  if (!view || sdo::decode(*view, object) != Status::success) {
     return nullptr;
   }
   return object.release();
@@ -265,7 +224,23 @@ uint32_t SDOBinaryArrayToConfigArray(const void *array, SDOConfig **objects, uin
   if (array == nullptr || count == nullptr) {
     return qv::result(Status::invalidParameter);
   }
-  return qv::result(sdo::decodeArray(array, objects, *count));
+  const sdo::BlockHeader header = sdo::loadHeader(array);
+  if (header.magic != SDO_BINARY_ARRAY_MAGIC) {
+    return qv::result(Status::badType);
+  }
+  if (*count < header.count) {
+    *count = header.count;
+    return qv::result(Status::bufferTooSmall);
+  }
+  if (header.count > 0 && objects == nullptr) {
+    return qv::result(Status::invalidParameter);
+  }
+  const auto view = sdo::BinaryArrayView::of(static_cast<const uint8_t *>(array), header);
+  const Status status = view ? sdo::decodeArray(*view, objects) : Status::badType;
+  if (status == Status::success) {
+    *count = header.count;
+  }
+  return qv::result(status);
 }
 
 QV_ALIAS(SMSDOBinaryToConfig, SDOBinaryToConfig)

@@ -1,17 +1,21 @@
-// Views of the flat binary form: the only code that knows where its fields stand. A view exists only of a block whose
+// Views of the flat binary form: the only code that knows where its fields are. A view exists only of a block whose
 // header it has checked, and hands out only what lies inside the block; neither needs alignment.
+//
+// A block may be in memory that others write at the same time. So every field is read once, into a copy, and what is
+// checked is what is used: a view keeps the count and the size that it checked and never reads the header again.
 #pragma once
 
 #include <bit>
 #include <cstring>
 #include <optional>
 
+#include "base/size.h"
 #include "qvsupt32/sdo.h"
 #include "sdo/config.h"
 
 namespace qv::sdo {
 
-static_assert(std::endian::native == std::endian::little, "fields are read and written as they stand in memory");
+static_assert(std::endian::native == std::endian::little, "fields have the machine's byte order");
 
 /// Header of a binary and of a binary array.
 struct BlockHeader {
@@ -21,7 +25,7 @@ struct BlockHeader {
 };
 static_assert(sizeof(BlockHeader) == 8);
 
-/// Entry of a binary with an out-of-line value; an inline value stands in place of size and position.
+/// Entry of a binary with an out-of-line value. An inline value takes the place of size and position.
 struct BinaryEntry {
   uint16_t fieldID;
   uint8_t type;
@@ -37,11 +41,14 @@ constexpr uint32_t kInlineOffset = 4;  // of an inline value in its entry
 constexpr uint8_t kOutOfLine = 0x04;
 constexpr uint8_t kInlineSizeMask = 0x03;  // holds the inline size - 1
 
+/// Reads a number of 16 or 32 bits exactly once: the compiler cannot know that the copy is what memory holds, so it
+/// never goes back there.
 template <class T>
 inline T load(const uint8_t *from)
 {
   T value;
   memcpy(&value, from, sizeof(T));
+  asm("" : "+r"(value));
   return value;
 }
 
@@ -51,122 +58,170 @@ inline void store(uint8_t *to, const T &value)
   memcpy(to, &value, sizeof(T));
 }
 
+inline BlockHeader loadHeader(const void *block)
+{
+  const auto *bytes = static_cast<const uint8_t *>(block);
+  const auto sizes = load<uint32_t>(bytes + offsetof(BlockHeader, count));
+  return {load<uint32_t>(bytes), static_cast<uint16_t>(sizes), static_cast<uint16_t>(sizes >> 16)};
+}
+
+inline BinaryEntry loadEntry(const uint8_t *entry)
+{
+  const auto head = load<uint32_t>(entry);
+  const auto rest = load<uint32_t>(entry + kInlineOffset);
+  return {static_cast<uint16_t>(head), static_cast<uint8_t>(head >> 16), static_cast<uint8_t>(head >> 24),
+          static_cast<uint16_t>(rest), static_cast<uint16_t>(rest >> 16)};
+}
+
+/// Whether a block may have a header: it is not larger than limit, and has space for the parts that it counts. A block
+/// that counts nothing is empty, whatever its size says.
+constexpr bool isPlausible(const BlockHeader &header, uint32_t leastPartSize, size_t limit)
+{
+  return header.totalSize <= limit &&
+         (header.count == 0 || kHeaderSize + header.count * leastPartSize <= header.totalSize);
+}
+
 /// A value inside a binary: its bytes lie within the block.
 struct BinaryValue {
   const uint8_t *bytes;
   uint32_t size;
-  uint8_t type;
 };
-
-/// What the header of a block says about it.
-struct Extent {
-  uint32_t count;      // of entries, of elements
-  uint32_t totalSize;  // of the block, its header included
-};
-
-/// Reads the header of a block. Nothing when the magic is another, the block is larger than limit, or its size cannot
-/// hold as many parts as it counts.
-inline std::optional<Extent> openHeader(const uint8_t *block, uint32_t magic, uint32_t leastPartSize, size_t limit)
-{
-  if (limit < kHeaderSize || load<uint32_t>(block) != magic) {
-    return std::nullopt;
-  }
-  const Extent extent = {load<uint16_t>(block + offsetof(BlockHeader, count)),
-                         load<uint16_t>(block + offsetof(BlockHeader, totalSize))};
-  if (extent.totalSize > limit || kHeaderSize + extent.count * leastPartSize > extent.totalSize) {
-    return std::nullopt;
-  }
-  return extent;
-}
 
 class BinaryView {
  public:
-  static std::optional<BinaryView> open(const void *block, size_t limit = SIZE_MAX)
+  /// A view of a block whose header was checked.
+  BinaryView(const uint8_t *block, uint16_t count, uint16_t totalSize)
+      : block_(block), count_(count), totalSize_(totalSize)
   {
-    const auto *bytes = static_cast<const uint8_t *>(block);
-    const auto extent = openHeader(bytes, SDO_BINARY_MAGIC, kEntrySize, limit);
-    return extent ? std::optional(BinaryView(bytes, *extent)) : std::nullopt;
   }
 
-  uint32_t count() const { return extent_.count; }
-  uint32_t totalSize() const { return extent_.totalSize; }
+  /// A view of a block whose header was read. Nothing unless it is that of a plausible binary.
+  static std::optional<BinaryView> of(const uint8_t *block, const BlockHeader &header, size_t limit = SIZE_MAX)
+  {
+    if (header.magic != SDO_BINARY_MAGIC || !isPlausible(header, kEntrySize, limit)) {
+      return std::nullopt;
+    }
+    return BinaryView(block, header.count, header.totalSize);
+  }
+
+  static std::optional<BinaryView> open(const uint8_t *block, size_t limit)
+  {
+    return limit < kHeaderSize ? std::nullopt : of(block, loadHeader(block), limit);
+  }
+
+  uint32_t count() const { return count_; }
+  uint32_t totalSize() const { return totalSize_; }
   const uint8_t *block() const { return block_; }
-  const uint8_t *entryAddress(uint32_t index) const { return block_ + kHeaderSize + index * kEntrySize; }
-  BinaryEntry entry(uint32_t index) const { return load<BinaryEntry>(entryAddress(index)); }
+  BinaryEntry entry(uint32_t index) const { return loadEntry(block_ + offsetOf(index)); }
 
-  /// The value of an entry. Nothing when it would reach outside the value area, or when the type is that of an object
-  /// in memory, whose bytes must never be taken for pointers.
-  std::optional<BinaryValue> value(uint32_t index) const
+  /// Where an entry is in the block.
+  static constexpr uint32_t offsetOf(uint32_t index) { return kHeaderSize + index * kEntrySize; }
+
+  /// The value of the entry that was read at an index. Nothing if it reaches outside the value area, or if the type is
+  /// that of an object in memory, whose bytes must never be taken for pointers.
+  std::optional<BinaryValue> value(const BinaryEntry &entry, uint32_t index) const
   {
-    const BinaryEntry found = entry(index);
-    if (holdsObjects(found.type)) {
+    if (holdsObjects(entry.type)) {
       return std::nullopt;
     }
-    const uint8_t *address = entryAddress(index);
-    if ((found.flags & kOutOfLine) == 0) {
-      return BinaryValue{address + kInlineOffset, (found.flags & kInlineSizeMask) + 1U, found.type};
+    const uint32_t at = offsetOf(index);
+    if ((entry.flags & kOutOfLine) == 0) {
+      return BinaryValue{block_ + at + kInlineOffset, (entry.flags & kInlineSizeMask) + 1U};
     }
-    const uint32_t start = static_cast<uint32_t>(address - block_) + found.valuePosition;
-    if (start < kHeaderSize + count() * kEntrySize || start + found.valueSize > totalSize()) {
+    const uint32_t start = at + entry.valuePosition;
+    if (start < offsetOf(count_) || start + entry.valueSize > totalSize_) {
       return std::nullopt;
     }
-    return BinaryValue{block_ + start, found.valueSize, found.type};
+    return BinaryValue{block_ + start, entry.valueSize};
   }
 
-  /// The index of a field's entry; nothing when there is none. Each step halves the table without a branch on what it
-  /// finds, which no processor could predict.
-  std::optional<uint32_t> find(uint16_t fieldID) const
+  struct Found {
+    uint32_t index;
+    BinaryEntry entry;
+  };
+
+  /// The entry of a field; nothing if there is none. Each step halves the table without a branch on what it finds,
+  /// which no processor could predict.
+  std::optional<Found> find(uint16_t fieldID) const
   {
-    if (count() == 0) {
+    if (count_ == 0) {
       return std::nullopt;
     }
-    const uint8_t *last = entryAddress(0);  // the last entry not above the field, as far as is known
-    for (uint32_t left = count(); left > 1;) {
+    const uint8_t *table = block_ + kHeaderSize;
+    const uint8_t *last = table;  // the last entry not above the field, as far as is known
+    for (uint32_t left = count_; left > 1;) {
       const uint32_t half = left / 2;
       const uint8_t *probed = last + half * kEntrySize;
       last = load<uint16_t>(probed) <= fieldID ? probed : last;
       left -= half;
     }
-    if (load<uint16_t>(last) != fieldID) {
+    const BinaryEntry entry = loadEntry(last);
+    if (entry.fieldID != fieldID) {
       return std::nullopt;
     }
-    return static_cast<uint32_t>(last - entryAddress(0)) / kEntrySize;
+    return Found{static_cast<uint32_t>(last - table) / kEntrySize, entry};
   }
 
  private:
-  BinaryView(const uint8_t *block, const Extent &extent) : block_(block), extent_(extent) {}
-
   const uint8_t *block_;
-  Extent extent_;
+  uint16_t count_;
+  uint16_t totalSize_;
 };
 
 class BinaryArrayView {
  public:
-  static std::optional<BinaryArrayView> open(const void *block, size_t limit = SIZE_MAX)
+  /// A view of a block whose header was checked.
+  BinaryArrayView(const uint8_t *block, uint16_t count, uint16_t totalSize)
+      : block_(block), count_(count), totalSize_(totalSize)
   {
-    const auto *bytes = static_cast<const uint8_t *>(block);
-    const auto extent = openHeader(bytes, SDO_BINARY_ARRAY_MAGIC, kHeaderSize, limit);
-    return extent ? std::optional(BinaryArrayView(bytes, *extent)) : std::nullopt;
   }
 
-  uint32_t count() const { return extent_.count; }
+  /// A view of a block whose header was read. Nothing unless it is that of a plausible array.
+  static std::optional<BinaryArrayView> of(const uint8_t *block, const BlockHeader &header, size_t limit = SIZE_MAX)
+  {
+    if (header.magic != SDO_BINARY_ARRAY_MAGIC || !isPlausible(header, kHeaderSize, limit)) {
+      return std::nullopt;
+    }
+    return BinaryArrayView(block, header.count, header.totalSize);
+  }
 
-  /// Where the element that follows `steps` others starts, or the elements end. Nothing when one of those steps would
+  static std::optional<BinaryArrayView> open(const uint8_t *block, size_t limit)
+  {
+    return limit < kHeaderSize ? std::nullopt : of(block, loadHeader(block), limit);
+  }
+
+  uint32_t count() const { return count_; }
+  uint32_t totalSize() const { return totalSize_; }
+  const uint8_t *block() const { return block_; }
+
+  /// Where the element that follows `steps` others starts, or the elements end. Nothing if one of those steps would
   /// leave the array.
   std::optional<uint32_t> startAfter(uint32_t steps) const
   {
     uint32_t position = kHeaderSize;
     for (; steps > 0; --steps) {
-      if (extent_.totalSize - position < kHeaderSize) {
+      if (!holdsHeader(position)) {
         return std::nullopt;
       }
-      const uint32_t size = load<BlockHeader>(block_ + position).totalSize;
-      if (size < kHeaderSize || size > extent_.totalSize - position) {
+      const uint32_t size = loadHeader(block_ + position).totalSize;
+      if (size < kHeaderSize || size > totalSize_ - position) {
         return std::nullopt;
       }
       position += size;
     }
     return position;
+  }
+
+  /// The element at a position between header and end. Nothing if it is no binary or reaches outside the array.
+  std::optional<BinaryView> elementAt(uint32_t position) const
+  {
+    if (!holdsHeader(position)) {
+      return std::nullopt;
+    }
+    const BlockHeader header = loadHeader(block_ + position);
+    // Elements are passed over by their size, so one has to have a size, also where it is empty.
+    return header.totalSize < kHeaderSize ? std::nullopt
+                                          : BinaryView::of(block_ + position, header, totalSize_ - position);
   }
 
   /// Calls action(index, element) for every element until one does not succeed; a malformed element ends it with
@@ -175,7 +230,7 @@ class BinaryArrayView {
   Status forEach(Action action) const
   {
     uint32_t position = kHeaderSize;
-    for (uint32_t i = 0; i < count(); ++i) {
+    for (uint32_t i = 0; i < count_; ++i) {
       const auto element = elementAt(position);
       if (!element) {
         return Status::badType;
@@ -188,28 +243,23 @@ class BinaryArrayView {
     return Status::success;
   }
 
-  /// The element at a position that startAfter() gave. Nothing when it is no binary or reaches outside the array.
-  std::optional<BinaryView> elementAt(uint32_t position) const
-  {
-    return BinaryView::open(block_ + position, extent_.totalSize - position);
-  }
-
  private:
-  BinaryArrayView(const uint8_t *block, const Extent &extent) : block_(block), extent_(extent) {}
+  bool holdsHeader(uint32_t position) const { return position + kHeaderSize <= totalSize_; }
 
   const uint8_t *block_;
-  Extent extent_;
+  uint16_t count_;
+  uint16_t totalSize_;
 };
 
-/// Copies a value or an element out under the in-out size convention: *size becomes the size used or needed.
-inline Status copyOut(const uint8_t *bytes, uint32_t length, void *buffer, uint32_t *size)
+/// Copies a value or an element out: *size becomes the size used or needed. A null buffer is too small for any value,
+/// also for an empty one.
+inline Status copyValueOut(const uint8_t *bytes, uint32_t length, void *buffer, uint32_t *size)
 {
-  const bool fits = buffer != nullptr && *size >= length;
-  if (fits) {
-    memcpy(buffer, bytes, length);
+  if (buffer == nullptr) {
+    *size = length;
+    return Status::bufferTooSmall;
   }
-  *size = length;
-  return fits ? Status::success : Status::bufferTooSmall;
+  return copyOut(bytes, length, buffer, *size);
 }
 
 }  // namespace qv::sdo

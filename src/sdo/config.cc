@@ -1,8 +1,8 @@
-// SDO configuration objects: entries in a tree by field ID, and the exact size of the object's binary form kept up to
+// SDO configuration objects: entries in a tree by field ID, and the exact size of the object's binary form, kept up to
 // date with every change.
 //
-// Promises: a failed add changes nothing and keeps the caller's objects the caller's; freeing takes any depth of
-// nesting in constant stack.
+// Promises: a failed add changes nothing and leaves the caller its nested objects; freeing needs constant stack at any
+// depth of nesting.
 
 #include "sdo/config.h"
 
@@ -25,19 +25,10 @@ SDOConfigEntry *allocateEntry(uint16_t fieldID, uint8_t type, uint32_t dataSize)
   return entry;
 }
 
-uint32_t countBinarySize(const SDOConfig &object)
-{
-  uint32_t total = kEmptyBinarySize;
-  for (tree::Node *node = tree::first(object.root); node != nullptr; node = tree::next(node)) {
-    (void)BSOCWalkCalculateBinarySize(&total, node->data);  // it always goes on
-  }
-  return total;
-}
-
 namespace {
 
-/// Frees a tree of entries, and with each entry the trees of what is nested in it. The nodes still to be freed hang
-/// together by their parent pointers, so that neither stack nor heap is needed, however deep the nesting.
+/// Frees a tree of entries, and with each entry the trees of what is nested in it. The nodes still to be freed are a list
+/// linked by their parent pointers, so that neither stack nor heap is needed, however deep the nesting.
 void freeEntries(tree::Node *root)
 {
   tree::Node *pending = nullptr;
@@ -67,32 +58,59 @@ void freeEntries(tree::Node *root)
   }
 }
 
-uint32_t entrySize(const SDOConfigEntry *entry)
+/// Whether a value of nested objects has this object; `likely` is the index at which it would be in an equal value.
+bool holds(const SDOConfigEntry &entry, const SDOConfig *object, uint32_t likely)
 {
-  return CalcSDOEntrySizeByType(entry->type, valueOf(entry), entry->dataSize, nullptr);
+  if (!holdsObjects(entry.type)) {
+    return false;
+  }
+  const uint32_t count = nestedCount(entry.type, entry.dataSize);
+  if (likely < count && nestedAt(valueOf(&entry), likely) == object) {
+    return true;
+  }
+  for (uint32_t i = 0; i < count; ++i) {
+    if (nestedAt(valueOf(&entry), i) == object) {
+      return true;
+    }
+  }
+  return false;
 }
 
-void freeEntry(SDOConfigEntry *entry)
+/// Frees an entry, and of what is nested in it all that its replacement does not hold as well.
+void freeReplaced(SDOConfigEntry *entry, const SDOConfigEntry &replacement)
 {
-  BSOCConfigDataPointerFree(entry);
+  if (holdsObjects(entry->type)) {
+    for (uint32_t i = 0; i < nestedCount(entry->type, entry->dataSize); ++i) {
+      SDOConfig *nested = nestedAt(valueOf(entry), i);
+      if (nested != nullptr && !holds(replacement, nested, i)) {
+        SDOConfigFree(nested);
+      }
+    }
+  }
   free(entry);
 }
 
-/// Copies the value into a new entry and puts that into the object. On a failure nothing has changed hands.
-Status addValue(SDOConfig &object, uint16_t fieldID, uint8_t type, const void *value, uint32_t dataSize, bool replace)
+/// Copies a value into a new entry and puts that into the object. The entry has the caller's data size, of which
+/// `present` bytes are there to copy; the rest are zeros. If it fails, nothing has changed hands.
+Status addValue(SDOConfig &object, uint16_t fieldID, uint8_t type, const void *value, uint32_t dataSize,
+                uint32_t present, bool replace)
 {
   if (object.count >= kEntryCountMax || dataSize > UINT32_MAX - sizeof(SDOConfigEntry)) {
     return Status::limitExceeded;
   }
-  const uint32_t added = CalcSDOEntrySizeByType(type, value, dataSize, nullptr);
+  const auto *bytes = static_cast<const uint8_t *>(value);
+  const uint32_t added = entrySizeOf(dataBinSize(type, bytes, dataSize, SDO_BINARY_SIZE_MAX));
   if (object.binarySize > SDO_BINARY_SIZE_MAX || added > SDO_BINARY_SIZE_MAX - object.binarySize) {
     return Status::limitExceeded;
   }
-  HeapBlock<SDOConfigEntry> entry(allocateEntry(fieldID, type, dataSize));
+  const uint32_t capacity = std::max(dataSize, present);
+  HeapBlock<SDOConfigEntry> entry(allocateEntry(fieldID, type, capacity));
   if (entry == nullptr) {
     return Status::noMemory;
   }
-  memcpy(valueOf(entry.get()), value, dataSize);
+  entry->dataSize = dataSize;
+  memcpy(valueOf(entry.get()), bytes, present);
+  memset(valueOf(entry.get()) + present, 0, capacity - present);
 
   const tree::Place place = locate(object, fieldID);
   if (place.found != nullptr) {
@@ -100,9 +118,9 @@ Status addValue(SDOConfig &object, uint16_t fieldID, uint8_t type, const void *v
       return Status::alreadyExists;
     }
     SDOConfigEntry *old = entryOf(place.found);
+    object.binarySize += added - entrySizeOf(*old);
+    freeReplaced(old, *entry);
     place.found->data = entry.release();
-    object.binarySize += added - entrySize(old);
-    freeEntry(old);
     return Status::success;
   }
   tree::Node *node = SMRedBlackTreeNodeAlloc(place.parent, entry.get());
@@ -116,52 +134,71 @@ Status addValue(SDOConfig &object, uint16_t fieldID, uint8_t type, const void *v
   return Status::success;
 }
 
-/// Turns a binary or a binary array into nested objects and stores those.
-Status addBinary(SDOConfig &object, uint16_t fieldID, uint8_t type, const void *block, bool replace)
+/// Decodes a binary and adds the object.
+Status addBinary(SDOConfig &object, uint16_t fieldID, uint8_t type, const BlockHeader &header, const uint8_t *block,
+                 bool replace)
 {
-  uint32_t magic;
-  memcpy(&magic, block, sizeof(magic));
-  if (magic == SDO_BINARY_MAGIC) {
-    OwnedObject nested(SDOBinaryToConfig(block));
-    if (nested == nullptr) {
-      return Status::unsuccessful;
-    }
-    const SDOConfig *stored = nested.get();
-    const Status status = addValue(object, fieldID, withLowBits(type, SDO_TYPE_CONFIG), &stored, kNestedSize, replace);
-    if (status == Status::success) {
-      (void)nested.release();  // the entry holds it now
-    }
-    return status;
+  const auto binary = BinaryView::of(block, header);
+  OwnedObject nested;
+  if (!binary || decode(*binary, nested) != Status::success) {
+    return Status::unsuccessful;
   }
-  if (magic == SDO_BINARY_ARRAY_MAGIC) {
-    auto count = static_cast<uint32_t>(SDOBinaryGetCount(block));
-    HeapBlock<SDOConfig *> objects(static_cast<SDOConfig **>(malloc(std::max(count, 1U) * sizeof(SDOConfig *))));
-    if (objects == nullptr) {
-      return Status::noMemory;
-    }
-    if (const Status status = decodeArray(block, objects.get(), count); status != Status::success) {
-      return status;
-    }
-    const Status status = addValue(object, fieldID, withLowBits(type, SDO_TYPE_CONFIG) | SDO_TYPE_ARRAY, objects.get(),
-                                   count * kNestedSize, replace);
-    if (status != Status::success) {
-      std::for_each_n(objects.get(), count, SDOConfigFree);
-    }
-    return status;
+  const SDOConfig *stored = nested.get();
+  const Status status =
+      addValue(object, fieldID, withLowBits(type, SDO_TYPE_CONFIG), &stored, kNestedSize, kNestedSize, replace);
+  if (status == Status::success) {
+    (void)nested.release();  // the entry holds it now
   }
-  return Status::invalidParameter;
+  return status;
 }
 
-/// Hands out a stored value: its bytes when they fit, its type and size in any case.
+/// Decodes a binary array and adds its objects.
+Status addBinaryArray(SDOConfig &object, uint16_t fieldID, uint8_t type, const BlockHeader &header,
+                      const uint8_t *block, bool replace)
+{
+  HeapBlock<SDOConfig *> objects(
+      static_cast<SDOConfig **>(malloc(std::max<size_t>(header.count, 1) * sizeof(SDOConfig *))));
+  if (objects == nullptr) {
+    return Status::noMemory;
+  }
+  const auto array = BinaryArrayView::of(block, header);
+  const Status decoded = array ? decodeArray(*array, objects.get()) : Status::badType;
+  if (decoded != Status::success) {
+    return decoded;
+  }
+  const uint8_t storedType = withLowBits(type, SDO_TYPE_CONFIG) | SDO_TYPE_ARRAY;
+  const uint32_t size = header.count * kNestedSize;
+  const Status status = addValue(object, fieldID, storedType, objects.get(), size, size, replace);
+  if (status != Status::success) {
+    std::for_each_n(objects.get(), header.count, SDOConfigFree);
+  }
+  return status;
+}
+
+/// Adds what a block in binary form holds. Only one that has a magic is known to have more than four bytes.
+Status addBlock(SDOConfig &object, uint16_t fieldID, uint8_t type, const void *block, bool replace)
+{
+  const auto *bytes = static_cast<const uint8_t *>(block);
+  const auto magic = load<uint32_t>(bytes);
+  if (magic != SDO_BINARY_MAGIC && magic != SDO_BINARY_ARRAY_MAGIC) {
+    return Status::invalidParameter;
+  }
+  BlockHeader header = loadHeader(bytes);
+  header.magic = magic;
+  return magic == SDO_BINARY_MAGIC ? addBinary(object, fieldID, type, header, bytes, replace)
+                                   : addBinaryArray(object, fieldID, type, header, bytes, replace);
+}
+
+/// Hands out a stored value: its bytes if they fit, its type and size in any case.
 Status copyEntryOut(const SDOConfigEntry *entry, uint8_t *type, void *buffer, uint32_t *size)
 {
   if (type != nullptr) {
     *type = entry->type;
   }
-  return copyOut(valueOf(entry), entry->dataSize, buffer, size);
+  return copyValueOut(valueOf(entry), entry->dataSize, buffer, size);
 }
 
-/// The node of the entry with the (index + 1)-th smallest field ID; null when there are not so many.
+/// The node of the entry with the (index + 1)-th smallest field ID; null if there are not so many.
 tree::Node *nodeAt(const SDOConfig &object, uint32_t index)
 {
   tree::Node *node = tree::first(object.root);
@@ -185,12 +222,29 @@ Status removeEntry(SDOConfig &object, tree::Node *node)
   SDOConfigEntry *entry = entryOf(node);
   tree::erase(&object.root, node);
   --object.count;
-  object.binarySize -= entrySize(entry);
-  freeEntry(entry);
+  object.binarySize -= entrySizeOf(*entry);
+  BSOCConfigDataPointerFree(entry);
+  free(entry);
   return Status::success;
 }
 
 }  // namespace
+
+Status add(SDOConfig &object, uint16_t fieldID, uint8_t type, const void *value, uint32_t dataSize, bool replace)
+{
+  if (!isValidFieldID(fieldID) || type == 0 || value == nullptr || dataSize == 0) {
+    return Status::invalidParameter;
+  }
+  if (holdsBinary(type)) {
+    return addBlock(object, fieldID, type, value, replace);
+  }
+  if (holdsObjects(type) && !isArray(type)) {
+    // One object: its address is the value. The entry has space for a whole pointer, also below the caller's data size.
+    return addValue(object, fieldID, type, &value, dataSize, kNestedSize, replace);
+  }
+  return addValue(object, fieldID, type, value, dataSize, dataSize, replace);
+}
+
 }  // namespace qv::sdo
 
 using qv::Status;
@@ -221,20 +275,10 @@ int32_t SDOConfigGetCount(const SDOConfig *object)
 uint32_t SDOConfigAddData(SDOConfig *object, uint16_t fieldID, uint8_t type, const void *value, uint32_t dataSize,
                           int16_t replace)
 {
-  if (object == nullptr || !sdo::isValidFieldID(fieldID) || type == 0 || value == nullptr || dataSize == 0) {
+  if (object == nullptr) {
     return qv::result(Status::invalidParameter);
   }
-  const bool replaceOld = replace == 1;
-  if (sdo::holdsBinary(type)) {
-    return qv::result(sdo::addBinary(*object, fieldID, type, value, replaceOld));
-  }
-  if (sdo::holdsObjects(type) && !sdo::isArray(type)) {
-    if (dataSize != sdo::kNestedSize) {
-      return qv::result(Status::invalidParameter);
-    }
-    return qv::result(sdo::addValue(*object, fieldID, type, &value, dataSize, replaceOld));
-  }
-  return qv::result(sdo::addValue(*object, fieldID, type, value, dataSize, replaceOld));
+  return qv::result(sdo::add(*object, fieldID, type, value, dataSize, replace == SDO_REPLACE));
 }
 
 uint32_t SDOConfigGetDataByID(const SDOConfig *object, uint16_t fieldID, uint8_t *type, void *buffer, uint32_t *size)
@@ -291,10 +335,14 @@ int32_t SDOConfigGetBinarySize(const SDOConfig *object)
 
 int32_t SDOConfigReCalcBinarySize(const SDOConfig *object)
 {
-  if (object == nullptr || sdo::countBinarySize(*object) != object->binarySize) {
+  if (object == nullptr) {
     return -1;
   }
-  return static_cast<int32_t>(object->binarySize);
+  uint32_t total = sdo::kEmptyBinarySize;
+  for (qv::tree::Node *node = qv::tree::first(object->root); node != nullptr; node = qv::tree::next(node)) {
+    total += sdo::entrySizeOf(*sdo::entryOf(node));
+  }
+  return total == object->binarySize ? static_cast<int32_t>(total) : -1;
 }
 
 QV_ALIAS(SMSDOConfigAlloc, SDOConfigAlloc)

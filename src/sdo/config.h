@@ -4,6 +4,7 @@
 #include <cstring>
 #include <memory>
 
+#include "base/size.h"
 #include "base/status.h"
 #include "containers/red_black_tree.h"
 #include "qvsupt32/sdo.h"
@@ -24,7 +25,7 @@ struct FreeObject {
   void operator()(SDOConfig *object) const { SDOConfigFree(object); }
 };
 
-/// An object that is freed by scope, with all that is nested in it. release() hands it to somebody else.
+/// Owner of an object and all that is nested in it.
 using OwnedObject = std::unique_ptr<SDOConfig, FreeObject>;
 
 constexpr uint32_t kEmptyBinarySize = 8;
@@ -73,7 +74,7 @@ inline SDOConfigEntry *entryOf(const tree::Node *node)
   return static_cast<SDOConfigEntry *>(node->data);
 }
 
-/// How many object pointers a value of nested objects holds.
+/// The number of object pointers in a value of nested objects. One object is one pointer, whatever size its caller gave.
 constexpr uint32_t nestedCount(uint8_t type, uint32_t dataSize)
 {
   return isArray(type) ? dataSize / kNestedSize : 1;
@@ -99,10 +100,46 @@ inline tree::Place locate(const SDOConfig &object, uint16_t fieldID)
   });
 }
 
-/// A new entry with room for a value that the caller fills in; null when the heap is exhausted.
+/// A new entry whose value the caller fills in; null when the heap is exhausted.
 SDOConfigEntry *allocateEntry(uint16_t fieldID, uint8_t type, uint32_t dataSize);
 
-/// What the entries of an object add up to in binary form, counted anew.
-uint32_t countBinarySize(const SDOConfig &object);
+/// Adds a value. See SDOConfigAddData.
+Status add(SDOConfig &object, uint16_t fieldID, uint8_t type, const void *value, uint32_t dataSize, bool replace);
+
+// The size rules of the binary form.
+
+/// What an entry takes whose value takes `dataBinSize` bytes: a short value is inside the entry.
+constexpr uint32_t entrySizeOf(uint32_t dataBinSize)
+{
+  constexpr uint32_t kBinaryEntrySize = 8;
+  return dataBinSize <= kInlineValueMax ? kBinaryEntrySize : clampSize(uint64_t{dataBinSize} + kBinaryEntrySize);
+}
+
+/// What a value of nested objects takes beside the objects themselves.
+constexpr uint32_t sizeBesideObjects(uint8_t type)
+{
+  return isArray(type) ? kEmptyBinarySize : 0;
+}
+
+/// What a stored value takes. A sum of nested objects that passes `limit` is not counted to its end.
+inline uint32_t dataBinSize(uint8_t type, const uint8_t *value, uint32_t dataSize, uint32_t limit = UINT32_MAX)
+{
+  if (!holdsObjects(type)) {
+    return dataSize;
+  }
+  uint64_t total = sizeBesideObjects(type);
+  const uint32_t count = nestedCount(type, dataSize);
+  for (uint32_t i = 0; i < count && total <= limit; ++i) {
+    if (const SDOConfig *nested = nestedAt(value, i)) {
+      total += nested->binarySize;
+    }
+  }
+  return clampSize(total);
+}
+
+inline uint32_t entrySizeOf(const SDOConfigEntry &entry)
+{
+  return entrySizeOf(dataBinSize(entry.type, valueOf(&entry), entry.dataSize));
+}
 
 }  // namespace qv::sdo

@@ -1,6 +1,6 @@
-// The size rules of SDO entries, and the callbacks through which callers keep entries in trees of their own.
+// The exported parts of the objects: the sizes of entries, and the callbacks through which callers keep entries in trees
+// of their own.
 
-#include <algorithm>
 #include <cstdlib>
 
 #include "sdo/config.h"
@@ -16,25 +16,6 @@ int32_t compare(T a, T b)
 }
 
 constexpr int32_t kGoOn = -1;
-
-uint32_t saturated(uint64_t size)
-{
-  return static_cast<uint32_t>(std::min<uint64_t>(size, UINT32_MAX));
-}
-
-uint32_t dataBinSize(uint8_t type, const void *value, uint32_t dataSize)
-{
-  if (!sdo::holdsObjects(type)) {
-    return dataSize;
-  }
-  uint64_t total = sdo::isArray(type) ? sdo::kEmptyBinarySize : 0;
-  for (uint32_t i = 0; i < sdo::nestedCount(type, dataSize); ++i) {
-    if (const SDOConfig *nested = sdo::nestedAt(static_cast<const uint8_t *>(value), i)) {
-      total += nested->binarySize;
-    }
-  }
-  return saturated(total);
-}
 
 uint32_t store(uint32_t size, uint32_t *out)
 {
@@ -53,18 +34,18 @@ SMBool BSOCIsFieldIDValid(uint16_t fieldID)
 
 uint32_t CalcSDOEntrySizeByDataBinSize(uint32_t n)
 {
-  constexpr uint32_t kBinaryEntrySize = 8;
-  return n <= sdo::kInlineValueMax ? kBinaryEntrySize : saturated(uint64_t{n} + kBinaryEntrySize);
+  return sdo::entrySizeOf(n);
 }
 
 uint32_t CalcDataBinSizeByType(uint8_t type, const void *value, uint32_t dataSize, uint32_t *size)
 {
-  return store(dataBinSize(type, value, dataSize), size);
+  return store(sdo::dataBinSize(type, static_cast<const uint8_t *>(value), dataSize), size);
 }
 
 uint32_t CalcSDOEntrySizeByType(uint8_t type, const void *value, uint32_t dataSize, uint32_t *size)
 {
-  return store(CalcSDOEntrySizeByDataBinSize(dataBinSize(type, value, dataSize)), size);
+  const auto *bytes = static_cast<const uint8_t *>(value);
+  return store(sdo::entrySizeOf(sdo::dataBinSize(type, bytes, dataSize)), size);
 }
 
 int32_t BSOCu8WalkCompare(uint8_t a, uint8_t b)
@@ -149,8 +130,6 @@ int32_t BSOCNotifyDelNodeData(void *, void *entry)
 
 int32_t BSOCWalkCalculateBinarySize(void *total, void *entry)
 {
-  const auto *counted = static_cast<const SDOConfigEntry *>(entry);
-  *static_cast<uint32_t *>(total) +=
-      CalcSDOEntrySizeByType(counted->type, sdo::valueOf(counted), counted->dataSize, nullptr);
+  *static_cast<uint32_t *>(total) += sdo::entrySizeOf(*static_cast<const SDOConfigEntry *>(entry));
   return kGoOn;
 }

@@ -1,12 +1,15 @@
-// Decoding with the reason of a failure, for those who have a status for it.
+// Decoding inside the library: from views that were checked already, and with the reason of a failure.
 #pragma once
 
-#include "base/status.h"
-#include "qvsupt32/sdo.h"
+#include "sdo/binary_layout.h"
+#include "sdo/config.h"
 
 namespace qv::sdo {
 
-/// Turns a binary array into objects, of which there is room for count. See SDOBinaryArrayToConfigArray.
-Status decodeArray(const void *array, SDOConfig **objects, uint32_t &count);
+/// Makes the object of a binary.
+Status decode(const BinaryView &binary, OwnedObject &object);
+
+/// Makes an object of each element. On a failure those already made are freed again and their slots set to null.
+Status decodeArray(const BinaryArrayView &array, SDOConfig **objects);
 
 }  // namespace qv::sdo

@@ -1,162 +1,85 @@
-// See file_util.h; and the file functions that callers use themselves.
+// See file_util.h.
 
 #include "store/file_util.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 
-#include "base/alias.h"
-#include "base/descriptor.h"
-#include "qvsupt32/store.h"
-
 namespace qv {
 namespace {
 
 constexpr mode_t kDirectoryMode = 0755;
+constexpr int kFlags = O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
-/// Keeps an opened file of a wanted kind, and closes any other.
-template <class IsWanted>
-int keepIf(int descriptor, struct stat &status, IsWanted isWanted)
-{
-  if (descriptor < 0 || (fstat(descriptor, &status) == 0 && isWanted(status.st_mode))) {
-    return descriptor;
-  }
-  (void)close(descriptor);  // nothing was written through it
-  return -1;
-}
-
-/// The place of the "/" before the last component; null when the path names no directory.
+/// The place of the "/" before the last component; null if the path names no directory.
 const char *endOfDirectory(const char *path)
 {
   const char *last = strrchr(path, '/');
   return last == path ? nullptr : last;
 }
 
-Status createDirectory(const char *path)
+bool isReadable(const struct stat &status)
 {
-  if (mkdir(path, kDirectoryMode) == 0 || errno == EEXIST || access(path, F_OK) == 0) {
-    return Status::success;
+  const dev_t kNull = makedev(1, 3);
+  return S_ISREG(status.st_mode) || S_ISDIR(status.st_mode) || (S_ISCHR(status.st_mode) && status.st_rdev == kNull);
+}
+
+/// Keeps an opened file that can be read to an end, and closes any other.
+int keepReadable(int descriptor, struct stat &status)
+{
+  if (descriptor < 0 || (fstat(descriptor, &status) == 0 && isReadable(status))) {
+    return descriptor;
   }
-  return Status::unsuccessful;
+  (void)close(descriptor);  // nothing was written through it
+  return -1;
 }
 
-Status removeDirectory(const char *path)
+bool isForeign(const struct stat &status)
 {
-  if (rmdir(path) == 0) {
-    return Status::success;
+  return status.st_uid != 0 && status.st_uid != geteuid();
+}
+
+/// Whether users other than root and the caller can exchange what is at a path: its directory belongs to another user,
+/// or everybody may write to it and it has no sticky bit.
+bool othersControlDirectoryOf(const char *path)
+{
+  // Not directoryOf: in the root directory the path's own directory counts, and not the working one.
+  const char *last = strrchr(path, '/');
+  const size_t length = last == nullptr ? 0 : static_cast<size_t>(last - path) + 1;
+  PathBuffer directory;
+  struct stat status;
+  if (length + 2 > sizeof(directory.text)) {
+    return true;
   }
-  switch (errno) {
-    case ENOTEMPTY:
-    case EEXIST:
-      return Status::badType;
-    case ENOENT:
-      return Status::notFound;
-    default:
-      return Status::unsuccessful;
-  }
+  memcpy(directory.text, path, length);
+  memcpy(directory.text + length, ".", 2);
+  const bool isKnown = stat(directory.text, &status) == 0;
+  return !isKnown || isForeign(status) || (status.st_mode & (S_IWOTH | S_ISVTX)) == S_IWOTH;
 }
 
-bool isRegular(const char *path, struct stat &status)
-{
-  return lstat(path, &status) == 0 && S_ISREG(status.st_mode);
-}
-
-bool isSameFile(const struct stat &one, const struct stat &other)
-{
-  return one.st_ino == other.st_ino && one.st_dev == other.st_dev;
-}
-
-bool isOnlyName(const char *path, int descriptor)
-{
-  struct stat named;
-  struct stat opened;
-  return descriptor >= 0 && lstat(path, &named) == 0 && fstat(descriptor, &opened) == 0 && isSameFile(named, opened) &&
-         opened.st_nlink == 1;
-}
-
-/// One rename replaces a file without a moment in which it is missing. Not so for two names of one file, where rename
-/// does nothing, nor for anything that is no regular file.
-bool replaceInOneStep(const char *destination, const char *source)
-{
-  struct stat old;
-  struct stat next;
-  return isRegular(destination, old) && isRegular(source, next) && !isSameFile(old, next) &&
-         rename(source, destination) == 0;
-}
-
-Status replaceStepByStep(const char *destination, const char *source)
-{
-  if (unlink(destination) != 0) {
-    return Status::fileReplaceFailed;
-  }
-  return rename(source, destination) == 0 ? Status::success : Status::alreadyExists;
-}
-
-Status replace(const char *destination, const char *source)
-{
-  setFileMode(destination);
-  if (!replaceInOneStep(destination, source)) {
-    const Status status = replaceStepByStep(destination, source);
-    if (status != Status::success) {
-      return status;
-    }
-  }
-  setFileMode(destination);
-  return Status::success;
-}
-
-Status sizeOf(const char *path, uint32_t &size)
-{
-  const UniqueFd file(open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  const off_t end = file ? lseek(file.get(), 0, SEEK_END) : -1;
-  if (end < 0 || end > INT32_MAX) {
-    return Status::unsuccessful;
-  }
-  size = static_cast<uint32_t>(end);
-  return Status::success;
-}
-
-constexpr uint32_t kNameSize = 20;
-static_assert(L_tmpnam <= kNameSize);
-
-Status makeTemporaryName(char *name, uint32_t *size)
-{
-  char made[kNameSize];
-  if (tmpnam_r(made) == nullptr) {
-    return Status::alreadyExists;
-  }
-  *size = static_cast<uint32_t>(strlen(made)) + 1;
-  memcpy(name, made, *size);
-  return Status::success;
-}
-
-Status makeTemporaryNameIn(const char *directory, char *name, uint32_t *size)
-{
-  if (*size < kNameSize) {
-    *size = kNameSize;
-    return Status::bufferTooSmall;
-  }
-  char working[256];
-  if (getcwd(working, sizeof(working)) == nullptr) {
-    return Status::bufferTooSmall;
-  }
-  if (chdir(directory) != 0) {
-    return Status::notFound;
-  }
-  const Status status = makeTemporaryName(name, size);
-  return chdir(working) == 0 ? status : Status::chdirFailed;
-}
+/// The name by which the kernel reopens a descriptor's file.
+struct DescriptorPath {
+  explicit DescriptorPath(int descriptor) { (void)snprintf(text, sizeof(text), "/proc/self/fd/%d", descriptor); }
+  char text[32];
+};
 
 }  // namespace
 
 void setFileMode(const char *path)
 {
   (void)chmod(path, kFileMode);  // the file may be missing, or be somebody else's
+}
+
+void setFileMode(int descriptor, const struct stat &status)
+{
+  if (S_ISREG(status.st_mode)) {
+    (void)fchmod(descriptor, kFileMode);  // it may be somebody else's
+  }
 }
 
 std::string_view directoryOf(const char *path)
@@ -180,6 +103,15 @@ void makeSiblingPath(const char *path, const char *name, PathBuffer &sibling)
   memcpy(end, name, nameSize);
 }
 
+Status createDirectory(const char *path)
+{
+  // Other errors than EEXIST may come first for a directory that exists, such as EROFS or EACCES.
+  if (mkdir(path, kDirectoryMode) == 0 || errno == EEXIST || access(path, F_OK) == 0) {
+    return Status::success;
+  }
+  return Status::unsuccessful;
+}
+
 Status createDirectoryOf(const char *path)
 {
   const char *end = endOfDirectory(path);
@@ -196,132 +128,137 @@ Status createDirectoryOf(const char *path)
   return createDirectory(directory.text);
 }
 
-int openForReading(const char *path, off_t &size)
+bool mayBeLinkedFromElsewhere(const char *path, const struct stat &status)
 {
-  struct stat status = {};
-  const int descriptor = keepIf(open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC), status,
-                                [](mode_t mode) { return S_ISREG(mode) || S_ISDIR(mode); });
-  size = status.st_size;
-  return descriptor;
+  return status.st_nlink > 1 && othersControlDirectoryOf(path);
 }
 
-int createTemporary(const char *path, int original)
+PinnedFile::PinnedFile(const char *path, Links links) : pin_(-1)
 {
-  constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;
-  const int descriptor = open(path, kFlags, kNewFileMode);
-  if (descriptor >= 0 || errno != EEXIST || isOnlyName(path, original) || unlink(path) != 0) {
-    return descriptor;
+  constexpr int kMostLinks = 40;  // as many as the kernel follows
+  const size_t size = strlen(path) + 1;
+  if (size > sizeof(path_.text)) {
+    path_.text[0] = '\0';
+    errno = ENAMETOOLONG;
+    return;
   }
-  return open(path, kFlags, kNewFileMode);
-}
-
-Status takePlaceOfOriginal(const char *destination, const char *source)
-{
-  setFileMode(source);
-  if (rename(source, destination) == 0) {
-    return Status::success;
+  memcpy(path_.text, path, size);
+  bool pinned = pin();
+  for (int i = 0; pinned && isLink() && links == Links::follow; ++i) {
+    pinned = i < kMostLinks && follow() && pin();
   }
-  setFileMode(destination);
-  return replaceStepByStep(destination, source);
 }
 
-bool takePlace(const char *destination, const char *source)
+bool PinnedFile::pin()
 {
-  struct stat old;
-  if (!isRegular(destination, old) || old.st_nlink != 1) {
+  pin_.reset(::open(path_.text, O_PATH | O_NOFOLLOW | O_CLOEXEC));
+  if (pin_ && fstat(pin_.get(), &status_) != 0) {
+    pin_.reset(-1);
+  }
+  return bool(pin_);
+}
+
+/// Replaces the path of the pinned link by that of its target. False if others could have put the link there.
+bool PinnedFile::follow()
+{
+  PathBuffer target;
+  const ssize_t length = readlinkat(pin_.get(), "", target.text, sizeof(target.text));
+  const bool isTrusted = !isForeign(status_) && !othersControlDirectoryOf(path_.text);
+  pin_.reset(-1);
+  const char *last = strrchr(path_.text, '/');
+  const size_t start =
+      length > 0 && target.text[0] != '/' && last != nullptr ? static_cast<size_t>(last - path_.text) + 1 : 0;
+  if (!isTrusted || length <= 0 || start + static_cast<size_t>(length) >= sizeof(path_.text)) {
+    errno = ELOOP;
     return false;
   }
-  setFileMode(source);
-  return rename(source, destination) == 0;
+  memcpy(path_.text + start, target.text, static_cast<size_t>(length));
+  path_.text[start + static_cast<size_t>(length)] = '\0';
+  return true;
 }
 
-bool takeEmptyPlace(const char *destination, const char *source)
+int PinnedFile::open(int flags) const
 {
-  setFileMode(source);
-  return renameat2(AT_FDCWD, source, AT_FDCWD, destination, RENAME_NOREPLACE) == 0;
+  const int descriptor = ::open(DescriptorPath(pin_.get()).text, flags | kFlags);
+  if (descriptor >= 0 || errno != ENOENT) {
+    return descriptor;
+  }
+  // No /proc is mounted here: by its name, if that is still its name.
+  UniqueFd named(::open(path_.text, flags | kFlags | O_NOFOLLOW));
+  struct stat opened;
+  return named && fstat(named.get(), &opened) == 0 && isSameFile(opened, status_) ? named.release() : -1;
+}
+
+void PinnedFile::setMode() const
+{
+  if (isRegular() && !mayBeLinkedFromElsewhere(path_.text, status_)) {
+    (void)chmod(DescriptorPath(pin_.get()).text, kFileMode);  // it may be somebody else's
+  }
+}
+
+int openForReading(const char *path, off_t &size)
+{
+  const int descriptor = open(path, O_RDONLY | kFlags);
+  if (descriptor < 0) {
+    return -1;
+  }
+  // What has an end so near need not be looked at: no pipe has one, and no block device is so small. lseek(2) takes
+  // half the time of fstat(2), which is 4 % of a small read.
+  constexpr off_t kSmall = 65536;
+  size = lseek(descriptor, 0, SEEK_END);
+  if (size > 0 && size <= kSmall) {
+    return descriptor;
+  }
+  struct stat status = {};
+  const int kept = keepReadable(descriptor, status);
+  size = status.st_size;
+  return kept;
+}
+
+int openForRewriting(const char *path, struct stat &status, bool &isLink)
+{
+  const int descriptor = open(path, O_RDONLY | O_NOFOLLOW | kFlags);
+  isLink = descriptor < 0 && errno == ELOOP;
+  if (!isLink) {
+    return keepReadable(descriptor, status);
+  }
+  const PinnedFile target(path, PinnedFile::Links::follow);
+  return target ? keepReadable(target.open(O_RDONLY), status) : -1;
 }
 
 int openForAppending(const char *path)
 {
-  struct stat status;
-  return keepIf(open(path, O_RDWR | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, kNewFileMode), status,
-                [](mode_t mode) { return !S_ISFIFO(mode); });
-}
-
-bool writeAll(int descriptor, std::string_view bytes)
-{
-  while (!bytes.empty()) {
-    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
-    if (written > 0) {
-      bytes.remove_prefix(static_cast<size_t>(written));
-    } else if (written == 0 || errno != EINTR) {
-      return false;
+  constexpr int kAppend = O_WRONLY | O_APPEND;
+  // A second round only if somebody creates the file between the two steps of the first.
+  for (int round = 0; round < 2; ++round) {
+    const PinnedFile file(path, PinnedFile::Links::follow);
+    if (file) {
+      if (S_ISFIFO(file.status().st_mode) ||
+          (file.isRegular() && mayBeLinkedFromElsewhere(file.path(), file.status()))) {
+        return -1;
+      }
+      file.setMode();
+      const int descriptor = file.open(kAppend);
+      if (descriptor >= 0) {
+        setFileMode(descriptor, file.status());
+      }
+      return descriptor;
+    }
+    const int descriptor = errno == ENOENT ? open(file.path(), kAppend | O_CREAT | O_EXCL | kFlags, kNewFileMode) : -1;
+    if (descriptor >= 0) {
+      (void)fchmod(descriptor, kFileMode);  // fails only on file systems without permissions
+      return descriptor;
+    }
+    if (errno != EEXIST) {
+      return -1;
     }
   }
-  return true;
+  return -1;
 }
 
-bool syncAndClose(int descriptor)
+bool syncBytes(int descriptor)
 {
-  const bool synced = fdatasync(descriptor) == 0 || errno == EINVAL;  // a device has no disk to go to
-  return close(descriptor) == 0 && synced;
+  return fdatasync(descriptor) == 0 || errno == EINVAL;  // a device has no disk
 }
 
 }  // namespace qv
-
-using qv::Status;
-
-uint32_t CreateDir(const char *path)
-{
-  return result(qv::createDirectory(path));
-}
-
-QV_ALIAS(SMMkDir, CreateDir)
-
-uint32_t DelDir(const char *path)
-{
-  return result(qv::removeDirectory(path));
-}
-
-QV_ALIAS(SMRmDir, DelDir)
-
-int32_t GetStreamFileSize(FILE *stream)
-{
-  const off_t position = ftello(stream);
-  if (position < 0 || fseeko(stream, 0, SEEK_END) != 0) {
-    return signedResult(Status::unsuccessful);
-  }
-  const off_t end = ftello(stream);
-  if (fseeko(stream, position, SEEK_SET) != 0 || end < 0 || end > INT32_MAX) {
-    return signedResult(Status::unsuccessful);
-  }
-  return static_cast<int32_t>(end);
-}
-
-uint32_t GetSizeOfFile(const char *path, uint32_t *size)
-{
-  *size = 0;
-  return result(qv::sizeOf(path, *size));
-}
-
-QV_ALIAS(SMGetSizeOfFile, GetSizeOfFile)
-
-uint32_t DelFile(const char *path)
-{
-  qv::setFileMode(path);
-  return result(unlink(path) == 0 ? Status::success : Status::unsuccessful);
-}
-
-QV_ALIAS(SMDeleteFile, DelFile)
-
-uint32_t ReplaceFile(const char *destination, const char *source)
-{
-  return result(qv::replace(destination, source));
-}
-
-uint32_t GetTmpFile(const char *directory, char *name, uint32_t *size)
-{
-  return result(qv::makeTemporaryNameIn(directory, name, size));
-}
-
-QV_ALIAS(SMGetTmpFile, GetTmpFile)

@@ -1,5 +1,5 @@
-// What the lines of an INI file say: the one place that tells headers, comments and key lines apart. A text is what
-// textOf() gives for a line, a body is a text without its leading blanks.
+// The grammar of INI files: the one place that distinguishes headers, comments and key lines. A text is what textOf()
+// gives for a line, a body is a text without its leading blanks.
 #pragma once
 
 #include <string_view>
@@ -9,7 +9,7 @@
 
 namespace qv {
 
-/// The longest name of a section or key, without a terminator. A longer one in a header names no section.
+/// The longest name of a section or key, without a terminator. A longer one in a header is no section's.
 constexpr size_t kLongestIniName = 255;
 
 inline std::string_view skipBlanks(std::string_view text)
@@ -31,7 +31,7 @@ inline bool opensHeader(std::string_view body)
   return !body.empty() && body.front() == '[';
 }
 
-enum class Header { none, named, malformed };
+enum class Header { none, named, malformed };  // malformed: without "]"
 
 /// Takes the name of a section from its header.
 inline Header parseHeader(std::string_view text, std::string_view &name)
@@ -48,7 +48,8 @@ inline Header parseHeader(std::string_view text, std::string_view &name)
   return name.size() <= kLongestIniName ? Header::named : Header::none;
 }
 
-/// Whether a line is the header of a section: 0, 261 when it is a malformed header, 262 when it is anything else.
+/// Whether a line is the header of a section: success, badIniFile for a malformed header, sectionNotFound for any other
+/// line.
 inline Status matchHeader(std::string_view line, std::string_view section)
 {
   std::string_view name;
@@ -59,13 +60,23 @@ inline Status matchHeader(std::string_view line, std::string_view section)
   return header == Header::named && name == section ? Status::success : Status::sectionNotFound;
 }
 
-/// The first of some lines, inside a section, that ends the section.
+/// The line that ends a section, among lines inside of it; empty, at their end, if there is none.
 inline std::string_view findSectionEnd(std::string_view lines)
 {
   return findLine(lines, "[", [](std::string_view line) { return opensHeader(skipBlanks(line)); });
 }
 
-/// The key of a body: all of it where it has no "=".
+/// Finds the header of a section, or a malformed header before it, among whole lines: the line and `status` of
+/// matchHeader. Empty, at their end, if there is none.
+inline std::string_view findHeader(std::string_view lines, std::string_view section, Status &status)
+{
+  return findLine(lines, "[", [&](std::string_view line) {
+    status = matchHeader(line, section);
+    return status != Status::sectionNotFound;
+  });
+}
+
+/// The key of a body: all of it if it has no "=".
 inline std::string_view keyOf(std::string_view body)
 {
   const size_t equals = body.find('=');

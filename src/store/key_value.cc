@@ -15,6 +15,7 @@
 #include "store/file_util.h"
 #include "store/line_reader.h"
 #include "store/line_writer.h"
+#include "store/rewrite.h"
 
 namespace {
 
@@ -23,11 +24,10 @@ using qv::LineWriter;
 using qv::Status;
 
 constexpr char kTemporaryName[] = "qvcfgu32.tmp";
-constexpr size_t kLineRoom = 8451;
-static_assert(kLineRoom > LineReader::kLimit);
+constexpr size_t kLineSize = 8451;
+static_assert(kLineSize > LineReader::kLimit);
 
-/// Lines before they are taken apart
-/// --------------------------------------------------------------------------------------------------
+// The normal form of a line -------------------------------------------------------------------------------------------
 
 constexpr bool isBlank(char c)
 {
@@ -37,35 +37,6 @@ constexpr bool isBlank(char c)
 constexpr bool isBlankOrLineEnd(char c)
 {
   return isBlank(c) || c == '\n' || c == '\r';
-}
-
-/// Copies the bytes that are no double quotes.
-char *copyUnquoted(std::string_view from, char *to)
-{
-  if (from.find('"') == std::string_view::npos) {
-    memmove(to, from.data(), from.size());
-    return to + from.size();
-  }
-  for (const char c : from) {
-    if (c != '"') {
-      *to++ = c;
-    }
-  }
-  return to;
-}
-
-/// Copies what stands before a value: without double quotes, and blanks only where double quotes surround them.
-char *copyPrefix(std::string_view from, char *to)
-{
-  bool quoted = false;
-  for (const char c : from) {
-    if (c == '"') {
-      quoted = !quoted;
-    } else if (quoted || !isBlankOrLineEnd(c)) {
-      *to++ = c;
-    }
-  }
-  return to;
 }
 
 /// Cuts blanks off a value's start, and line ends too off its end.
@@ -80,18 +51,18 @@ std::string_view trimValue(std::string_view value)
   return value;
 }
 
-/// Copies a line in its normal form, which may happen in place: key, "=", value, without the blanks around them and the
-/// double quotes. A line without "=" stays as it is. Returns the end of the copy, which has no terminator.
-char *normalize(std::string_view line, char *to)
+/// Copies the part of a line before its value: without double quotes, and without the blanks outside of them.
+char *copyPrefix(std::string_view from, char *to)
 {
-  const size_t equals = line.find('=');
-  if (equals == std::string_view::npos) {
-    memmove(to, line.data(), line.size());
-    return to + line.size();
+  bool quoted = false;
+  for (const char c : from) {
+    if (c == '"') {
+      quoted = !quoted;
+    } else if (c > ' ' || quoted || !isBlankOrLineEnd(c)) {  // most are letters
+      *to++ = c;
+    }
   }
-  const std::string_view value = trimValue({line.data() + equals + 1, line.size() - equals - 1});
-  to = copyPrefix({line.data(), static_cast<size_t>(value.data() - line.data())}, to);
-  return copyUnquoted(value, to);
+  return to;
 }
 
 struct Entry {
@@ -99,18 +70,25 @@ struct Entry {
   std::string_view value;
 };
 
-std::string_view trim(std::string_view text)
+/// Brings a line that has its first "=" at an index into its normal form: key and value without the blanks around them
+/// and without double quotes. The key is copied to a buffer as large as the line, which may be the line itself; the
+/// value stays where it is if nothing is taken out of it, and follows the key and "=" in the buffer otherwise.
+Entry normalize(std::string_view line, size_t equals, char *buffer)
 {
-  while (!text.empty() && isBlankOrLineEnd(text.front())) {
-    text.remove_prefix(1);
+  const std::string_view value = trimValue({line.data() + equals + 1, line.size() - equals - 1});
+  char *const end = copyPrefix(qv::before(line, value), buffer);
+  const bool hasQuotedBlanks = end[-1] != '=';  // those after "=" belong to the value
+  if (!hasQuotedBlanks && value.find('"') == std::string_view::npos) {
+    return {{buffer, static_cast<size_t>(end - buffer) - 1}, value};
   }
-  while (!text.empty() && isBlankOrLineEnd(text.back())) {
-    text.remove_suffix(1);
-  }
-  return text;
+  memmove(end, value.data(), value.size());
+  const char *const valueEnd = std::remove(end, end + value.size(), '"');
+  const std::string_view normal(buffer, static_cast<size_t>(valueEnd - buffer));
+  const size_t keySize = normal.find('=');
+  return {{buffer, keySize}, {buffer + keySize + 1, normal.size() - keySize - 1}};
 }
 
-/// Takes an entry out of a line, with a buffer of kLineRoom bytes that may hold it. False for any other line.
+/// Parses a line, with a buffer of kLineSize bytes that may hold parts of the entry. False if the line is none.
 bool parseEntry(std::string_view line, char *buffer, Entry &entry)
 {
   const std::string_view text = qv::textOf(line);
@@ -118,25 +96,11 @@ bool parseEntry(std::string_view line, char *buffer, Entry &entry)
   if (equals == std::string_view::npos) {
     return false;
   }
-  // Most lines hold their normal form: nothing is in it that would have to be taken out.
-  entry.key = trim({text.data(), equals});
-  if (text.find('"') == std::string_view::npos && std::none_of(entry.key.begin(), entry.key.end(), isBlankOrLineEnd)) {
-    entry.value = trimValue({text.data() + equals + 1, text.size() - equals - 1});
-  } else {
-    const char *const end = normalize(text, buffer);
-    const size_t keySize = std::string_view(buffer, static_cast<size_t>(end - buffer)).find('=');
-    entry = {{buffer, keySize}, {buffer + keySize + 1, static_cast<size_t>(end - buffer) - keySize - 1}};
-  }
+  entry = normalize(text, equals, buffer);
   return entry.key.empty() || (entry.key.front() != '#' && entry.key.front() != ';');
 }
 
-qv::HeapBlock<char> allocateLine()
-{
-  return qv::HeapBlock<char>(static_cast<char *>(malloc(kLineRoom)));
-}
-
-/// Loading
-/// ----------------------------------------------------------------------------------------------------------------
+// Loading -------------------------------------------------------------------------------------------------------------
 
 char *duplicate(std::string_view text)
 {
@@ -171,7 +135,7 @@ void freeEntries(CFGUKeyValueEntry *entries, uint32_t count)
   }
 }
 
-/// Gives every entry of a file to take, which answers whether there was memory for it.
+/// Passes every entry of a file to take, which returns false if there was no memory for it.
 template <class Take>
 Status forEachEntry(const char *path, Take take)
 {
@@ -180,15 +144,15 @@ Status forEachEntry(const char *path, Take take)
   if (!file) {
     return Status::unsuccessful;
   }
-  LineReader lines(file.get(), size);
-  const qv::HeapBlock<char> buffer = allocateLine();
-  if (!lines || buffer == nullptr) {
+  LineReader lines(file.get(), size, LineReader::End::atExpectedSize);
+  if (!lines) {
     return Status::noMemory;
   }
+  char buffer[kLineSize];
   std::string_view line;
   Entry entry;
   while (lines.next(line)) {
-    if (parseEntry(line, buffer.get(), entry) && !take(entry)) {
+    if (parseEntry(line, buffer, entry) && !take(entry)) {
       return Status::noMemory;
     }
   }
@@ -249,14 +213,10 @@ class EntryArray {
     return true;
   }
 
-  /// Hands the array over, with no more room than its entries take; null when there are none.
+  /// Hands the array over; null if there are no entries.
   CFGUKeyValueEntry *release(uint32_t &count)
   {
-    if (count_ != 0) {
-      (void)resize(count_);  // an array that cannot shrink does as well
-    }
-    count = count_;
-    count_ = 0;
+    count = std::exchange(count_, 0);
     return std::exchange(entries_, nullptr);
   }
 
@@ -280,19 +240,16 @@ class EntryArray {
   uint32_t capacity_ = 0;
 };
 
-/// Setting
-/// ----------------------------------------------------------------------------------------------------------------
+// Setting -------------------------------------------------------------------------------------------------------------
 
-/// The one change that a rewrite makes: to an occurrence of the entry's key.
+/// The one change that a rewrite makes: to an occurrence of a key.
 class Change {
  public:
-  Change(const CFGUKeyValueEntry &entry, uint32_t occurrence)
-      : key_(entry.key), value_(entry.value), occurrence_(occurrence)
-  {
-  }
+  Change(const char *key, const char *value, uint32_t occurrence) : key_(key), value_(value), occurrence_(occurrence) {}
 
-  Status copyLines(LineReader &lines, char *buffer, LineWriter &output)
+  Status copyLines(LineReader &lines, LineWriter &output)
   {
+    char buffer[kLineSize];
     std::string_view line;
     while (!output.failed() && lines.next(line)) {
       if (!handled_ && isWanted(line, buffer)) {
@@ -317,7 +274,7 @@ class Change {
   }
 
   /// Only the next occurrence after those that exist can be added.
-  Status add(const LineReader &lines, LineWriter &output)
+  Status add(LineReader &lines, LineWriter &output)
   {
     if (occurrence_ != matches_) {
       return Status::invalidParameter;
@@ -350,41 +307,33 @@ class Change {
   bool handled_ = false;
 };
 
-Status writeNewContent(const char *path, const char *temporaryPath, Change change)
+Status rewrite(const char *path, const char *temporaryPath, Change change)
 {
-  off_t size;
-  const qv::UniqueFd file(qv::openForReading(path, size));
-  if (!file) {
+  qv::Rewrite rewrite(path, temporaryPath, qv::Rewrite::Original::exists);
+  if (!rewrite.isOpen()) {
     return Status::fileNotOpened;
   }
-  const int temporary = qv::createTemporary(temporaryPath, file.get());
-  if (temporary < 0) {
-    return Status::fileNotOpened;
-  }
-  LineWriter output(temporary);
-  LineReader lines(file.get(), size);
-  const qv::HeapBlock<char> buffer = allocateLine();
-  if (!lines || !output || buffer == nullptr) {
+  if (!rewrite.hasMemory()) {
     return Status::noMemory;
   }
-  const Status status = change.copyLines(lines, buffer.get(), output);
-  return status == Status::success && !output.end() ? Status::limitExceeded : status;
+  const Status status = change.copyLines(rewrite.lines(), rewrite.output());
+  return status == Status::success ? rewrite.commit() : status;
 }
 
-/// Whether an entry, with "=", line feed and terminator, is longer than a line's room.
-bool isTooLong(const CFGUKeyValueEntry &entry)
+/// Whether an entry, with "=", line feed and terminator, is longer than a line may be.
+bool isTooLong(const char *key, const char *value)
 {
-  const size_t key = strnlen(entry.key, kLineRoom);
-  const size_t value = entry.value == nullptr ? 0 : strnlen(entry.value, kLineRoom);
-  return key + value + 3 > kLineRoom;
+  const size_t keyLength = strnlen(key, kLineSize);
+  const size_t valueLength = value == nullptr ? 0 : strnlen(value, kLineSize);
+  return keyLength + valueLength + 3 > kLineSize;
 }
 
-Status set(const char *path, const CFGUKeyValueEntry *entry, uint32_t occurrence)
+Status set(const char *path, const char *key, const char *value, uint32_t occurrence)
 {
-  if (path == nullptr || entry == nullptr || entry->key == nullptr) {
+  if (path == nullptr || key == nullptr) {
     return Status::invalidParameter;
   }
-  if (isTooLong(*entry)) {
+  if (isTooLong(key, value)) {
     return Status::badDataSize;
   }
   if (qv::createDirectoryOf(path) != Status::success) {
@@ -393,11 +342,12 @@ Status set(const char *path, const CFGUKeyValueEntry *entry, uint32_t occurrence
   qv::PathBuffer temporary;
   qv::makeSiblingPath(path, kTemporaryName, temporary);
   const qv::FileGuard guard(qv::kFileLockWait);
-  if (!guard) {
-    return Status::lockFailed;
-  }
-  const Status status = writeNewContent(path, temporary.text, Change(*entry, occurrence));
-  return status == Status::success ? qv::takePlaceOfOriginal(path, temporary.text) : status;
+  return guard ? rewrite(path, temporary.text, Change(key, value, occurrence)) : Status::lockFailed;
+}
+
+Status setEntry(const char *path, const CFGUKeyValueEntry *entry, uint32_t occurrence)
+{
+  return entry == nullptr ? Status::invalidParameter : set(path, entry->key, entry->value, occurrence);
 }
 
 }  // namespace
@@ -405,6 +355,9 @@ Status set(const char *path, const CFGUKeyValueEntry *entry, uint32_t occurrence
 CFGUKeyValueEntry *CFGUGetKeyValueEntries(const char *path, uint32_t *count)
 {
   *count = 0;
+  if (path == nullptr) {
+    return nullptr;
+  }
   const qv::FileGuard guard(qv::kFileLockWait);
   if (!guard) {
     return nullptr;
@@ -437,7 +390,7 @@ char *CFGUGetKeyValue(const CFGUKeyValueEntry *entries, uint32_t count, const ch
 
 uint32_t CFGUSetKeyValueEntry(const char *path, const CFGUKeyValueEntry *entry, uint32_t occurrence)
 {
-  return result(set(path, entry, occurrence));
+  return result(setEntry(path, entry, occurrence));
 }
 
 uint32_t PopulateKeyValueEntries(const char *path, CFGUKeyValueEntry *entries, uint32_t *count)
@@ -447,7 +400,15 @@ uint32_t PopulateKeyValueEntries(const char *path, CFGUKeyValueEntry *entries, u
 
 void CFGUEntryRemoveWhiteSpaceAndDQuotes(char *line)
 {
-  *normalize(line, line) = '\0';
+  const std::string_view text(line);
+  const size_t equals = text.find('=');
+  if (equals == std::string_view::npos) {
+    return;
+  }
+  const Entry entry = normalize(text, equals, line);
+  char *const value = line + entry.key.size() + 1;
+  memmove(value, entry.value.data(), entry.value.size());
+  value[entry.value.size()] = '\0';
 }
 
 int32_t CFGUEqualPosition(const char *text)
@@ -482,4 +443,10 @@ uint32_t SMCFGSetKeyValueEntry(const char *path, const CFGUKeyValueEntry *entry,
 {
   const qv::ExportBracket bracket;
   return CFGUSetKeyValueEntry(path, entry, occurrence);
+}
+
+uint32_t SMCFGSetKeyValue(const char *path, const char *key, const char *value, uint32_t occurrence)
+{
+  const qv::ExportBracket bracket;
+  return result(set(path, key, value, occurrence));
 }

@@ -5,15 +5,16 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
+
+#include "base/input_output.h"
 
 namespace qv {
 namespace {
 
 constexpr off_t kLargestBlock = 65536;
 
-/// Room for a whole small file, but for a line at least.
+/// A whole small file, but a line at least.
 size_t blockSizeFor(off_t expectedSize)
 {
   return static_cast<size_t>(std::clamp(expectedSize, off_t{LineReader::kLimit}, kLargestBlock));
@@ -33,19 +34,42 @@ size_t sizeOfWholeLines(std::string_view bytes)
   return size + (bytes.size() - size) / LineReader::kLimit * LineReader::kLimit;
 }
 
-}  // namespace
-
-LineReader::LineReader(int descriptor, off_t expectedSize)
-    : descriptor_(descriptor), left_(expectedSize), capacity_(blockSizeFor(expectedSize))
+/// The byte before a stream's position, which stays; EOF if there is none.
+int byteBefore(FILE *stream)
 {
-  block_ = allocate(capacity_);
-  begin_ = end_ = block_.get();
+  const off_t position = ftello(stream);
+  if (position <= 0 || fseeko(stream, position - 1, SEEK_SET) != 0) {
+    return EOF;
+  }
+  const int byte = getc(stream);
+  (void)fseeko(stream, position, SEEK_SET);  // where getc(3) has left it, unless that failed
+  return byte;
 }
 
-LineReader::LineReader(FILE *stream) : stream_(stream), capacity_(kLimit)
+}  // namespace
+
+LineReader::LineReader(int descriptor, off_t expectedSize, End end)
+    : descriptor_(descriptor),
+      expectedSize_(end == End::ofFile ? -1 : expectedSize),
+      capacity_(blockSizeFor(expectedSize)),
+      nextRead_(end == End::ofFile ? capacity_ : sizeof(smallBlock_))
 {
-  block_ = allocate(capacity_);
-  begin_ = end_ = block_.get();
+  const bool isSmall = end == End::atExpectedSize && expectedSize <= off_t{sizeof(smallBlock_)};
+  if (!isSmall) {
+    heapBlock_ = allocate(capacity_);
+  }
+  begin_ = end_ = block_ = isSmall ? smallBlock_ : heapBlock_.get();
+}
+
+LineReader::LineReader(FILE *stream)
+    : stream_(stream),
+      capacity_(kLimit),
+      heapBlock_(allocate(kLimit)),
+      block_(heapBlock_.get()),
+      nextRead_(kLimit),
+      begin_(block_),
+      end_(block_)
+{
 }
 
 bool LineReader::next(std::string_view &line)
@@ -103,16 +127,12 @@ bool LineReader::nextBlock(std::string_view &bytes)
   return true;
 }
 
-bool LineReader::lacksLineFeed() const
+bool LineReader::lacksLineFeed()
 {
-  if (last_ != EOF || stream_ == nullptr) {
-    return last_ != EOF && last_ != '\n';
+  if (last_ == EOF && stream_ != nullptr) {
+    last_ = byteBefore(stream_);
   }
-  // Nothing was read here: the line is the one that somebody read from the stream before.
-  if (ftello(stream_) <= 0 || fseeko(stream_, -1, SEEK_CUR) != 0) {
-    return false;
-  }
-  return getc(stream_) != '\n';
+  return last_ != EOF && last_ != '\n';
 }
 
 /// Hands out what comes next.
@@ -124,43 +144,41 @@ std::string_view LineReader::take(size_t size)
   return bytes;
 }
 
-/// Reads on behind what is not yet asked for. False at the end of the file, and when reading failed.
+/// Reads more. False at the end of the file, and when reading failed.
 bool LineReader::fill()
 {
   if (ended_) {
     return false;
   }
-  if (begin_ != block_.get()) {
-    memmove(block_.get(), begin_, static_cast<size_t>(end_ - begin_));
-    end_ = block_.get() + (end_ - begin_);
-    begin_ = block_.get();
+  if (begin_ != block_) {
+    memmove(block_, begin_, static_cast<size_t>(end_ - begin_));
+    end_ = block_ + (end_ - begin_);
+    begin_ = block_;
   }
-  const size_t room = capacity_ - static_cast<size_t>(end_ - begin_);
-  const size_t size = stream_ == nullptr ? readDescriptor(end_, room) : readStream(end_, room);
+  const size_t capacity = std::min(capacity_ - static_cast<size_t>(end_ - begin_), nextRead_);
+  const size_t size = stream_ == nullptr ? readDescriptor(end_, capacity) : readStream(end_, capacity);
+  nextRead_ = capacity_;
   end_ += size;
   ended_ = ended_ || size == 0;
   return size != 0;
 }
 
-size_t LineReader::readDescriptor(char *to, size_t room)
+size_t LineReader::readDescriptor(char *to, size_t capacity)
 {
-  ssize_t size;
-  do {
-    size = read(descriptor_, to, room);
-  } while (size < 0 && errno == EINTR);
+  const ssize_t size = uninterrupted([&] { return pread(descriptor_, to, capacity, position_); });
   if (size < 0) {
     failed_ = true;
     return 0;
   }
-  left_ -= size;
-  ended_ = left_ == 0;
+  position_ += size;
+  ended_ = position_ == expectedSize_;
   return static_cast<size_t>(size);
 }
 
-size_t LineReader::readStream(char *to, size_t room)
+size_t LineReader::readStream(char *to, size_t capacity)
 {
   size_t size = 0;
-  while (size < room) {
+  while (size < capacity) {
     const int c = getc(stream_);
     if (c == EOF) {
       failed_ = ferror(stream_) != 0;

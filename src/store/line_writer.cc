@@ -2,22 +2,18 @@
 
 #include "store/line_writer.h"
 
-#include <unistd.h>
-
 #include <cstring>
 
-#include "store/file_util.h"
+#include "base/input_output.h"
 
 namespace qv {
+namespace {
+
+constexpr size_t kBlockSize = 65536;
+
+}  // namespace
 
 LineWriter::LineWriter(int descriptor) : descriptor_(descriptor), block_(static_cast<char *>(malloc(kBlockSize))) {}
-
-LineWriter::~LineWriter()
-{
-  if (descriptor_ >= 0) {
-    (void)close(descriptor_);
-  }
-}
 
 void LineWriter::write(std::string_view bytes)
 {
@@ -26,36 +22,26 @@ void LineWriter::write(std::string_view bytes)
     return;
   }
   if (bytes.size() > kBlockSize - size_) {
-    flush();
+    (void)flush();  // remembered
   }
   if (bytes.size() >= kBlockSize) {
-    failed_ = !writeAll(descriptor_, bytes) || failed_;
+    failed_ = failed_ || !writeAll(descriptor_, bytes.data(), bytes.size());
     return;
   }
   memcpy(block_.get() + size_, bytes.data(), bytes.size());
   size_ += bytes.size();
 }
 
-bool LineWriter::end()
+bool LineWriter::flush()
 {
   if (stream_ != nullptr) {
     failed_ = fflush(stream_) != 0 || failed_;
     return !failed_;
   }
-  flush();
-  if (failed_) {
-    return false;
-  }
-  failed_ = !syncAndClose(descriptor_);
-  descriptor_ = -1;
-  return !failed_;
-}
-
-void LineWriter::flush()
-{
-  // After a failure nothing more is written: what counts is that the text is not whole.
-  failed_ = failed_ || !writeAll(descriptor_, {block_.get(), size_});
+  // After a failure nothing more is written: the text is not whole any more.
+  failed_ = failed_ || !writeAll(descriptor_, block_.get(), size_);
   size_ = 0;
+  return !failed_;
 }
 
 }  // namespace qv

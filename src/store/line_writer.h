@@ -1,4 +1,5 @@
-// Writes a text to a file or a stream, and remembers that a write failed.
+// Writes the lines of a settings file to a descriptor or a stream, both of which stay the caller's, and remembers that
+// a write failed.
 #pragma once
 
 #include <cstdio>
@@ -10,29 +11,21 @@ namespace qv {
 
 class LineWriter {
  public:
-  /// Owns an open file and collects what is written; end() brings it to the disk.
-  static constexpr size_t kBlockSize = 65536;
+  /// Collects what is written to an open file in a block.
   explicit LineWriter(int descriptor);
 
-  /// Writes to a stream, which stays the caller's; end() flushes it.
   explicit LineWriter(FILE *stream) : stream_(stream) {}
-
-  /// Closes a file whose content did not come to an end: nobody will use it.
-  ~LineWriter();
   LineWriter(const LineWriter &) = delete;
   LineWriter &operator=(const LineWriter &) = delete;
 
-  /// False when there was no memory to collect in: nothing is written then.
+  /// False if there was no memory for the block: nothing may be written then.
   explicit operator bool() const { return stream_ != nullptr || block_ != nullptr; }
 
   void write(std::string_view bytes);
   void write(char byte) { write(std::string_view(&byte, 1)); }
 
-  /// Writes out what was collected. False when this or any earlier write failed, or the file's closing.
-  bool end();
-
-  /// Writes out what was collected so far, also of a text that will not come to an end.
-  void flush();
+  /// Writes out what was collected. False if this or any earlier write failed.
+  bool flush();
 
   /// Whether a write failed so far.
   bool failed() const { return failed_; }

@@ -2,15 +2,21 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <link.h>
+#include <linux/futex.h>
+#include <sys/auxv.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cstdarg>
 #include <utility>
+
+#include "support/disk_record.h"
 
 namespace {
 
@@ -54,6 +60,39 @@ template <class Function>
 Function *real(const char *name)
 {
   return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
+
+/// Notes a sync that succeeded, and passes its result on.
+int recordSync(int descriptor, int result)
+{
+  if (support::DiskRecord *const record = support::currentDiskRecord(); record != nullptr && result == 0) {
+    record->synced(descriptor);
+  }
+  return result;
+}
+
+template <class Rename>
+int recordRename(const char *from, const char *to, Rename rename)
+{
+  support::DiskRecord *const record = support::currentDiskRecord();
+  const uint64_t file = record == nullptr ? 0 : record->fileAt(from);
+  const int result = rename();
+  if (file != 0 && result == 0) {
+    record->renamed(from, to, file);
+  }
+  return result;
+}
+
+/// The same, looked up once: the heap is called often, also in the child of a process with threads.
+template <class Function>
+[[maybe_unused]] Function *realOnce(std::atomic<void *> &found, const char *name)
+{
+  void *function = found.load(std::memory_order_relaxed);
+  if (function == nullptr) {
+    function = dlsym(RTLD_NEXT, name);
+    found.store(function, std::memory_order_relaxed);
+  }
+  return reinterpret_cast<Function *>(function);
 }
 
 }  // namespace
@@ -101,33 +140,72 @@ using support::Call;
 
 extern "C" {
 
-// The heap. Under a sanitizer the real functions are the sanitizer's.
+// The heap. Under a sanitizer the real functions are the sanitizer's; otherwise they are looked up, so that valgrind can
+// put its own in their place.
 #ifdef QVSUPT32_SANITIZED
+void *__interceptor_malloc(size_t);
+void *__interceptor_calloc(size_t, size_t);
+void *__interceptor_realloc(void *, size_t);
+void __interceptor_free(void *);
 #define QV_REAL(name) __interceptor_##name
-#else
-#define QV_REAL(name) __libc_##name
-#endif
-void *QV_REAL(malloc)(size_t);
-void *QV_REAL(calloc)(size_t, size_t);
-void *QV_REAL(realloc)(void *, size_t);
-void QV_REAL(free)(void *);
 
-static void *counted(void *block)
+[[gnu::weak]] void __lsan_ignore_object(const void *);
+
+/// The path that the C library keeps for its locales is reachable only through memory of its own.
+const char *__lsan_default_suppressions()
+{
+  return "leak:argz_add_sep\n";
+}
+const char *__lsan_default_options()
+{
+  return "print_suppressions=0";
+}
+
+/// The leak check takes what the dynamic loader allocates for reachable, and knows it by the caller of malloc. That is
+/// the function below now, which therefore says it: _dl_map_object_deps keeps a list for each library that dlopen loads.
+static void ignoreOfLoader(const void *block, const void *caller)
+{
+  const auto base = getauxval(AT_BASE);
+  if (base == 0 || __lsan_ignore_object == nullptr) {
+    return;
+  }
+  const auto offset = reinterpret_cast<uintptr_t>(caller) - base;
+  const auto *header = reinterpret_cast<const ElfW(Ehdr) *>(base);
+  const auto *segment = reinterpret_cast<const ElfW(Phdr) *>(base + header->e_phoff);
+  for (int i = 0; i < header->e_phnum; ++i, ++segment) {
+    if (segment->p_type == PT_LOAD && (segment->p_flags & PF_X) != 0 && offset - segment->p_vaddr < segment->p_memsz) {
+      __lsan_ignore_object(block);
+    }
+  }
+}
+#else
+#define QV_REAL(name) realOnce<decltype(name)>(found_##name, #name)
+
+static std::atomic<void *> found_malloc;
+static std::atomic<void *> found_calloc;
+static std::atomic<void *> found_realloc;
+static std::atomic<void *> found_free;
+
+static void ignoreOfLoader(const void *, const void *) {}
+#endif
+
+static void *counted(void *block, const void *caller)
 {
   if (block != nullptr) {
     ++blocks;
+    ignoreOfLoader(block, caller);
   }
   return block;
 }
 
 void *malloc(size_t size)
 {
-  return strikes(Call::allocation) ? nullptr : counted(QV_REAL(malloc)(size));
+  return strikes(Call::allocation) ? nullptr : counted(QV_REAL(malloc)(size), __builtin_return_address(0));
 }
 
 void *calloc(size_t count, size_t size)
 {
-  return strikes(Call::allocation) ? nullptr : counted(QV_REAL(calloc)(count, size));
+  return strikes(Call::allocation) ? nullptr : counted(QV_REAL(calloc)(count, size), __builtin_return_address(0));
 }
 
 void *realloc(void *block, size_t size)
@@ -136,11 +214,12 @@ void *realloc(void *block, size_t size)
     return nullptr;
   }
   void *moved = QV_REAL(realloc)(block, size);
-  return block == nullptr ? counted(moved) : moved;
+  return block == nullptr ? counted(moved, __builtin_return_address(0)) : moved;
 }
 
 void free(void *block)
 {
+  (void)strikes(Call::free);  // it cannot fail, but code may run before it
   if (block != nullptr) {
     --blocks;
   }
@@ -170,6 +249,7 @@ int testFstat(int descriptor, struct stat *status) noexcept asm(QV_TEXT(QV_FSTAT
 off_t testLseek(int descriptor, off_t offset, int whence) noexcept asm("lseek64");
 ssize_t testPread(int descriptor, void *buffer, size_t size, off_t offset) asm("pread64");
 ssize_t testPwrite(int descriptor, const void *bytes, size_t size, off_t offset) asm("pwrite64");
+int testFtruncate(int descriptor, off_t size) noexcept asm("ftruncate64");
 
 int testOpen(const char *path, int flags, ...)
 {
@@ -177,7 +257,17 @@ int testOpen(const char *path, int flags, ...)
   va_start(arguments, flags);
   const auto mode = va_arg(arguments, mode_t);
   va_end(arguments);
-  return strikes(Call::open) ? -1 : real<int(const char *, int, ...)>("open64")(path, flags, mode);
+  if (strikes(Call::open)) {
+    return -1;
+  }
+  support::DiskRecord *const record = support::currentDiskRecord();
+  struct stat status;
+  const bool existed = record != nullptr && stat(path, &status) == 0;
+  const int descriptor = real<int(const char *, int, ...)>("open64")(path, flags, mode);
+  if (record != nullptr && descriptor >= 0) {
+    record->opened(descriptor, path, existed, flags);
+  }
+  return descriptor;
 }
 
 int testFcntl(int descriptor, int command, ...)
@@ -255,24 +345,86 @@ int usleep(useconds_t microseconds)
   return strikes(Call::usleep) ? -1 : 0;
 }
 
+long syscall(long number, ...) noexcept
+{
+  long arguments[6];
+  va_list list;
+  va_start(list, number);
+  for (long &argument : arguments) {
+    argument = va_arg(list, long);
+  }
+  va_end(list);
+  if (number == SYS_futex && (arguments[1] & FUTEX_CMD_MASK) == FUTEX_WAKE) {
+    (void)strikes(Call::futexWake);
+  } else if (number == SYS_futex && states[static_cast<size_t>(Call::futexWait)].armed) {
+    errno = ETIMEDOUT;
+    (void)strikes(Call::futexWait);
+    return -1;
+  }
+  return real<long(long, ...)>("syscall")(number, arguments[0], arguments[1], arguments[2], arguments[3], arguments[4],
+                                          arguments[5]);
+}
+
 ssize_t write(int descriptor, const void *bytes, size_t size)
 {
-  return strikes(Call::write) ? -1 : real<ssize_t(int, const void *, size_t)>("write")(descriptor, bytes, size);
+  if (strikes(Call::write)) {
+    return -1;
+  }
+  support::DiskRecord *const record = support::currentDiskRecord();
+  const ssize_t written = real<ssize_t(int, const void *, size_t)>("write")(descriptor, bytes, size);
+  if (record != nullptr && written > 0) {
+    record->wrote(descriptor, bytes, static_cast<size_t>(written), lseek(descriptor, 0, SEEK_CUR) - written);
+  }
+  return written;
 }
 
 int fdatasync(int descriptor)
 {
-  return strikes(Call::fdatasync) ? -1 : real<int(int)>("fdatasync")(descriptor);
+  return strikes(Call::fdatasync) ? -1 : recordSync(descriptor, real<int(int)>("fdatasync")(descriptor));
+}
+
+int fsync(int descriptor)
+{
+  return recordSync(descriptor, real<int(int)>("fsync")(descriptor));
 }
 
 int rename(const char *from, const char *to) noexcept
 {
-  return strikes(Call::rename) ? -1 : real<int(const char *, const char *)>("rename")(from, to);
+  if (strikes(Call::rename)) {
+    return -1;
+  }
+  return recordRename(from, to, [=] { return real<int(const char *, const char *)>("rename")(from, to); });
+}
+
+int renameat2(int fromDirectory, const char *from, int toDirectory, const char *to, unsigned flags) noexcept
+{
+  return recordRename(from, to, [=] {
+    return real<int(int, const char *, int, const char *, unsigned)>("renameat2")(fromDirectory, from, toDirectory, to,
+                                                                                  flags);
+  });
 }
 
 int unlink(const char *path) noexcept
 {
-  return strikes(Call::unlink) ? -1 : real<int(const char *)>("unlink")(path);
+  if (strikes(Call::unlink)) {
+    return -1;
+  }
+  support::DiskRecord *const record = support::currentDiskRecord();
+  const uint64_t file = record == nullptr ? 0 : record->fileAt(path);
+  const int result = real<int(const char *)>("unlink")(path);
+  if (file != 0 && result == 0) {
+    record->unlinked(path, file);
+  }
+  return result;
+}
+
+int testFtruncate(int descriptor, off_t size) noexcept
+{
+  const int result = real<int(int, off_t)>("ftruncate64")(descriptor, size);
+  if (support::DiskRecord *const record = support::currentDiskRecord(); record != nullptr && result == 0) {
+    record->truncated(descriptor, size);
+  }
+  return result;
 }
 
 int chmod(const char *path, mode_t mode) noexcept
@@ -311,6 +463,10 @@ ssize_t testPwrite(int descriptor, const void *bytes, size_t size, off_t offset)
   if (strikes(Call::pwrite)) {
     return -1;
   }
-  return real<ssize_t(int, const void *, size_t, off_t)>("pwrite64")(descriptor, bytes, size, offset);
+  const ssize_t written = real<ssize_t(int, const void *, size_t, off_t)>("pwrite64")(descriptor, bytes, size, offset);
+  if (support::DiskRecord *const record = support::currentDiskRecord(); record != nullptr && written > 0) {
+    record->wrote(descriptor, bytes, static_cast<size_t>(written), offset);
+  }
+  return written;
 }
 }

@@ -9,9 +9,10 @@
 
 namespace support {
 
-/// The calls that can fail. allocation is malloc, calloc and realloc together.
+/// The calls that can fail. allocation is malloc, calloc and realloc together; free only runs code.
 enum class Call {
   allocation,
+  free,
   open,
   fcntl,
   read,
@@ -35,12 +36,14 @@ enum class Call {
   lseek,
   pread,
   pwrite,
+  futexWait,
+  futexWake,
   count,
 };
 
 /// While it lives, the n-th call (the first is 1) fails with an errno, and with forGood every later one. With n = 0
-/// nothing fails, and the calls are counted only. With errno 0 a struck semget answers 0. usleep does not sleep then.
-/// A struck close closes, as the system's does.
+/// nothing fails, and the calls are counted only. With errno 0 a struck semget answers 0. usleep and
+/// futexWait do not sleep then: each answers that its time is over. A struck close closes, as the system's does.
 class Fault {
  public:
   explicit Fault(Call call, unsigned nth = 0, int error = ENOMEM, bool forGood = false);

@@ -1,11 +1,13 @@
-// What the tests of the logs share: a clock that stands still, a scratch directory, failing calls between two looks.
+// What the tests of the logs share: a fixed clock, a scratch directory, counting.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 
-#include "support/faults.h"
 #include "support/scratch.h"
 
 namespace support {
@@ -15,7 +17,18 @@ inline int64_t fixedTime = 0;
 
 constexpr int64_t kAfter2038 = 4102444800;  // Fri Jan  1 00:00:00 2100 UTC
 
-/// A directory that is there while the object lives.
+/// Fixes the clock and the time zone for a case.
+class FixedTime : public testing::Test {
+ protected:
+  FixedTime()
+  {
+    setenv("TZ", "UTC", 1);
+    fixedTime = kAfter2038;
+  }
+  ~FixedTime() override { fixedTime = 0; }
+};
+
+/// A directory that exists while the object lives.
 class ScratchDirectory {
  public:
   explicit ScratchDirectory(std::filesystem::path path) : path_(std::move(path))
@@ -32,28 +45,6 @@ class ScratchDirectory {
  private:
   std::filesystem::path path_;
 };
-
-/// Runs a call with its first call of a function failing, then with the second, and so on, until one goes through
-/// without meeting the failure. Looks at the state before and after each, when nothing fails. Returns the number of runs
-/// that met it.
-template <class Before, class Action, class After>
-unsigned failEachBetween(Call call, Before before, Action action, After after)
-{
-  for (unsigned nth = 1;; ++nth) {
-    before();
-    uint32_t status;
-    bool struck;
-    {
-      Fault fault(call, nth, EIO);
-      status = action();
-      struck = fault.struck();
-    }
-    after(status);
-    if (!struck) {
-      return nth - 1;
-    }
-  }
-}
 
 /// How often a text occurs in another.
 inline size_t count(const std::string &text, const std::string &piece)

@@ -1,8 +1,12 @@
-// The main program of every test program: a time limit on each case, and the residue check after each.
+// The main program of every test program: it runs inside the sandbox only, with a time limit on each case, which a
+// debugger takes off, and the residue check after each.
 
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstdlib>
+
+#include "support/inside_sandbox.h"
 #include "support/residue.h"
 
 namespace {
@@ -18,9 +22,12 @@ class TimeLimit : public testing::EmptyTestEventListener {
 
 int main(int argc, char **argv)
 {
+  support::requireSandbox(argv[0]);
   testing::InitGoogleTest(&argc, argv);
   testing::TestEventListeners &listeners = testing::UnitTest::GetInstance()->listeners();
-  listeners.Append(new TimeLimit);
+  if (getenv("QVSUPT32_NO_TIME_LIMIT") == nullptr) {
+    listeners.Append(new TimeLimit);
+  }
   listeners.Append(new support::ResidueCheck);
   return RUN_ALL_TESTS();
 }

@@ -1,6 +1,7 @@
 #include "support/residue.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -32,6 +33,19 @@ std::string openDescriptors()
     text += line + "\n";
   }
   return text;
+}
+
+std::string inheritableDescriptors()
+{
+  std::istringstream all(openDescriptors());
+  std::string inheritable;
+  for (std::string line; std::getline(all, line);) {
+    const int flags = fcntl(std::stoi(line), F_GETFD);
+    if (flags >= 0 && (flags & FD_CLOEXEC) == 0) {
+      inheritable += line + "\n";
+    }
+  }
+  return inheritable;
 }
 
 std::string systemVObjects()

@@ -10,6 +10,9 @@ namespace support {
 /// The open descriptors of this process, one a line, with what they refer to.
 std::string openDescriptors();
 
+/// Those of them that a program started now would inherit, standard streams included.
+std::string inheritableDescriptors();
+
 /// The System V semaphore sets and shared-memory segments of the namespace, one a line.
 std::string systemVObjects();
 

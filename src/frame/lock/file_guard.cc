@@ -4,7 +4,9 @@
 
 #include <cerrno>
 
+#include "base/polling.h"
 #include "base/process_gate.h"
+#include "base/status.h"
 #include "frame/lock/global_lock.h"
 #include "qvsupt32/frame.h"
 #include "qvsupt32/os.h"
@@ -14,14 +16,34 @@ namespace {
 
 constinit ProcessGate gate;
 
+/// Takes the record as WaitForGlobalMutex does, and tells the gate while another process has it.
+bool lockRecord(uint32_t steps)
+{
+  const Attempt attempt = pollUntil(steps, [] {
+    switch (WaitForGlobalMutex(hGFileLock, 0)) {
+      case signedResult(Status::success):
+        return Attempt::done;
+      case signedResult(Status::timeout):
+        gate.declareWaiting();
+        return Attempt::busy;
+      default:
+        return Attempt::failed;
+    }
+  });
+  gate.declareHolding();
+  return attempt == Attempt::done;
+}
+
 bool lockBoth(uint16_t mode)
 {
   const uint32_t steps = fileLockSteps(mode);
-  uint32_t stepsAtGate;
-  if (!gate.enter(steps, stepsAtGate)) {
+  uint32_t stepsAtGate = 0;
+  // In the modes that do not wait the gate still is for a minute: threads inside it work, they wait for nobody.
+  if (!(mode == kFileLockWait ? gate.enter(steps, stepsAtGate)
+                              : gate.enterUnlessInsiderWaits(fileLockSteps(kFileLockWait)))) {
     return false;
   }
-  if (WaitForGlobalMutex(hGFileLock, steps - stepsAtGate) != 0) {
+  if (!lockRecord(steps - stepsAtGate)) {
     gate.leave();
     return false;
   }
@@ -38,9 +60,14 @@ FileGuard::~FileGuard()
     return;
   }
   const int kept = errno;
-  (void)ReleaseGlobalMutex(hGFileLock);  // a record that cannot be released goes with the process; nobody can act on it
+  (void)ReleaseGlobalMutex(hGFileLock);  // a record that cannot be released goes with the process
   gate.leave();
   errno = kept;
+}
+
+void clearFileGate()
+{
+  gate.clear();
 }
 
 }  // namespace qv

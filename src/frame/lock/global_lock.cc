@@ -2,6 +2,7 @@
 
 #include "frame/lock/global_lock.h"
 
+#include "base/alias.h"
 #include "qvsupt32/frame.h"
 #include "qvsupt32/os.h"
 
@@ -16,3 +17,6 @@ int32_t FileUnlock(void)
 {
   return ReleaseGlobalMutex(hGFileLock);
 }
+
+QV_ALIAS(SMFileLock, FileLock)
+QV_ALIAS(SMFileUnlock, FileUnlock)

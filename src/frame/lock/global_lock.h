@@ -3,9 +3,11 @@
 
 #include <cstdint>
 
+#include "qvsupt32/types.h"
+
 namespace qv {
 
-constexpr uint16_t kFileLockWait = 1;
+constexpr uint16_t kFileLockWait = SM_LOCK_WAIT;
 
 /// The polling steps that a lock mode stands for: about a minute, or a single try.
 constexpr uint32_t fileLockSteps(uint16_t mode)

@@ -7,8 +7,9 @@
 #include <cstring>
 
 #include "base/alias.h"
-#include "base/heap.h"
+#include "base/size.h"
 #include "base/status.h"
+#include "locale/paths/product_file.h"
 #include "qvsupt32/paths.h"
 #include "qvsupt32/strings.h"
 
@@ -61,7 +62,7 @@ void initRecord(SMInstallPath &record, const SMKnownProduct &product)
 void cutAt(char *path, char *end, uint32_t *size)
 {
   *end = '\0';
-  *size = static_cast<uint32_t>(end - path) + 1;
+  *size = qv::clampSize(static_cast<size_t>(end - path) + 1);
 }
 
 /// The platform directory of one of the products that have one of their own.
@@ -98,37 +99,46 @@ const SMInstallPath *findProduct(uint32_t productID)
   return nullptr;
 }
 
-Status noPath(Status status, uint32_t *size)
-{
-  *size = 0;
-  return status;
-}
-
 Status copyInstallPath(uint32_t productID, char *path, uint32_t *size)
 {
-  if (pGInstallPathList == nullptr) {
-    return noPath(Status::notFound, size);
+  const char *directory;
+  const Status status = qv::findInstallDirectory(productID, directory);
+  if (status != Status::success) {
+    if (pGInstallPathList == nullptr || findProduct(productID) != nullptr) {
+      *size = 0;
+    }
+    return status;
   }
-  const SMInstallPath *product = findProduct(productID);
-  if (product == nullptr) {
-    return Status::notFound;
-  }
-  if (product->installPathSize == 0) {
-    return noPath(Status::notFound, size);
-  }
-  if (access(product->installPath, F_OK) != 0) {
-    return noPath(Status::badType, size);
-  }
-  const bool fits = *size >= product->installPathSize;
-  *size = product->installPathSize;
-  if (!fits) {
+  // The text decides and not the size beside it: a caller may have written to the record.
+  const size_t length = strnlen(directory, sizeof(SMInstallPath::installPath));
+  if (!qv::exchangeSize(*size, length + 1)) {
     return Status::bufferTooSmall;
   }
-  memcpy(path, product->installPath, product->installPathSize);
+  memcpy(path, directory, length);
+  path[length] = '\0';
   return Status::success;
 }
 
 }  // namespace
+
+Status qv::cachedInstallDirectory(uint32_t productID, const char *&directory)
+{
+  const SMInstallPath *product = findProduct(productID);
+  if (product == nullptr || product->installPathSize == 0) {
+    return Status::notFound;
+  }
+  directory = product->installPath;
+  return Status::success;
+}
+
+Status qv::findInstallDirectory(uint32_t productID, const char *&directory)
+{
+  const Status status = cachedInstallDirectory(productID, directory);
+  if (status != Status::success) {
+    return status;
+  }
+  return access(directory, F_OK) == 0 ? Status::success : Status::badType;
+}
 
 void SUPTMiscInitInstallPathCache(void)
 {
@@ -183,14 +193,7 @@ uint32_t OSInitInstallPathByKeyName(const char *keyName, char *path, uint32_t *s
   if (path == nullptr || size == nullptr) {
     return result(Status::invalidParameter);
   }
-  const auto needed = static_cast<uint32_t>(strlen(keyName)) + 1;
-  const bool fits = *size >= needed;
-  *size = needed;
-  if (!fits) {
-    return result(Status::bufferTooSmall);
-  }
-  memcpy(path, keyName, needed);
-  return result(Status::success);
+  return result(qv::copyTextOut(keyName, path, *size));
 }
 
 void SUPTMiscRemoveTrailingPathSeparator(char *path, uint32_t *size)

@@ -14,10 +14,10 @@ namespace {
 
 constexpr size_t kPathSize = 256;
 
-/// The longest locale name is "ll_CC" with room to spare, terminator included.
+/// More than the longest locale name, "ll_CC", takes with its terminator.
 constexpr size_t kLocaleSize = 9;
 
-/// Whether a path that snprintf has put together, of so many characters, is whole and exists.
+/// True if a path for which snprintf returned `length` was not truncated, and exists.
 bool exists(const char *path, int length)
 {
   return length >= 0 && static_cast<size_t>(length) < kPathSize && access(path, F_OK) == 0;

@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
@@ -16,13 +15,15 @@
 
 #include "base/descriptor.h"
 #include "base/heap.h"
+#include "base/input_output.h"
+#include "base/size.h"
+#include "base/text.h"
 #include "frame/export.h"
 #include "frame/lock/file_guard.h"
 #include "frame/lock/global_lock.h"
 #include "locale/resource/string_line.h"
 #include "qvsupt32/language.h"
 #include "qvsupt32/resource.h"
-#include "qvsupt32/strings.h"
 
 namespace {
 
@@ -33,11 +34,11 @@ namespace locale = qv::locale;
 
 constexpr size_t kChunkUnits = 32 * locale::kLineUnits;
 
-/// What the first read asks for: a string near the front should not cost a whole chunk.
+/// The size of the first read: a string near the front should not cost a whole chunk.
 constexpr size_t kFirstRead = 8192;
 
 /// The memory of a lookup.
-struct Room {
+struct Workspace {
   SMChar16 value[locale::kLineUnits];
   SMChar16 chunk[kChunkUnits];
 };
@@ -49,11 +50,11 @@ struct Line {
 };
 
 /// Hands out the lines of a file one by one.
-class LineReader {
+class StringLines {
  public:
-  LineReader(int descriptor, SMChar16 *chunk) : descriptor_(descriptor), chunk_(chunk) {}
+  StringLines(int descriptor, SMChar16 *chunk) : descriptor_(descriptor), chunk_(chunk) {}
 
-  /// Passes the byte-order mark; false when the file does not begin with it.
+  /// Skips the byte-order mark; false if the file does not begin with it.
   bool passMark()
   {
     constexpr SMChar16 kMark = 0xFEFF;
@@ -65,7 +66,7 @@ class LineReader {
     return true;
   }
 
-  /// The next line, or piece of one; false at the end of the file. It stands in the chunk until the next call.
+  /// The next line, or piece of one; false at the end of the file. It is valid until the next call.
   bool next(Line &line)
   {
     fill();
@@ -83,7 +84,7 @@ class LineReader {
  private:
   size_t left() const { return bytesHeld_ / sizeof(SMChar16) - used_; }
 
-  /// Reads on until the longest line is there, or the file has ended.
+  /// Reads until the longest line is in the chunk, or the file has ended.
   void fill()
   {
     if (left() >= locale::kLineUnits || ended_) {
@@ -94,13 +95,11 @@ class LineReader {
     used_ = 0;
     while (left() < locale::kLineUnits && !ended_) {
       const size_t asked = std::min(nextRead_, kChunkUnits * sizeof(SMChar16) - bytesHeld_);
-      const ssize_t got = read(descriptor_, reinterpret_cast<char *>(chunk_) + bytesHeld_, asked);
+      const ssize_t got =
+          qv::uninterrupted([&] { return read(descriptor_, reinterpret_cast<char *>(chunk_) + bytesHeld_, asked); });
       nextRead_ = kChunkUnits * sizeof(SMChar16);
-      if (got > 0) {
-        bytesHeld_ += static_cast<size_t>(got);
-      } else if (got == 0 || errno != EINTR) {
-        ended_ = true;
-      }
+      ended_ = got <= 0;
+      bytesHeld_ += ended_ ? 0 : static_cast<size_t>(got);
     }
   }
 
@@ -112,8 +111,8 @@ class LineReader {
   bool ended_ = false;
 };
 
-/// The key of a string: a language, and what all languages have in common. One search for the common part finds the
-/// entries of the language that is wanted and those of the default beside it.
+/// The key of a string: a language, and the part that all languages have in common. One search for the common part finds
+/// the entries of the wanted language and those of the default language.
 class Key {
  public:
   void form(uint32_t language, uint32_t stringID)
@@ -125,7 +124,7 @@ class Key {
     commonLength_ = static_cast<size_t>(length) - languageLength_;
   }
 
-  /// The first common part from a place on; the end when there is none.
+  /// The first common part at or after a place; the end if there is none.
   const SMChar16 *findCommon(const SMChar16 *at, const SMChar16 *end) const
   {
     const SMChar16 *common = text_ + languageLength_;
@@ -138,7 +137,7 @@ class Key {
     return end;
   }
 
-  /// Whether the common part at a place is that of the wanted language, in a line that begins somewhere.
+  /// True if the common part at a place is preceded by the wanted language, in the line that starts at `begin`.
   bool isWanted(const SMChar16 *begin, const SMChar16 *common) const
   {
     return static_cast<size_t>(common - begin) >= languageLength_ &&
@@ -154,7 +153,7 @@ class Key {
   size_t commonLength_;
 };
 
-/// What a line is to a lookup, the better the higher: an entry of the language that is wanted, or of the default.
+/// How well a line matches a lookup, in ascending order.
 enum class Match { none, byDefault, wanted };
 
 Match match(const Key &key, Line &line)
@@ -176,7 +175,7 @@ Match match(const Key &key, Line &line)
   return best;
 }
 
-/// Copies the text of an entry with a terminator. Null when the entry has none.
+/// Copies the text of an entry with a terminator. Null if the entry has none.
 const SMChar16 *takeValue(const Line &line, SMChar16 *value)
 {
   const SMChar16 *end = std::find_if(
@@ -192,8 +191,8 @@ const SMChar16 *takeValue(const Line &line, SMChar16 *value)
   return value;
 }
 
-/// Searches the lines for a string. Null when it has no text.
-const SMChar16 *search(LineReader &lines, Key &key, uint32_t stringID, uint32_t *language, SMChar16 *value)
+/// Searches the lines for a string. Null if it has no text.
+const SMChar16 *search(StringLines &lines, Key &key, uint32_t stringID, uint32_t *language, SMChar16 *value)
 {
   constexpr uint32_t kLikeDefault[] = {437, SM_LANGUAGE_DEFAULT};
   uint32_t wanted = language == nullptr ? 0 : *language;
@@ -216,8 +215,8 @@ const SMChar16 *search(LineReader &lines, Key &key, uint32_t stringID, uint32_t 
   return text;
 }
 
-/// The text of a string, or the message that says why there can be none; null when the file does not hold it.
-const SMChar16 *find(uint32_t stringID, uint32_t *language, const char *pathFile, Room &room)
+/// The text of a string, or the message that says why the lookup cannot start; null if the file does not hold it.
+const SMChar16 *findText(uint32_t stringID, uint32_t *language, const char *pathFile, Workspace &workspace)
 {
   if (pathFile == nullptr) {
     return u"Invalid Path File Name";
@@ -230,41 +229,42 @@ const SMChar16 *find(uint32_t stringID, uint32_t *language, const char *pathFile
   if (!guard) {
     return u"String resource locked";
   }
-  // A FIFO in the file's place must not hold up everybody who wants the lock.
+  // Non-blocking: opening a FIFO must not block while the lock is held.
   const UniqueFd file(open(pathFile, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
   if (!file) {
     return u"String resource not found";
   }
-  LineReader lines(file.get(), room.chunk);
+  StringLines lines(file.get(), workspace.chunk);
   if (!lines.passMark()) {
     return u"Invalid string resource found";
   }
-  return search(lines, *key, stringID, language, room.value);
+  return search(lines, *key, stringID, language, workspace.value);
 }
 
 }  // namespace
 
 uint32_t SetUnicodeStringToDestination(const SMChar16 *text, SMChar16 *buffer, uint32_t *size)
 {
-  const uint32_t needed = text == nullptr ? 0 : (Uni_strlen(text) + 1) * static_cast<uint32_t>(sizeof(SMChar16));
+  const uint64_t needed = text == nullptr ? 0 : (uint64_t{qv::ucs2Length(text)} + 1) * sizeof(SMChar16);
   if (size == nullptr) {
-    return buffer == nullptr ? needed : 0;
+    return buffer == nullptr ? qv::clampSize(needed) : 0;
   }
-  const bool copies = buffer != nullptr && *size >= needed;
-  if (copies && needed != 0) {
-    memcpy(buffer, text, needed);
+  if (!qv::exchangeSize(*size, needed) || buffer == nullptr) {
+    return 0;
   }
-  *size = needed;
-  return copies ? needed : 0;
+  if (needed != 0) {
+    memcpy(buffer, text, static_cast<size_t>(needed));
+  }
+  return static_cast<uint32_t>(needed);
 }
 
 uint32_t GetUCS2StrFromIDPathFile(uint32_t stringID, uint32_t *language, const char *pathFile, SMChar16 *buffer,
                                   uint32_t *size)
 {
-  const HeapBlock<Room> room(static_cast<Room *>(malloc(sizeof(Room))));
+  const HeapBlock<Workspace> workspace(static_cast<Workspace *>(malloc(sizeof(Workspace))));
   uint32_t delivered = 0;
-  if (room != nullptr) {
-    const SMChar16 *text = find(stringID, language, pathFile, *room);
+  if (workspace != nullptr) {
+    const SMChar16 *text = findText(stringID, language, pathFile, *workspace);
     delivered = text == nullptr ? 0 : SetUnicodeStringToDestination(text, buffer, size);
   }
   if (size != nullptr) {

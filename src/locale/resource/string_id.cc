@@ -1,13 +1,13 @@
-// Strings by number in the suite's own resource file, with the numbers of a maker's range moved as its settings say.
+// Strings by number in the suite's own resource file, with the numbers of the OEM range moved as the OEM settings say.
 //
 // Leaves to others: where the product is installed (locale/paths), how a setting is stored (store), and the lookup
 // itself (string_file).
 
 #include <atomic>
-#include <cstdio>
 
 #include "base/status.h"
 #include "frame/export.h"
+#include "locale/paths/product_file.h"
 #include "qvsupt32/paths.h"
 #include "qvsupt32/resource.h"
 #include "qvsupt32/store.h"
@@ -30,7 +30,7 @@ using qv::Status;
 /// An exported variable that several threads may set to the same value.
 using Shared = std::atomic_ref<uint32_t>;
 
-/// A setting of the maker, or a default where it is missing or cannot be read.
+/// An OEM setting, or a default if it is missing or cannot be read.
 uint32_t readSetting(const char *key, uint32_t byDefault)
 {
   uint32_t value = byDefault;
@@ -40,7 +40,7 @@ uint32_t readSetting(const char *key, uint32_t byDefault)
   return status == result(Status::success) ? value : byDefault;
 }
 
-/// Reads the settings unless they were read. The base comes last, since it is what says so.
+/// Reads the settings once. The base is stored last, since its being set means that all are.
 void readSettings()
 {
   if (Shared(oemBase).load(std::memory_order_acquire) != 0) {
@@ -61,31 +61,19 @@ uint32_t moved(uint32_t stringID)
   return inRange ? stringID + Shared(oemOffset).load(std::memory_order_relaxed) : stringID;
 }
 
-/// Makes the path of the resource file. False when there is none.
-template <size_t kSize>
-bool makePath(char (&path)[kSize])
-{
-  uint32_t size = kSize;
-  if (SUPTMiscGetInstallPathByProductID(SM_PRODUCT_VELA, path, &size) != SM_STATUS_SUCCESS) {
-    return false;
-  }
-  const size_t room = kSize - (size - 1);
-  return static_cast<size_t>(snprintf(path + size - 1, room, "/ini/qvunidat.txt")) < room;
-}
-
 }  // namespace
 
 uint32_t GetUCS2StrFromID(uint32_t stringID, uint32_t *language, SMChar16 *buffer, uint32_t *size)
 {
   readSettings();
-  char path[256];
-  if (!makePath(path)) {
+  qv::ProductFilePath path;
+  if (qv::composeProductFilePath(SM_PRODUCT_VELA, "ini", "qvunidat.txt", path) != Status::success) {
     if (size != nullptr) {
       *size = 0;
     }
     return 0;
   }
-  return GetUCS2StrFromIDPathFile(moved(stringID), language, path, buffer, size);
+  return GetUCS2StrFromIDPathFile(moved(stringID), language, path.text, buffer, size);
 }
 
 uint32_t SMGetUCS2StrFromID(uint32_t stringID, uint32_t *language, SMChar16 *buffer, uint32_t *size)

@@ -1,4 +1,4 @@
-// The exported reader of one line. The lookup has its own way through a file, by the same rule of line.h.
+// The exported reader of one line. The lookup has its own way through a file, by the same rule of string_line.h.
 
 #include "locale/resource/string_line.h"
 
@@ -14,7 +14,7 @@ SMChar16 *qv_fgetws(SMChar16 *line, uint32_t capacity, FILE *file)
   }
   const size_t count = fread(line, sizeof(SMChar16), capacity, file);
   if (count == 0) {
-    (void)fseeko(file, start, SEEK_SET);  // half a unit may have been read; where it fails, there is nothing either
+    (void)fseeko(file, start, SEEK_SET);  // half a unit may have been read; null is the answer either way
   }
   if (count < 2) {
     return nullptr;

@@ -9,13 +9,13 @@
 
 namespace qv::locale {
 
-/// The room that a line is read into, in units.
+/// The capacity that lines are read with, in units.
 constexpr size_t kLineUnits = 1024;
 
 constexpr SMChar16 kCarriageReturn = u'\r';
 constexpr SMChar16 kLineFeed = u'\n';
 
-/// Where one unit is followed by another; the end when it never is. Blocks of units are compared at once.
+/// The first place where one unit is followed by another; the end if there is none. Compares blocks of units.
 inline const SMChar16 *findPair(const SMChar16 *at, const SMChar16 *end, SMChar16 first, SMChar16 second)
 {
   constexpr ptrdiff_t kUnits = text::kBlockSize / sizeof(SMChar16);
@@ -36,9 +36,9 @@ inline const SMChar16 *findPair(const SMChar16 *at, const SMChar16 *end, SMChar1
   return end;
 }
 
-/// The length of the line at the front of `count` units, two at least, that were read for a room of `capacity` units.
-/// The next line starts where it ends. A line that has no end among them, or none that leaves room for the terminator,
-/// goes up to the last unit that was read.
+/// The length of the line at the front of `count` units, at least two, that were read into `capacity` units. The next
+/// line starts where it ends. A line that has no end among them, or whose end leaves no space for the terminator, ends
+/// before the last unit that was read.
 inline size_t lineLength(const SMChar16 *units, size_t count, size_t capacity)
 {
   const SMChar16 *lineEnd = findPair(units, units + count, kCarriageReturn, kLineFeed);

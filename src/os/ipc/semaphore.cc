@@ -5,9 +5,11 @@
 
 #include <sys/ipc.h>
 #include <sys/sem.h>
+#include <unistd.h>
 
 #include <cerrno>
 
+#include "base/input_output.h"
 #include "base/polling.h"
 #include "base/status.h"
 #include "qvsupt32/os.h"
@@ -34,7 +36,7 @@ int createSet(key_t key)
 void removeSet(int id)
 {
   const int kept = errno;
-  (void)semctl(id, 0, IPC_RMID);  // a set that is gone already is what was wanted
+  (void)semctl(id, 0, IPC_RMID);  // if it fails, the set is gone
   errno = kept;
 }
 
@@ -45,15 +47,11 @@ void setCount(int id, int count)
   (void)semctl(id, 0, SETVAL, argument);  // the contract reports no failure here
 }
 
-/// Performs an operation on the one semaphore, again for as long as signals interrupt it.
+/// Performs an operation on the one semaphore.
 bool operate(int id, short change, short flags)
 {
   sembuf operation = {0, change, flags};
-  int answer;
-  do {
-    answer = semop(id, &operation, 1);
-  } while (answer != 0 && errno == EINTR);
-  return answer == 0;
+  return qv::uninterrupted([&] { return semop(id, &operation, 1); }) == 0;
 }
 
 int32_t waitForSet(int32_t id, uint32_t timeout, short flags)
@@ -80,14 +78,7 @@ int32_t semaphoreCount(int32_t id)
   return semctl(id, 0, GETVAL);
 }
 
-bool addToSemaphore(int32_t id, int16_t change)
-{
-  return operate(id, change, IPC_NOWAIT);
-}
-
-}  // namespace qv
-
-int32_t CreateSemaphore(int32_t key, int32_t initial)
+int32_t createSemaphore(int32_t key, int32_t initial, bool &isNew)
 {
   int id = createSet(key);
   int placeholder = -1;
@@ -97,8 +88,9 @@ int32_t CreateSemaphore(int32_t key, int32_t initial)
     placeholder = createSet(IPC_PRIVATE);
     id = createSet(key);
   }
+  isNew = id > 0;
   const bool exists = id == -1 && errno == EEXIST;
-  if (id > 0) {
+  if (isNew) {
     setCount(id, initial);
   } else if (id == 0) {
     removeSet(id);
@@ -109,6 +101,26 @@ int32_t CreateSemaphore(int32_t key, int32_t initial)
     removeSet(placeholder);
   }
   return id == -1 ? 0 : id;
+}
+
+void giveBackOwnUndo(int32_t id)
+{
+  if (semctl(id, 0, GETPID) == getpid()) {
+    (void)operate(id, 1, IPC_NOWAIT | SEM_UNDO);  // if it fails, the set is gone
+  }
+}
+
+bool addToSemaphore(int32_t id, int16_t change)
+{
+  return operate(id, change, IPC_NOWAIT);
+}
+
+}  // namespace qv
+
+int32_t CreateSemaphore(int32_t key, int32_t initial)
+{
+  bool isNew;
+  return qv::createSemaphore(key, initial, isNew);
 }
 
 int32_t OpenSemaphore(int32_t key)

@@ -5,9 +5,11 @@
 // while the registry's lock is taken.
 
 #include <cstdlib>
+#include <utility>
 
 #include "base/alias.h"
 #include "base/heap.h"
+#include "base/stack.h"
 #include "containers/red_black_tree.h"
 #include "qvsupt32/os_objects.h"
 
@@ -44,27 +46,60 @@ qv::tree::Place locate(OSRoutine routine)
                           [routine](void *record) { return OSCriticalSectionRBTWalk(keyOf(routine), record); });
 }
 
-/// A section that nobody uses yet, in the registry at the place of its routine; null when memory is short.
-Section *addSection(OSRoutine routine, const qv::tree::Place &place)
+/// A section out of the registry, with the node that it had or will have there.
+struct Retired {
+  Section *section;
+  qv::tree::Node *node;  // null if the tree has freed it
+};
+
+/// The section that was used last. Most calls are for the routine of the call before, one at a time: they make and
+/// free nothing. Guarded by the registry's lock.
+constinit Retired kept = {nullptr, nullptr};
+
+void discard(Retired retired)
 {
-  qv::HeapBlock<Section> section(static_cast<Section *>(malloc(sizeof(Section))));
-  if (section == nullptr) {
-    return nullptr;
+  if (retired.section != nullptr) {
+    OSDeleteCriticalSection(retired.section->mutex);
+    *retired.section = {};
   }
-  *section = {routine, 0, OSInitCriticalSection()};
-  if (section->mutex == nullptr) {
-    return nullptr;
-  }
-  qv::tree::Node *node = SMRedBlackTreeNodeAlloc(place.parent, section.get());
-  if (node == nullptr) {
-    OSDeleteCriticalSection(section->mutex);
-    return nullptr;
-  }
-  qv::tree::link(&pOSCritSecRBTree, node, place);
-  return section.release();
+  free(retired.section);
+  SMRedBlackTreeNodeFree(retired.node);
 }
 
-/// Counts the caller in as a user of the routine's section; null when memory is short.
+/// The section of a routine that has none in the registry; null members if memory is short.
+Retired obtainSection(OSRoutine routine)
+{
+  if (kept.section != nullptr && kept.section->routine == routine) {
+    return std::exchange(kept, {});
+  }
+  qv::HeapBlock<Section> section(static_cast<Section *>(malloc(sizeof(Section))));
+  if (section == nullptr) {
+    return {};
+  }
+  *section = {routine, 0, OSInitCriticalSection()};
+  return section->mutex == nullptr ? Retired{} : Retired{section.release(), nullptr};
+}
+
+/// Puts a section that nobody uses yet into the registry; null if memory is short.
+Section *addSection(OSRoutine routine, const qv::tree::Place &place)
+{
+  Retired added = obtainSection(routine);
+  if (added.section == nullptr) {
+    return nullptr;
+  }
+  if (added.node == nullptr) {
+    added.node = SMRedBlackTreeNodeAlloc(place.parent, added.section);
+  }
+  if (added.node == nullptr) {
+    discard(added);
+    return nullptr;
+  }
+  added.node->color = SM_TREE_RED;
+  qv::tree::link(&pOSCritSecRBTree, added.node, place);
+  return added.section;
+}
+
+/// Counts the caller in as a user of the routine's section; null if memory is short.
 Section *join(OSRoutine routine)
 {
   const RegistryGuard guard;
@@ -83,12 +118,15 @@ void leave(Section *section)
   if (--section->users > 0) {
     return;
   }
-  if (qv::tree::Node *node = locate(section->routine).found; node != nullptr) {
-    qv::tree::erase(&pOSCritSecRBTree, node);  // a process that ends may have detached the registry under this thread
+  Retired retired = {section, nullptr};
+  qv::tree::Node *root = pOSCritSecRBTree;
+  if (root != nullptr && root->data == section && root->left == nullptr && root->right == nullptr) {
+    pOSCritSecRBTree = nullptr;
+    retired.node = root;
+  } else if (qv::tree::Node *node = locate(section->routine).found; node != nullptr) {
+    qv::tree::erase(&pOSCritSecRBTree, node);  // at the end of a process the registry may be detached under a thread
   }
-  OSDeleteCriticalSection(section->mutex);
-  *section = {};
-  free(section);
+  discard(std::exchange(kept, retired));
 }
 
 }  // namespace
@@ -113,7 +151,7 @@ void OSDeleteCriticalSection(SMLocalMutex *section)
   DestroyLocalMutex(section);
 }
 
-void OSCriticalSectionExecute(OSRoutine routine, uintptr_t argument, uint32_t timeout)
+QV_ALIGNS_STACK void OSCriticalSectionExecute(OSRoutine routine, uintptr_t argument, uint32_t timeout)
 {
   if (routine == nullptr || timeout != SM_WAIT_FOREVER || pOSCritSectRBTLock == nullptr) {
     return;
@@ -144,6 +182,7 @@ void OSCriticalSectionDetach(void)
   {
     const RegistryGuard guard;
     RedBlackTreeDetach(&pOSCritSecRBTree);
+    discard(std::exchange(kept, {}));
   }
   OSMutexDestroy(pOSCritSectRBTLock);
   pOSCritSectRBTLock = nullptr;

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "base/alias.h"
+#include "base/stack.h"
 #include "os/objects/record.h"
 
 namespace {
@@ -29,7 +30,7 @@ Library *loadedLibrary(OSSyncInfo *handle)
 
 }  // namespace
 
-OSSyncInfo *OSLibLoad(const char *path)
+QV_ALIGNS_STACK OSSyncInfo *OSLibLoad(const char *path)
 {
   if (path == nullptr) {
     return nullptr;
@@ -46,7 +47,7 @@ OSSyncInfo *OSLibLoad(const char *path)
   return library->loaded == nullptr ? nullptr : qv::handOut(library);
 }
 
-int32_t OSLibUnLoad(OSSyncInfo *handle)
+QV_ALIGNS_STACK int32_t OSLibUnLoad(OSSyncInfo *handle)
 {
   Library *library = loadedLibrary(handle);
   if (library == nullptr) {

@@ -13,8 +13,7 @@ using qv::Status;
 
 SMBool OSShutdown(int16_t, int16_t mode)
 {
-  constexpr int16_t kRestart = 1;
-  const char *command = mode == kRestart ? "/sbin/shutdown -r now &" : "/sbin/shutdown -h now &";
+  const char *command = mode == SM_SHUTDOWN_RESTART ? "/sbin/shutdown -r now &" : "/sbin/shutdown -h now &";
   [[maybe_unused]] const int ignored = system(command);  // the call promises no more than to have asked
   return 1;
 }

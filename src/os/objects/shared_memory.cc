@@ -1,5 +1,5 @@
 // Named shared memory: System V segments, each guarded by a semaphore of the same key that the creating process keeps
-// taken for as long as it lives. A guard that can be taken without waiting tells that the creator is gone.
+// taken for as long as it lives. If a guard can be taken without waiting, the creator is gone.
 
 #include <sys/ipc.h>
 #include <sys/shm.h>
@@ -7,6 +7,8 @@
 #include <cerrno>
 
 #include "base/alias.h"
+#include "base/size.h"
+#include "os/ipc/semaphore.h"
 #include "os/objects/record.h"
 #include "qvsupt32/os.h"
 
@@ -22,13 +24,14 @@ struct SharedMemory {
   int32_t guard;
   int32_t segment;
   SMBool owner;
+  SMBool holdsGuard;  // taken through this handle; not by an open
 };
 
 static_assert(sizeof(void *) != 4 || sizeof(SharedMemory) == 24);
 
 void markForRemoval(SharedMemory &memory)
 {
-  (void)shmctl(memory.segment, IPC_RMID, nullptr);  // a segment that is gone already is what was wanted
+  (void)shmctl(memory.segment, IPC_RMID, nullptr);  // if it fails, the segment is gone
   memory.segment = kNoSegment;
 }
 
@@ -73,12 +76,25 @@ bool obtainSegment(SharedMemory &memory, int32_t key, uint32_t size, bool creato
 
 }  // namespace
 
+namespace qv {
+
+void closeSharedMemory(OSSyncInfo *handle)
+{
+  const HeapBlock<SharedMemory> memory(recordOf<SharedMemory>(handle));
+  if (memory == nullptr) {
+    return;
+  }
+  detach(*memory);
+  if (memory->holdsGuard == 1) {
+    giveBackOwnUndo(memory->guard);
+  }
+}
+
+}  // namespace qv
+
 OSSyncInfo *OSSharedMemCreate(const char *name, uint32_t size)
 {
-  if (name == nullptr) {
-    return nullptr;
-  }
-  qv::HeapBlock<SharedMemory> memory = qv::allocateRecord<SharedMemory>(name);
+  qv::HeapBlock<SharedMemory> memory = qv::allocateNamedRecord<SharedMemory>(name);
   if (memory == nullptr) {
     return nullptr;
   }
@@ -91,8 +107,9 @@ OSSyncInfo *OSSharedMemCreate(const char *name, uint32_t size)
   if (!obtainSegment(*memory, key, size, guarded) || !attach(*memory)) {
     return nullptr;
   }
+  bool isNewGuard = false;
   if (!guarded) {
-    memory->guard = CreateSemaphore(key, 1);
+    memory->guard = qv::createSemaphore(key, 1, isNewGuard);
     if (memory->guard == 0) {
       detach(*memory);
       markForRemoval(*memory);
@@ -100,25 +117,25 @@ OSSyncInfo *OSSharedMemCreate(const char *name, uint32_t size)
     }
   }
   if (WaitForSemaphoreUndo(memory->guard, SM_WAIT_FOREVER) != 0) {
-    // Somebody else has removed the guard meanwhile, or the system keeps no more promises to give it back.
+    // Another process has removed the guard meanwhile, or the system has no memory left for undoing.
+    const int kept = errno;
     detach(*memory);
     if (memory->owner == 1) {
       markForRemoval(*memory);
     }
-    if (!guarded) {
+    if (isNewGuard) {  // one that exists since the first look is another's
       DestroySemaphore(memory->guard);
     }
+    errno = kept;
     return nullptr;
   }
+  memory->holdsGuard = 1;
   return qv::handOut(memory);
 }
 
 OSSyncInfo *OSSharedMemOpen(const char *name)
 {
-  if (name == nullptr) {
-    return nullptr;
-  }
-  qv::HeapBlock<SharedMemory> memory = qv::allocateRecord<SharedMemory>(name);
+  qv::HeapBlock<SharedMemory> memory = qv::allocateNamedRecord<SharedMemory>(name);
   if (memory == nullptr) {
     return nullptr;
   }
@@ -126,6 +143,7 @@ OSSyncInfo *OSSharedMemOpen(const char *name)
   memory->guard = OpenSemaphore(key);
   if (memory->guard != 0 && WaitForSemaphore(memory->guard, 0) == 0) {
     (void)ReleaseSemaphore(memory->guard);  // it was just taken, so it can be given back
+    errno = ENOENT;                         // the segment's creator is gone
     return nullptr;
   }
   memory->segment = shmget(key, 0, kMode);
@@ -139,6 +157,16 @@ void *OSSharedMemGetAddressPtr(OSSyncInfo *handle)
 {
   const SharedMemory *memory = qv::recordOf<SharedMemory>(handle);
   return memory == nullptr ? nullptr : memory->address;
+}
+
+uint32_t SMSharedMemGetSize(OSSyncInfo *handle)
+{
+  const SharedMemory *memory = qv::recordOf<SharedMemory>(handle);
+  shmid_ds status;
+  if (memory == nullptr || shmctl(memory->segment, IPC_STAT, &status) != 0) {
+    return 0;
+  }
+  return qv::clampSize(status.shm_segsz);
 }
 
 void OSSharedMemFree(OSSyncInfo *handle)

@@ -6,13 +6,24 @@
 
 #include "base/alias.h"
 #include "base/heap.h"
+#include "base/stack.h"
 #include "base/status.h"
 #include "frame/export.h"
 #include "qvsupt32/os_objects.h"
 
 using qv::Status;
 
+namespace {
+
 static_assert(sizeof(pthread_t) == sizeof(uintptr_t));
+
+/// Creates the record's thread. Its identifier is in the record before it runs.
+bool create(OSThread &thread)
+{
+  return pthread_create(reinterpret_cast<pthread_t *>(&thread.thread), nullptr, OSThreadStub, &thread) == 0;
+}
+
+}  // namespace
 
 OSThread *OSThreadStart(OSRoutine routine, uintptr_t argument)
 {
@@ -24,10 +35,7 @@ OSThread *OSThreadStart(OSRoutine routine, uintptr_t argument)
   qv::HeapBlock<OSThread> thread(static_cast<OSThread *>(malloc(sizeof(OSThread))));
   if (thread != nullptr) {
     *thread = {routine, argument, 0, callers};
-    pthread_t identifier;
-    if (pthread_create(&identifier, nullptr, OSThreadStub, thread.get()) == 0) {
-      thread->thread = static_cast<uintptr_t>(identifier);
-    } else {
+    if (!create(*thread)) {
       thread.reset();
     }
   }
@@ -35,7 +43,7 @@ OSThread *OSThreadStart(OSRoutine routine, uintptr_t argument)
   return thread.release();
 }
 
-void *OSThreadStub(void *thread)
+QV_ALIGNS_STACK void *OSThreadStub(void *thread)
 {
   const qv::ExportBracket library;
   if (const auto *started = static_cast<const OSThread *>(thread)) {

@@ -1,15 +1,20 @@
 // UCS-2 to UTF-8 and back, and the code points between them.
 //
 // Promises: one pass over the text, which measures it when there is no buffer; every character goes through one decoder
-// and one encoder, or through a block that gives the same.
+// and one encoder, or through a block that gives the same. Only units of the text and aligned blocks with a part of it
+// are loaded (base/block.h), and nothing is stored but what is converted.
 
 #include "qvsupt32/convert.h"
 
 #include <algorithm>
+#include <cstring>
+#include <iterator>
 #include <limits>
+#include <type_traits>
 
 #include "base/alias.h"
 #include "base/status.h"
+#include "base/text.h"
 #include "text/convert/code_point.h"
 #include "text/convert/convert_block.h"
 
@@ -17,6 +22,41 @@ namespace {
 
 using qv::Status;
 namespace text = qv::text;
+
+/// The length of the ASCII that a text begins with, at most `limit`.
+template <class Ascii, class From>
+size_t asciiLength(const From *at, size_t limit)
+{
+  return text::scan(at, limit, [](__m128i block) { return Ascii::others(block); });
+}
+
+/// Converts the ASCII that a text begins with, up to `room` units, by aligned blocks, since the end of the text is not
+/// known. Returns its length.
+template <class Ascii, class From, class To>
+[[gnu::noinline]] size_t convertAscii(const From *at, size_t room, To *out)
+{
+  const From *const start = at;
+  const size_t offset = text::offsetInBlock(at);
+  const bool byUnits = text::kByUnits || offset % sizeof(From) != 0;
+  if (offset != 0 || byUnits) {
+    const size_t beforeBlock = (text::kBlockSize - offset) / sizeof(From);
+    const size_t length = asciiLength<Ascii>(at, byUnits ? room : std::min(room, beforeBlock));
+    Ascii::convert(at, length, out);
+    if (byUnits || length < beforeBlock) {
+      return length;
+    }
+    at += length;
+    out += length;
+    room -= length;
+  }
+  for (; room >= Ascii::kAligned && Ascii::convertAligned(at, out); room -= Ascii::kAligned) {
+    at += Ascii::kAligned;
+    out += Ascii::kAligned;
+  }
+  const size_t rest = asciiLength<Ascii>(at, room);
+  Ascii::convert(at, rest, out);
+  return static_cast<size_t>(at - start) + rest;
+}
 
 /// Where converted text goes when only its size is asked for.
 class Counter {
@@ -33,6 +73,23 @@ class Counter {
   void add(const Block &block)
   {
     count_ += block.to();
+  }
+
+  template <class Block>
+  void keepAfter()
+  {
+  }
+  template <class Block>
+  void putBack()
+  {
+  }
+
+  template <class Ascii, class From>
+  size_t addAscii(const From *at)
+  {
+    const size_t length = asciiLength<Ascii>(at, text::kNoLimit);
+    count_ += length;
+    return length;
   }
 
   uint64_t count() const { return count_; }
@@ -54,8 +111,7 @@ class Writer {
   void add(size_t units, Store store)
   {
     store(at_);
-    at_ += units;
-    room_ -= units;
+    advance(units);
   }
 
   /// Has a mixed block written, for which there is room.
@@ -67,31 +123,63 @@ class Writer {
     at_ = end;
   }
 
+  /// Before a block is added that stores too much: keeps what the buffer holds after it. The block has at least as many
+  /// units as the one before it has stored too much.
+  template <class Block>
+  void keepAfter()
+  {
+    memcpy(kept_, at_ + Block::kOver, sizeof(kept_));
+    keptFrom_ = at_ + Block::kOver;
+  }
+
+  /// After the last of such blocks.
+  template <class Block>
+  void putBack()
+  {
+    if (keptFrom_ != nullptr) {
+      memcpy(at_, kept_ + (at_ - keptFrom_), Block::kOver * sizeof(Unit));
+      keptFrom_ = nullptr;
+    }
+  }
+
+  /// Adds the ASCII that a text begins with, as much as there is room for. Returns its length.
+  template <class Ascii, class From>
+  size_t addAscii(const From *at)
+  {
+    const size_t length = convertAscii<Ascii>(at, room_, at_);
+    advance(length);
+    return length;
+  }
+
   uint64_t count() const { return size_ - room_; }
 
  private:
+  void advance(size_t units)
+  {
+    at_ += units;
+    room_ -= units;
+  }
+
   Unit *at_;
   size_t room_;
   size_t size_;
+  Unit kept_[16];
+  Unit *keptFrom_ = nullptr;
 };
 
-/// Whether the bytes that a run looks at can be loaded.
-template <class Run, class From>
-bool canLoad(const From *at)
+template <class From>
+size_t bytesBetween(const From *at, const From *end)
 {
-  if constexpr (Run::kFrom * sizeof(From) > text::kBlockSize) {
-    return text::leftInPage(at) >= Run::kFrom * sizeof(From);
-  } else {
-    return text::canLoadBlock(at);
-  }
+  return static_cast<size_t>(end - at) * sizeof(From);
 }
 
-/// Converts blocks of a run as long as it lasts. False when there is none.
+/// Converts blocks of a run as long as it lasts. False when there is none. What is before `end` can be loaded, here and
+/// below.
 template <class Run, class From, class Sink>
-bool convertRun(const From *&at, Sink &sink)
+bool convertRun(const From *&at, const From *end, Sink &sink)
 {
   const From *const start = at;
-  while (sink.room() >= Run::kTo && canLoad<Run>(at)) {
+  while (bytesBetween(at, end) >= text::kBlockSize && sink.room() >= Run::kTo) {
     const Run block(at);
     if (!block.matches()) {
       break;
@@ -104,12 +192,12 @@ bool convertRun(const From *&at, Sink &sink)
 
 /// Converts mixed blocks as long as they are mixed. False when there is none.
 template <class Mixed, class From, class Sink>
-bool convertMixed(const From *&at, Sink &sink)
+bool convertMixed(const From *&at, const From *end, Sink &sink)
 {
   const From *const start = at;
-  for (bool mixes = true; mixes && text::canLoadBlock(at);) {
+  for (bool mixes = true; mixes && bytesBetween(at, end) >= Mixed::kLoaded;) {
     const Mixed block(at);
-    if (!block.valid() || (sink.room() < Mixed::kRoom && sink.room() < block.room())) {
+    if (!block.matches() || (sink.room() < Mixed::kRoom && sink.room() < block.room())) {
       break;
     }
     sink.add(block);
@@ -119,101 +207,109 @@ bool convertMixed(const From *&at, Sink &sink)
   return at != start;
 }
 
-/// Converts the ASCII that a block begins with: always, or only when it is the whole block or the text ends behind it.
-/// False when there is none.
-template <class Ascii, class From, class Sink>
-bool convertAscii(const From *&at, Sink &sink, bool always)
-{
-  constexpr size_t kWhole = text::kBlockSize / sizeof(From);
-  if (!text::canLoadBlock(at)) {
-    return false;
-  }
-  const size_t length = std::min(Ascii::lengthAt(at), sink.room());
-  if (length == 0 || (!always && length < kWhole && at[length] != 0)) {
-    return false;
-  }
-  sink.add(length, [=](auto *out) { Ascii::convertPart(at, length, out); });
-  at += length;
-  return true;
-}
-
-/// Converts a run of ASCII, and what is left of it where the text ends. False when there is none.
-template <class LongAscii, class Ascii, class From, class Sink>
-bool convertAsciiRun(const From *&at, Sink &sink)
+/// The same with blocks that store too much.
+template <class Mixed, class From, class Sink>
+bool convertOver(const From *&at, const From *end, Sink &sink)
 {
   const From *const start = at;
-  (void)convertRun<LongAscii>(at, sink);  // the place tells
-  (void)convertRun<Ascii>(at, sink);
-  (void)convertAscii<Ascii>(at, sink, false);
+  for (bool mixes = true; mixes && bytesBetween(at, end) >= Mixed::kLoaded && sink.room() >= Mixed::kRoom;) {
+    const Mixed block(at);
+    if (!block.matches()) {
+      break;
+    }
+    sink.template keepAfter<Mixed>();
+    sink.add(block);
+    at += block.from();
+    mixes = block.mixes();
+  }
+  sink.template putBack<Mixed>();
   return at != start;
 }
 
-/// One direction: its decoder and encoder, and the blocks that can begin with a character, which is not the terminator.
+/// One direction: its decoder and encoder, its ASCII, and the blocks that can begin with another character.
 struct FromUtf8 {
   using From = char;
   using To = char16_t;
+  using Ascii = text::Utf8Ascii;
   static constexpr auto decode = text::decodeUtf8;
   static constexpr auto length = text::utf16Length;
   static constexpr auto encode = text::encodeUtf16;
 
   template <class Sink>
-  static bool convertBlocks(const char *&at, Sink &sink)
+  static bool convertBlocks(const char *&at, const char *end, Sink &sink)
   {
     const auto first = static_cast<uint8_t>(*at);
-    if (first < 0x80) {
-      return convertAsciiRun<text::Utf8LongAscii, text::Utf8Ascii>(at, sink) ||
-             convertMixed<text::Utf8Mixed>(at, sink) || convertAscii<text::Utf8Ascii>(at, sink, true);
-    }
     if (first < 0xE0) {
-      return convertRun<text::Utf8TwoByteRun>(at, sink) || convertMixed<text::Utf8Mixed>(at, sink);
+      return convertRun<text::Utf8TwoByteRun>(at, end, sink) || convertOver<text::Utf8UpToTwo>(at, end, sink) ||
+             convertMixed<text::Utf8Mixed>(at, end, sink);
     }
     if (first < 0xF0) {
-      return convertRun<text::Utf8ThreeByteRun>(at, sink) || convertMixed<text::Utf8Mixed>(at, sink);
+      return convertRun<text::Utf8ThreeByteRun>(at, end, sink) || convertMixed<text::Utf8Mixed>(at, end, sink);
     }
-    return convertRun<text::Utf8FourByteRun>(at, sink);
+    return convertRun<text::Utf8FourByteRun>(at, end, sink);
   }
 };
 
 struct FromUtf16 {
   using From = char16_t;
   using To = char;
+  using Ascii = text::Utf16Ascii;
   static constexpr auto decode = text::decodeUtf16;
   static constexpr auto length = text::utf8Length;
   static constexpr auto encode = text::encodeUtf8;
 
   template <class Sink>
-  static bool convertBlocks(const char16_t *&at, Sink &sink)
+  static bool convertBlocks(const char16_t *&at, const char16_t *end, Sink &sink)
   {
-    if (*at < 0x80) {
-      return convertAsciiRun<text::Utf16LongAscii, text::Utf16Ascii>(at, sink) ||
-             convertMixed<text::Utf16Mixed>(at, sink) || convertAscii<text::Utf16Ascii>(at, sink, true);
-    }
     if (*at < 0x800) {
-      return convertRun<text::Utf16TwoByteRun>(at, sink) || convertMixed<text::Utf16Mixed>(at, sink);
+      return convertRun<text::Utf16TwoByteRun>(at, end, sink) || convertOver<text::Utf16UpToTwo>(at, end, sink) ||
+             convertMixed<text::Utf16Mixed>(at, end, sink);
     }
-    return convertRun<text::Utf16ThreeByteRun>(at, sink) || convertRun<text::Utf16PairRun>(at, sink);
+    return convertRun<text::Utf16ThreeByteRun>(at, end, sink) || convertRun<text::Utf16PairRun>(at, end, sink);
   }
 };
+
+/// Converts one character, which is not the terminator.
+template <class Direction, class Sink>
+Status convertOne(const typename Direction::From *&at, Sink &sink)
+{
+  const text::Character character = Direction::decode(at);
+  const uint32_t length = character.length == 0 ? 0 : Direction::length(character.codePoint);
+  if (length == 0) {
+    return Status::badType;
+  }
+  if (length > sink.room()) {
+    return Status::bufferTooSmall;
+  }
+  sink.add(length, [=](typename Direction::To *out) { Direction::encode(character.codePoint, length, out); });
+  at += character.length;
+  return Status::success;
+}
 
 template <class Direction, class Sink>
 [[gnu::flatten]] Status convertInto(Sink &sink, const typename Direction::From *at)
 {
-  for (;;) {
-    while (*at != 0 && text::canLoadBlock(at) && Direction::convertBlocks(at, sink)) {
+  using From = typename Direction::From;
+  constexpr size_t kStep = 1024;  // units that are looked through for the end at a time
+  const From *end = at;
+  bool ended = false;
+  while (*at != 0) {
+    if (const auto first = static_cast<std::conditional_t<sizeof(From) == 1, uint8_t, From>>(*at); first < 0x80) {
+      at += sink.template addAscii<typename Direction::Ascii>(at);
+      if (*at == 0) {
+        break;
+      }
     }
-    if (*at == 0) {
-      break;
+    if (!ended && (at >= end || bytesBetween(at, end) < text::kBlockSize)) {
+      const size_t length = text::lengthUpTo(at, kStep);
+      ended = length < kStep;
+      end = at + length;
     }
-    const text::Character character = Direction::decode(at);
-    const uint32_t length = character.length == 0 ? 0 : Direction::length(character.codePoint);
-    if (length == 0) {
-      return Status::badType;
+    if (!Direction::convertBlocks(at, end, sink)) {
+      if (const Status status = convertOne<Direction>(at, sink); status != Status::success) {
+        return status;
+      }
     }
-    if (length > sink.room()) {
-      return Status::bufferTooSmall;
-    }
-    sink.add(length, [=](typename Direction::To *out) { Direction::encode(character.codePoint, length, out); });
-    at += character.length;
   }
   if (sink.room() == 0) {
     return Status::bufferTooSmall;

@@ -17,6 +17,7 @@
 #include <utility>
 
 #include "base/block.h"
+#include "base/text.h"
 #include "text/convert/code_point.h"
 
 namespace qv::text {
@@ -101,79 +102,54 @@ void repeat(Function f)
 //
 // A run has kFrom, the bytes that a block of it takes, and kTo, the units that it gives.
 
-class Utf8Ascii {
- public:
-  static constexpr size_t kFrom = 16;
-  static constexpr size_t kTo = 16;
+struct Utf8Ascii {
+  /// All ones in the bytes that are zero or not ASCII.
+  static __m128i others(__m128i block) { return _mm_cmplt_epi8(block, every8(1)); }
 
-  explicit Utf8Ascii(const char *at) : block_(loadBlock(at)) {}
+  /// Whether a block is all ASCII, without a zero.
+  static bool isAscii(__m128i block) { return highBits(_mm_cmpgt_epi8(block, _mm_setzero_si128())) == kAllBytes; }
 
-  /// All ones in the bytes that are ASCII and not zero.
-  static __m128i asciiIn(__m128i block) { return _mm_cmpgt_epi8(block, _mm_setzero_si128()); }
-
-  bool matches() const { return highBits(asciiIn(block_)) == kAllBytes; }
-
-  /// The length of the ASCII that a block begins with.
-  static size_t lengthAt(const char *at)
+  /// Converts so many bytes of ASCII. What is left of the blocks is done in steps that overlap.
+  static void convert(const char *at, size_t length, char16_t *out)
   {
-    return static_cast<size_t>(std::countr_one(highBits(asciiIn(loadBlock(at)))));
+    if (length >= 16) {
+      for (size_t i = 0; i < length - 16; i += 16) {
+        widen(load16(at + i), out + i);
+      }
+      widen(load16(at + length - 16), out + length - 16);
+    } else if (length >= 8) {
+      store16(out, widened(load8(at)));
+      store16(out + length - 8, widened(load8(at + length - 8)));
+    } else if (length >= 4) {
+      store8(out, widened(load4(at)));
+      store8(out + length - 4, widened(load4(at + length - 4)));
+    } else {
+      for (size_t i = 0; i < length; ++i) {
+        out[i] = static_cast<char16_t>(at[i]);
+      }
+    }
   }
 
-  void convert(char16_t *out) const { widen(block_, out); }
+  static __m128i widened(__m128i eight) { return _mm_unpacklo_epi8(eight, _mm_setzero_si128()); }
 
+  /// Converts a block at a block boundary, if it is all ASCII.
+  static constexpr size_t kAligned = 16;
+  static bool convertAligned(const char *at, char16_t *out)
+  {
+    const __m128i block = loadAligned(at);
+    if (!isAscii(block)) {
+      return false;
+    }
+    widen(block, out);
+    return true;
+  }
+
+ private:
   static void widen(__m128i block, char16_t *out)
   {
-    store16(out, _mm_unpacklo_epi8(block, _mm_setzero_si128()));
+    store16(out, widened(block));
     store16(out + 8, _mm_unpackhi_epi8(block, _mm_setzero_si128()));
   }
-
-  /// Converts up to a whole block, in two steps that may overlap.
-  static void convertPart(const char *at, size_t length, char16_t *out)
-  {
-    const __m128i zero = _mm_setzero_si128();
-    if (length >= 8) {
-      store16(out, _mm_unpacklo_epi8(load8(at), zero));
-      store16(out + length - 8, _mm_unpacklo_epi8(load8(at + length - 8), zero));
-      return;
-    }
-    if (length >= 4) {
-      store8(out, _mm_unpacklo_epi8(load4(at), zero));
-      store8(out + length - 4, _mm_unpacklo_epi8(load4(at + length - 4), zero));
-      return;
-    }
-    for (size_t i = 0; i < length; ++i) {
-      out[i] = static_cast<char16_t>(at[i]);
-    }
-  }
-
- private:
-  __m128i block_;
-};
-
-/// Four blocks at once: long texts in ASCII are what there is most of.
-class Utf8LongAscii {
- public:
-  static constexpr size_t kFrom = 64;
-  static constexpr size_t kTo = 64;
-
-  explicit Utf8LongAscii(const char *at)
-      : blocks_{loadBlock(at), loadBlock(at + 16), loadBlock(at + 32), loadBlock(at + 48)}
-  {
-  }
-
-  bool matches() const
-  {
-    return highBits(Utf8Ascii::asciiIn(blocks_[0]) & Utf8Ascii::asciiIn(blocks_[1]) & Utf8Ascii::asciiIn(blocks_[2]) &
-                    Utf8Ascii::asciiIn(blocks_[3])) == kAllBytes;
-  }
-
-  void convert(char16_t *out) const
-  {
-    repeat<4>([&](size_t i) { Utf8Ascii::widen(blocks_[i], out + 16 * i); });
-  }
-
- private:
-  __m128i blocks_[4];
 };
 
 class Utf8TwoByteRun {
@@ -181,7 +157,7 @@ class Utf8TwoByteRun {
   static constexpr size_t kFrom = 16;
   static constexpr size_t kTo = 8;
 
-  explicit Utf8TwoByteRun(const char *at) : block_(loadBlock(at)) {}
+  explicit Utf8TwoByteRun(const char *at) : block_(load16(at)) {}
 
   bool matches() const { return fits(block_, every16(0xC0E0), every16(0x80C0)); }
 
@@ -199,7 +175,7 @@ class Utf8FourByteRun {
   static constexpr size_t kFrom = 16;
   static constexpr size_t kTo = 8;
 
-  explicit Utf8FourByteRun(const char *at) : block_(loadBlock(at)) {}
+  explicit Utf8FourByteRun(const char *at) : block_(load16(at)) {}
 
   bool matches() const
   {
@@ -253,7 +229,7 @@ class Utf8ThreeByteRun {
   static constexpr size_t kFrom = 15;
   static constexpr size_t kTo = 5;
 
-  explicit Utf8ThreeByteRun(const char *at) : block_(loadBlock(at)) {}
+  explicit Utf8ThreeByteRun(const char *at) : block_(load16(at)) {}
 
   bool matches() const { return fits(block_, every24(0xF0, 0xC0, 0xC0), every24(0xE0, 0x80, 0x80)); }
 
@@ -267,13 +243,72 @@ class Utf8ThreeByteRun {
   __m128i block_;
 };
 
+/// A block of characters of one and two bytes that are well formed. Runs of ASCII are stored eight units at a time, each
+/// over what the one before it stored too much; up to kOver units too much are left at the end.
+class Utf8UpToTwo {
+ public:
+  static constexpr size_t kLoaded = 24;
+  static constexpr size_t kRoom = 24;
+  static constexpr size_t kOver = 8;
+
+  explicit Utf8UpToTwo(const char *at) : at_(at)
+  {
+    const __m128i block = load16(at);
+    const uint32_t continuations = highBits(_mm_cmplt_epi8(block, every8(0xC0)));  // 10xxxxxx
+    // The bytes that start longer forms, and zeros.
+    const uint32_t others = highBits(_mm_subs_epu8(block, every8(0x60)) | terminators<char>(block));
+    const uint32_t leads = highBits(block) & ~continuations;
+    valid_ = (((leads << 1 ^ continuations) & kAllBytes) | others) == 0;
+    from_ = kBlockSize - (leads >> 15);  // the other byte of the last one may come after the block
+    leads_ = leads & kAllBytes >> 1;
+  }
+
+  bool matches() const { return valid_; }
+  bool mixes() const { return leads_ != 0; }
+  size_t from() const { return from_; }
+  size_t to() const { return from_ - bitCount16(leads_); }
+
+  /// Returns the end of the units.
+  char16_t *convert(char16_t *out) const
+  {
+    storeEight(0, out);
+    for (uint32_t leads = leads_ & 0xFF; leads != 0; leads &= leads - 1) {
+      out = storeLead(static_cast<size_t>(std::countr_zero(leads)), out);
+    }
+    storeEight(8 + (leads_ >> 7 & 1), out);
+    for (uint32_t leads = leads_ & 0xFF00; leads != 0; leads &= leads - 1) {
+      out = storeLead(static_cast<size_t>(std::countr_zero(leads)), out);
+    }
+    return out + from_;
+  }
+
+ private:
+  /// Stores eight bytes of the block as if they were ASCII.
+  void storeEight(size_t place, char16_t *out) const { store16(out + place, Utf8Ascii::widened(load8(at_ + place))); }
+
+  /// Stores a character of two bytes, and what follows as if it were ASCII. Returns where the places after it are
+  /// counted from.
+  char16_t *storeLead(size_t place, char16_t *out) const
+  {
+    out[place] = static_cast<char16_t>((at_[place] & 0x1F) << 6 | (at_[place + 1] & 0x3F));
+    storeEight(place + 2, out - 1);
+    return out - 1;
+  }
+
+  const char *at_;
+  uint32_t leads_;
+  size_t from_;
+  bool valid_;
+};
+
 /// Characters of one to three bytes that end in the first kBytes of a block, up to the terminator if it is there. What
 /// follows completes the last of them, or begins the next.
 class Utf8Mixed {
  public:
+  static constexpr size_t kLoaded = 16;
   static constexpr size_t kRoom = 14;
 
-  explicit Utf8Mixed(const char *at) : block_(loadBlock(at))
+  explicit Utf8Mixed(const char *at) : block_(load16(at))
   {
     const uint32_t zeros = highBits(terminators<char>(block_));
     const uint32_t text = (zeros ^ (zeros - 1)) >> 1 & kMask;  // the bytes before the first zero
@@ -290,7 +325,7 @@ class Utf8Mixed {
     high_ = high;
   }
 
-  bool valid() const { return valid_; }
+  bool matches() const { return valid_; }
 
   /// Whether the text is not all ASCII, and not without it, so that no run is likely to follow.
   bool mixes() const { return high_ != 0 && (high_ & kMask) != kMask; }
@@ -328,66 +363,48 @@ class Utf8Mixed {
 //
 // kFrom counts units, kTo bytes.
 
-class Utf16Ascii {
- public:
-  static constexpr size_t kFrom = 16;
-  static constexpr size_t kTo = 16;
-
-  explicit Utf16Ascii(const char16_t *at) : bytes_(_mm_packus_epi16(loadBlock(at), loadBlock(at + 8))) {}
-
-  /// Sixteen bytes: ASCII units are themselves, zero is zero, others are zero or not ASCII.
-  __m128i bytes() const { return bytes_; }
-
-  bool matches() const { return highBits(Utf8Ascii::asciiIn(bytes_)) == kAllBytes; }
-  void convert(char *out) const { store16(out, bytes_); }
-
-  /// The length of the ASCII that half a block begins with.
-  static size_t lengthAt(const char16_t *at)
+struct Utf16Ascii {
+  /// All ones in the units that are zero or not ASCII.
+  static __m128i others(__m128i units)
   {
-    const __m128i half = _mm_packus_epi16(loadBlock(at), _mm_setzero_si128());
-    return static_cast<size_t>(std::countr_one(highBits(Utf8Ascii::asciiIn(half))));
+    // There is no unsigned comparison: 1 to 0x7F are moved to the lowest signed numbers.
+    return _mm_cmpgt_epi16(_mm_add_epi16(units, every16(0x7FFF)), every16(0x807E));
   }
 
-  /// Converts up to half a block, in two steps that may overlap.
-  static void convertPart(const char16_t *at, size_t length, char *out)
+  static void convert(const char16_t *at, size_t length, char *out)
   {
-    if (length >= 4) {
-      const __m128i first = load8(at);
-      const __m128i last = load8(at + length - 4);
-      store4(out, _mm_packus_epi16(first, first));
-      store4(out + length - 4, _mm_packus_epi16(last, last));
-      return;
-    }
-    for (size_t i = 0; i < length; ++i) {
-      out[i] = static_cast<char>(at[i]);
+    if (length >= 8) {
+      for (size_t i = 0; i < length - 8; i += 8) {
+        store8(out + i, narrowed(load16(at + i)));
+      }
+      store8(out + length - 8, narrowed(load16(at + length - 8)));
+    } else if (length >= 4) {
+      store4(out, narrowed(load8(at)));
+      store4(out + length - 4, narrowed(load8(at + length - 4)));
+    } else {
+      for (size_t i = 0; i < length; ++i) {
+        out[i] = static_cast<char>(at[i]);
+      }
     }
   }
 
- private:
-  __m128i bytes_;
-};
+  static __m128i narrowed(__m128i units) { return _mm_packus_epi16(units, units); }
 
-class Utf16LongAscii {
- public:
-  static constexpr size_t kFrom = 32;
-  static constexpr size_t kTo = 32;
-
-  explicit Utf16LongAscii(const char16_t *at) : first_(at), second_(at + 16) {}
-
-  bool matches() const
+  /// Converts two blocks at a block boundary, if they are all ASCII. The second one is loaded only if the text reaches it.
+  static constexpr size_t kAligned = 16;
+  static bool convertAligned(const char16_t *at, char *out)
   {
-    return highBits(Utf8Ascii::asciiIn(first_.bytes()) & Utf8Ascii::asciiIn(second_.bytes())) == kAllBytes;
+    const __m128i first = loadAligned(at);
+    if (highBits(terminators<char16_t>(first)) != 0) {
+      return false;
+    }
+    const __m128i bytes = _mm_packus_epi16(first, loadAligned(at + 8));
+    if (!Utf8Ascii::isAscii(bytes)) {
+      return false;
+    }
+    store16(out, bytes);
+    return true;
   }
-
-  void convert(char *out) const
-  {
-    first_.convert(out);
-    second_.convert(out + 16);
-  }
-
- private:
-  Utf16Ascii first_;
-  Utf16Ascii second_;
 };
 
 /// 110xxxxx 10xxxxxx in each unit.
@@ -412,7 +429,7 @@ class Utf16TwoByteRun {
   static constexpr size_t kFrom = 8;
   static constexpr size_t kTo = 16;
 
-  explicit Utf16TwoByteRun(const char16_t *at) : units_(loadBlock(at)) {}
+  explicit Utf16TwoByteRun(const char16_t *at) : units_(load16(at)) {}
 
   bool matches() const
   {
@@ -430,7 +447,7 @@ class Utf16ThreeByteRun {
   static constexpr size_t kFrom = 8;
   static constexpr size_t kTo = 24;
 
-  explicit Utf16ThreeByteRun(const char16_t *at) : units_(loadBlock(at)) {}
+  explicit Utf16ThreeByteRun(const char16_t *at) : units_(load16(at)) {}
 
   bool matches() const
   {
@@ -466,7 +483,7 @@ class Utf16PairRun {
   static constexpr size_t kFrom = 8;
   static constexpr size_t kTo = 16;
 
-  explicit Utf16PairRun(const char16_t *at) : units_(loadBlock(at)) {}
+  explicit Utf16PairRun(const char16_t *at) : units_(load16(at)) {}
 
   bool matches() const { return fits(units_, every32(0xFC00FC00), every32(0xDC00D800)); }
 
@@ -483,14 +500,56 @@ class Utf16PairRun {
   __m128i units_;
 };
 
+/// A block of characters of one and two bytes, as Utf8UpToTwo.
+class Utf16UpToTwo {
+ public:
+  static constexpr size_t kLoaded = 32;
+  static constexpr size_t kRoom = 24;
+  static constexpr size_t kOver = 8;
+
+  explicit Utf16UpToTwo(const char16_t *at) : at_(at), units_(load16(at)) {}
+
+  bool matches() const
+  {
+    const __m128i zeros = _mm_cmpeq_epi16(units_, _mm_setzero_si128());
+    return highBits(_mm_andnot_si128(zeros, utf16UpToTwoBytes(units_))) == kAllBytes;
+  }
+
+  bool mixes() const { return twoBytes() != 0; }
+  static constexpr size_t from() { return 8; }
+  size_t to() const { return from() + bitCount16(twoBytes()); }
+
+  char *convert(char *out) const
+  {
+    store8(out, Utf16Ascii::narrowed(units_));
+    for (uint32_t left = twoBytes(); left != 0; left &= left - 1) {
+      const auto place = static_cast<size_t>(std::countr_zero(left));
+      const uint32_t unit = at_[place];
+      const auto spelled = static_cast<uint16_t>(0x80C0 | unit >> 6 | (unit & 0x3F) << 8);
+      memcpy(out + place, &spelled, sizeof(spelled));
+      ++out;
+      store8(out + place + 1, Utf16Ascii::narrowed(load16(at_ + place + 1)));
+    }
+    return out + from();
+  }
+
+ private:
+  /// One bit a unit.
+  uint32_t twoBytes() const { return ~highBits(_mm_packs_epi16(utf16UpToOneByte(units_), _mm_setzero_si128())) & 0xFF; }
+
+  const char16_t *at_;
+  __m128i units_;
+};
+
 /// Seven characters of one or two bytes, and an eighth that only has to be there.
 class Utf16Mixed {
  public:
+  static constexpr size_t kLoaded = 16;
   static constexpr size_t kRoom = 16;
 
-  explicit Utf16Mixed(const char16_t *at) : units_(loadBlock(at)), oneByte_(utf16UpToOneByte(units_)) {}
+  explicit Utf16Mixed(const char16_t *at) : units_(load16(at)), oneByte_(utf16UpToOneByte(units_)) {}
 
-  bool valid() const
+  bool matches() const
   {
     const __m128i zeros = _mm_cmpeq_epi16(units_, _mm_setzero_si128());
     return highBits(_mm_andnot_si128(zeros, utf16UpToTwoBytes(units_))) == kAllBytes;

@@ -6,7 +6,6 @@
 #include "text/convert/dynamic_string.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -15,6 +14,7 @@
 #include "base/block.h"
 #include "base/heap.h"
 #include "base/status.h"
+#include "base/text.h"
 
 #ifdef __i386__
 static_assert(sizeof(SSUCS2Str) == 12 && offsetof(SSUCS2Str, strBufSize) == 4 && offsetof(SSUCS2Str, strLen) == 8);
@@ -27,40 +27,6 @@ namespace text = qv::text;
 
 template <class Record>
 using Unit = std::remove_pointer_t<decltype(Record::pStr)>;
-
-/// One bit a byte: set where the block has a terminator of the text.
-template <class Unit>
-uint32_t terminatorsIn(__m128i block)
-{
-  return text::highBits(text::terminators<Unit>(block));
-}
-
-/// The first `size` bytes of a block, with zeros behind them.
-__m128i firstBytes(__m128i block, uint32_t size)
-{
-  const __m128i places = _mm_setr_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
-  return block & _mm_cmplt_epi8(places, _mm_set1_epi8(static_cast<char>(size)));
-}
-
-size_t lengthOf(const char *s)
-{
-  return strlen(s);
-}
-
-size_t lengthOf(const SMChar16 *s)
-{
-  const SMChar16 *at = s;
-  for (; text::canLoadBlock(at); at += text::kBlockSize / sizeof(*at)) {
-    const uint32_t terminators = terminatorsIn<SMChar16>(text::loadBlock(at));
-    if (terminators != 0) {
-      return static_cast<size_t>(at - s) + static_cast<size_t>(std::countr_zero(terminators)) / sizeof(*at);
-    }
-  }
-  while (*at != 0) {
-    ++at;
-  }
-  return static_cast<size_t>(at - s);
-}
 
 /// The size that a buffer grows to.
 uint32_t grownSize(uint32_t size, uint32_t needed)
@@ -131,45 +97,19 @@ uint32_t roomIn(const Record &record)
   return record.strBufSize - record.strLen * uint32_t{sizeof(Unit<Record>)};
 }
 
-/// Copies text behind the record's own in one pass, a block at a time, as most pieces are short. False when it does not
-/// end before the room does, or stands in the record; nothing is appended then.
-template <class Record>
-bool appendBlocks(Record &record, const Unit<Record> *added)
-{
-  constexpr size_t kUnits = text::kBlockSize / sizeof(Unit<Record>);
-  Unit<Record> *const end = record.pStr + record.strLen;
-  if (added >= record.pStr && added <= end) {
-    return false;
-  }
-  const size_t blocks = std::min(roomIn(record) / text::kBlockSize, text::leftInPage(added) / text::kBlockSize);
-  for (size_t at = 0; at < blocks * kUnits; at += kUnits) {
-    const __m128i block = text::loadBlock(added + at);
-    const uint32_t terminators = terminatorsIn<Unit<Record>>(block);
-    if (terminators != 0) {
-      const auto length = static_cast<uint32_t>(std::countr_zero(terminators));
-      text::store16(end + at, firstBytes(block, length));
-      record.strLen += static_cast<uint32_t>(at + length / sizeof(Unit<Record>));
-      return true;
-    }
-    text::store16(end + at, block);
-  }
-  *end = 0;
-  return false;
-}
-
 template <class Record>
 Unit<Record> *append(Record *record, const Unit<Record> *added)
 {
   if (record == nullptr) {
     return nullptr;
   }
-  if (record->pStr == nullptr || added == nullptr || appendBlocks(*record, added)) {
+  if (record->pStr == nullptr || added == nullptr) {
     return record->pStr;
   }
-  const size_t length = lengthOf(added);
+  const size_t length = text::lengthUpTo(added);
   qv::HeapBlock<Unit<Record>> outgrown;
   if (Unit<Record> *end = makeRoomIn(*record, length, outgrown); end != nullptr) {
-    memcpy(end, added, length * sizeof(Unit<Record>));
+    qv::copyShort(end, added, length * sizeof(Unit<Record>));
     text::addWritten(*record, length);
   }
   return record->pStr;

@@ -1,12 +1,13 @@
 // The UCS-2 string functions: the names Uni_*, UCS2Str* and SMUCS2Str* of one body each.
 //
-// Speed comes from looking at eight units at once (base/block.h). A string at an odd address, as packed records
-// have them, is read unit by unit.
+// Searches look at eight units at once (base/block.h); what is seldom called or works on short text goes unit by unit.
 
+#include <algorithm>
 #include <cstring>
 
 #include "base/alias.h"
 #include "base/block.h"
+#include "base/text.h"
 #include "qvsupt32/strings.h"
 
 SMChar16 *___Uni_strtok = nullptr;
@@ -14,49 +15,16 @@ SMChar16 *___Uni_strtok = nullptr;
 namespace {
 
 using Unit = SMChar16;
+using qv::ucs2Length;
 using qv::text::commonLength;
 using qv::text::equalUnits;
-using qv::text::highBits;
-using qv::text::load16;
-using qv::text::loadAlignedBlock;
-using qv::text::offsetInBlock;
-using qv::text::store16;
-
-constexpr size_t kBlockUnits = qv::text::kBlockSize / sizeof(Unit);
-constexpr size_t kNoLimit = SIZE_MAX;
+using qv::text::kNoLimit;
+using qv::text::lengthUpTo;
+using qv::text::scan;
 
 __m128i spread(Unit unit)
 {
   return _mm_set1_epi16(static_cast<int16_t>(unit));
-}
-
-/// The number of units, at most limit, in front of the first one at which to stop. stop maps a block to all ones in the
-/// units at which to stop; the terminator is one of them.
-template <class Stop>
-size_t scan(const Unit *s, size_t limit, Stop stop)
-{
-  if (limit == 0) {
-    return 0;
-  }
-  const size_t offset = offsetInBlock(s);
-  if (offset % sizeof(Unit) != 0) {
-    size_t i = 0;
-    while (i < limit && (highBits(stop(_mm_cvtsi32_si128(s[i]))) & 1U) == 0) {
-      ++i;
-    }
-    return i;
-  }
-  const Unit *block = s - offset / sizeof(Unit);
-  unsigned mask = highBits(stop(loadAlignedBlock(block))) >> offset << offset;
-  while (mask == 0) {
-    block += kBlockUnits;
-    if (static_cast<size_t>(block - s) >= limit) {
-      return limit;
-    }
-    mask = highBits(stop(loadAlignedBlock(block)));
-  }
-  const Unit *found = block + static_cast<size_t>(std::countr_zero(mask)) / sizeof(Unit);
-  return std::min(limit, static_cast<size_t>(found - s));
 }
 
 __m128i atEnd(__m128i units)
@@ -64,12 +32,7 @@ __m128i atEnd(__m128i units)
   return qv::text::terminators<Unit>(units);
 }
 
-size_t lengthOf(const Unit *s, size_t limit = kNoLimit)
-{
-  return scan(s, limit, [](__m128i units) { return atEnd(units); });
-}
-
-/// The number of units in front of the first unit c or the terminator.
+/// The number of units before the first unit c or the terminator.
 size_t lengthTo(const Unit *s, Unit c)
 {
   return scan(s, kNoLimit, [sought = spread(c)](__m128i units) {
@@ -80,18 +43,6 @@ size_t lengthTo(const Unit *s, Unit c)
 void copy(Unit *dst, const Unit *src, size_t count)
 {
   memmove(dst, src, count * sizeof(Unit));  // not memcpy: a string may be moved towards its front
-}
-
-void fill(Unit *s, Unit c, size_t count)
-{
-  if (count < kBlockUnits) {
-    std::fill_n(s, count, c);
-    return;
-  }
-  for (size_t i = 0; i < count - kBlockUnits; i += kBlockUnits) {
-    store16(s + i, spread(c));
-  }
-  store16(s + count - kBlockUnits, spread(c));  // over a part of the last one
 }
 
 /// A set of few units: a block is compared with one member after the other.
@@ -125,34 +76,11 @@ class SmallSet {
   unsigned count_ = 0;
 };
 
-/// A set of any size: one bit for each unit below 256, and one for all further units that share their low byte, which
-/// are then looked up in the string.
-class LargeSet {
- public:
-  explicit LargeSet(const Unit *set) : set_(set)
-  {
-    for (; *set != 0; ++set) {
-      const Unit unit = *set;
-      (unit < kNarrow ? narrow_ : wide_)[unit % kNarrow / 32] |= 1U << unit % 32;
-    }
-  }
-
-  /// Whether a unit is a member; the terminator is none.
-  bool contains(Unit unit) const
-  {
-    const uint32_t *bits = unit < kNarrow ? narrow_ : wide_;
-    if ((bits[unit % kNarrow / 32] >> unit % 32 & 1U) == 0) {
-      return false;
-    }
-    return unit < kNarrow || set_[lengthTo(set_, unit)] == unit;
-  }
-
- private:
-  static constexpr Unit kNarrow = 256;
-  const Unit *set_;
-  uint32_t narrow_[kNarrow / 32] = {};
-  uint32_t wide_[kNarrow / 32] = {};
-};
+/// Whether a unit occurs in a set, which the terminator never does.
+bool contains(const Unit *set, Unit unit)
+{
+  return unit != 0 && set[lengthTo(set, unit)] == unit;
+}
 
 /// The number of leading units that occur in a set.
 size_t lengthInside(const Unit *s, const Unit *set)
@@ -161,12 +89,11 @@ size_t lengthInside(const Unit *s, const Unit *set)
   if (small.take(set)) {
     return scan(s, kNoLimit, [&](__m128i units) { return atEnd(small.membersIn(units)); });
   }
-  const LargeSet large(set);
-  size_t i = 0;
-  while (large.contains(s[i])) {
-    ++i;
+  size_t length = 0;
+  while (contains(set, s[length])) {
+    ++length;
   }
-  return i;
+  return length;
 }
 
 /// The number of leading units that do not occur in a set.
@@ -176,36 +103,12 @@ size_t lengthOutside(const Unit *s, const Unit *set)
   if (small.take(set)) {
     return scan(s, kNoLimit, [&](__m128i units) { return _mm_or_si128(small.membersIn(units), atEnd(units)); });
   }
-  const LargeSet large(set);
-  size_t i = 0;
-  while (s[i] != 0 && !large.contains(s[i])) {
-    ++i;
+  size_t length = 0;
+  while (s[length] != 0 && !contains(set, s[length])) {
+    ++length;
   }
-  return i;
+  return length;
 }
-
-struct AsIs {
-  template <class T>
-  T operator()(T units) const
-  {
-    return units;
-  }
-};
-
-/// The letters a to z become capitals.
-struct Capitals {
-  static constexpr int kToCapital = 'a' - 'A';
-
-  Unit operator()(Unit unit) const { return unit >= 'a' && unit <= 'z' ? static_cast<Unit>(unit - kToCapital) : unit; }
-
-  __m128i operator()(__m128i units) const
-  {
-    // There is no unsigned comparison: the range from a to z is moved to the lowest signed numbers.
-    const __m128i moved = _mm_add_epi16(units, _mm_set1_epi16(static_cast<int16_t>(INT16_MIN - 'a')));
-    const __m128i letters = _mm_cmplt_epi16(moved, _mm_set1_epi16(INT16_MIN + 26));
-    return _mm_sub_epi16(units, _mm_and_si128(letters, _mm_set1_epi16(kToCapital)));
-  }
-};
 
 /// The difference of two units as the comparisons return it.
 uint32_t difference(Unit a, Unit b)
@@ -213,18 +116,24 @@ uint32_t difference(Unit a, Unit b)
   return static_cast<uint16_t>(a - b);
 }
 
+/// The letters a to z become capitals.
+Unit capital(Unit unit)
+{
+  return unit >= 'a' && unit <= 'z' ? static_cast<Unit>(unit - 'a' + 'A') : unit;
+}
+
 /// Whether s starts with t.
 bool startsWith(const Unit *s, const Unit *t)
 {
-  return t[commonLength(t, s, kNoLimit, AsIs())] == 0;
+  return t[commonLength(t, s)] == 0;
 }
 
-/// The number of units in front of the first place where t, of two units or more, may start, or of the terminator: up
-/// to three units are compared, as far as they are in one block.
+/// The number of units before the first place where t, of two units or more, may start, or before the terminator: up to
+/// three units are compared, as far as they are in one block.
 size_t lengthToStart(const Unit *s, const Unit *t)
 {
-  if (offsetInBlock(s) % sizeof(Unit) != 0) {
-    return lengthTo(s, t[0]);  // at an odd address, a unit is read without the next one
+  if (qv::text::kByUnits || qv::text::offsetInBlock(s) % sizeof(Unit) != 0) {
+    return lengthTo(s, t[0]);  // a unit is read without the next one
   }
   const __m128i first = spread(t[0]);
   const __m128i second = spread(t[1]);
@@ -243,7 +152,7 @@ size_t lengthToStart(const Unit *s, const Unit *t)
 
 uint32_t Uni_strlen(const SMChar16 *s)
 {
-  return static_cast<uint32_t>(lengthOf(s));
+  return static_cast<uint32_t>(ucs2Length(s));
 }
 
 QV_ALIAS(UCS2Strlen, Uni_strlen)
@@ -251,7 +160,7 @@ QV_ALIAS(SMUCS2Strlen, Uni_strlen)
 
 SMChar16 *Uni_strcpy(SMChar16 *dst, const SMChar16 *src)
 {
-  copy(dst, src, lengthOf(src) + 1);
+  copy(dst, src, ucs2Length(src) + 1);
   return dst;
 }
 
@@ -260,7 +169,7 @@ QV_ALIAS(SMUCS2Strcpy, Uni_strcpy)
 
 SMChar16 *Uni_strncpy(SMChar16 *dst, const SMChar16 *src, uint32_t n)
 {
-  const size_t length = lengthOf(src, n);
+  const size_t length = lengthUpTo(src, n);
   copy(dst, src, length < n ? length + 1 : n);
   return dst;
 }
@@ -270,7 +179,7 @@ QV_ALIAS(SMUCS2Strncpy, Uni_strncpy)
 
 SMChar16 *Uni_strcat(SMChar16 *dst, const SMChar16 *src)
 {
-  copy(dst + lengthOf(dst), src, lengthOf(src) + 1);
+  copy(dst + ucs2Length(dst), src, ucs2Length(src) + 1);
   return dst;
 }
 
@@ -282,8 +191,8 @@ SMChar16 *Uni_strncat(SMChar16 *dst, const SMChar16 *src, uint32_t n)
   if (n == 0) {
     return dst;
   }
-  SMChar16 *end = dst + lengthOf(dst);
-  const size_t length = lengthOf(src, n);
+  SMChar16 *end = dst + ucs2Length(dst);
+  const size_t length = lengthUpTo(src, n);
   copy(end, src, length);
   end[length] = 0;
   return dst;
@@ -294,7 +203,7 @@ QV_ALIAS(SMUCS2Strncat, Uni_strncat)
 
 uint32_t Uni_strcmp(const SMChar16 *s, const SMChar16 *t)
 {
-  const size_t common = commonLength(s, t, kNoLimit, AsIs());
+  const size_t common = commonLength(s, t);
   return difference(s[common], t[common]);
 }
 
@@ -380,7 +289,7 @@ QV_ALIAS(SMUCS2Strtok, Uni_strtok)
 
 SMChar16 *Uni_strset(SMChar16 *s, SMChar16 c)
 {
-  fill(s, c, lengthOf(s));
+  std::fill_n(s, ucs2Length(s), c);
   return s;
 }
 
@@ -389,7 +298,7 @@ QV_ALIAS(SMUCS2Strset, Uni_strset)
 
 void Uni_strnset(SMChar16 *s, SMChar16 c, uint32_t n)
 {
-  fill(s, c, n);
+  std::fill_n(s, n, c);
 }
 
 QV_ALIAS(UCS2Strnset, Uni_strnset)
@@ -397,7 +306,7 @@ QV_ALIAS(SMUCS2Strnset, Uni_strnset)
 
 SMChar16 *Uni_strrev(SMChar16 *s)
 {
-  qv::text::reverseUnits(s, s + lengthOf(s), qv::text::reversePairs);
+  std::reverse(s, s + ucs2Length(s));
   return s;
 }
 
@@ -406,23 +315,17 @@ QV_ALIAS(SMUCS2Strrev, Uni_strrev)
 
 uint32_t Uni_memcmp(const SMChar16 *p, const SMChar16 *q, uint32_t n)
 {
-  size_t i = 0;
-  while (n - i >= kBlockUnits && highBits(equalUnits<Unit>(load16(p + i), load16(q + i))) == qv::text::kAllBytes) {
-    i += kBlockUnits;
-  }
-  while (i < n && p[i] == q[i]) {
-    ++i;
-  }
-  return i == n ? 0 : difference(p[i], q[i]);
+  const auto [end, otherEnd] = std::mismatch(p, p + n, q);
+  return end == p + n ? 0 : difference(*end, *otherEnd);
 }
 
 int32_t Uni_strncasecmp(const SMChar16 *s, const SMChar16 *t, int32_t n)
 {
-  if (n < 1) {
-    return 0;
+  for (int32_t i = 0; i < n; ++i) {
+    const int32_t order = capital(s[i]) - capital(t[i]);
+    if (order != 0 || s[i] == 0) {
+      return order;
+    }
   }
-  const auto limit = static_cast<size_t>(n);
-  const Capitals capitals;
-  const size_t common = commonLength(s, t, limit, capitals);
-  return common == limit ? 0 : capitals(s[common]) - capitals(t[common]);
+  return 0;
 }

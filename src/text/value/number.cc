@@ -135,18 +135,55 @@ double readLocalDouble(const char *text)
 }  // namespace
 
 namespace qv::text {
+namespace {
+
+/// Two digits, the first a space if it is 0 and `padding` says so.
+char *putTwo(int value, char *out, char padding = '0')
+{
+  out[0] = value < 10 ? padding : static_cast<char>('0' + value / 10);
+  out[1] = static_cast<char>('0' + value % 10);
+  return out + 2;
+}
+
+/// A time in a year of four digits as asctime(3) writes it, "Thu Nov 19 03:13:03 2026". Most of the work of appending a
+/// record to a log was the C library's formatting of this text.
+void putUsualTime(const tm &local, int year, char *out)
+{
+  memcpy(out, &"SunMonTueWedThuFriSat"[3 * local.tm_wday], 3);
+  out[3] = ' ';
+  memcpy(out + 4, &"JanFebMarAprMayJunJulAugSepOctNovDec"[3 * local.tm_mon], 3);
+  out[7] = ' ';
+  out = putTwo(local.tm_mday, out + 8, ' ');
+  *out = ' ';
+  out = putTwo(local.tm_hour, out + 1);
+  *out = ':';
+  out = putTwo(local.tm_min, out + 1);
+  *out = ':';
+  out = putTwo(local.tm_sec, out + 1);
+  *out = ' ';
+  out = putTwo(year % 100, putTwo(year / 100, out + 1));
+  *out = '\0';
+}
+
+}  // namespace
 
 bool formTime(int64_t seconds, char *buffer)
 {
   const auto time = static_cast<time_t>(seconds);
+  tm local;
   tzset();  // ctime looks at TZ, the reentrant call would not
-  if (ctime_r(&time, buffer) == nullptr) {
+  if (localtime_r(&time, &local) == nullptr) {
     return false;
   }
-  const size_t length = strlen(buffer);
-  if (length > 0) {
-    buffer[length - 1] = '\0';
+  constexpr int kFirstYear = 1900;
+  if (local.tm_year >= 1000 - kFirstYear && local.tm_year <= 9999 - kFirstYear) {
+    putUsualTime(local, kFirstYear + local.tm_year, buffer);
+    return true;
   }
+  if (asctime_r(&local, buffer) == nullptr) {
+    return false;
+  }
+  buffer[strcspn(buffer, "\n")] = '\0';
   return true;
 }
 

@@ -1,10 +1,10 @@
 // INI values by type code, in a file given by its path or below a product's install directory; and the exported forms.
 
-#include <cstdio>
 #include <iterator>
 
 #include "base/status.h"
 #include "frame/export.h"
+#include "locale/paths/product_file.h"
 #include "qvsupt32/paths.h"
 #include "qvsupt32/store.h"
 
@@ -53,29 +53,12 @@ const IniType *typeOf(int32_t code)
   return code >= SM_INI_TYPE_ASTRING && code <= SM_INI_TYPE_D64 ? &kTypes[code - 1] : nullptr;
 }
 
-/// The path of a product's INI file.
-class ProductFile {
- public:
-  ProductFile(uint32_t productID, const char *fileName) : status_(make(productID, fileName)) {}
-
-  Status status() const { return status_; }
-  const char *path() const { return path_; }
-
- private:
-  Status make(uint32_t productID, const char *fileName)
-  {
-    uint32_t size = sizeof(path_);
-    if (SUPTMiscGetInstallPathByProductID(productID, path_, &size) != SM_STATUS_SUCCESS || path_[0] == '\0') {
-      return Status::unsuccessful;
-    }
-    const uint32_t room = sizeof(path_) - (size - 1);
-    const int length = fileName == nullptr ? -1 : snprintf(path_ + size - 1, room, "/ini/%s", fileName);
-    return length >= 0 && static_cast<uint32_t>(length) < room ? Status::success : Status::badArgument;
-  }
-
-  char path_[256] = "";
-  Status status_;
-};
+/// Composes the path of a product's INI file.
+Status composePath(uint32_t productID, const char *fileName, qv::ProductFilePath &path)
+{
+  const Status status = qv::composeProductFilePath(productID, "ini", fileName, path);
+  return status == Status::success || status == Status::badArgument ? status : Status::unsuccessful;
+}
 
 }  // namespace
 
@@ -93,11 +76,11 @@ uint32_t ReadINIPIDFileValue(const char *section, const char *key, int32_t type,
                              const void *defaultValue, uint32_t defaultSize, uint32_t productID, const char *fileName,
                              int16_t lockMode)
 {
-  const ProductFile file(productID, fileName);
-  if (file.status() != Status::success) {
-    return result(file.status());
+  qv::ProductFilePath path;
+  if (const Status status = composePath(productID, fileName, path); status != Status::success) {
+    return result(status);
   }
-  return ReadINIPathFileValue(section, key, type, value, size, defaultValue, defaultSize, file.path(), lockMode);
+  return ReadINIPathFileValue(section, key, type, value, size, defaultValue, defaultSize, path.text, lockMode);
 }
 
 uint32_t WriteINIPathFileValue(const char *section, const char *key, int32_t type, const void *value, uint32_t size,
@@ -111,11 +94,11 @@ uint32_t WriteINIPathFileValue(const char *section, const char *key, int32_t typ
 uint32_t WriteINIPIDFileValue(const char *section, const char *key, int32_t type, const void *value, uint32_t size,
                               uint32_t productID, const char *fileName, int16_t lockMode)
 {
-  const ProductFile file(productID, fileName);
-  if (file.status() != Status::success) {
-    return result(file.status());
+  qv::ProductFilePath path;
+  if (const Status status = composePath(productID, fileName, path); status != Status::success) {
+    return result(status);
   }
-  return WriteINIPathFileValue(section, key, type, value, size, file.path(), lockMode);
+  return WriteINIPathFileValue(section, key, type, value, size, path.text, lockMode);
 }
 
 uint32_t SMReadINIPathFileValue(const char *section, const char *key, int32_t type, void *value, uint32_t *size,

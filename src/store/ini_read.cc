@@ -5,11 +5,13 @@
 #include <string_view>
 
 #include "base/descriptor.h"
+#include "base/size.h"
 #include "base/status.h"
 #include "frame/lock/file_guard.h"
 #include "qvsupt32/store.h"
 #include "store/file_util.h"
 #include "store/ini_line.h"
+#include "store/ini_text.h"
 #include "store/line_reader.h"
 
 namespace {
@@ -18,29 +20,25 @@ using qv::Header;
 using qv::LineReader;
 using qv::Status;
 
-/// What a scan answers when the lines have come to an end without what it was looking for.
-Status atEnd(const LineReader &lines, Status notFound)
+/// The status of a search that came to the end of the lines.
+Status statusAtEnd(const LineReader &lines, Status notFound)
 {
   return lines.failed() ? Status::badIniFile : notFound;
 }
 
-/// Reads up to and with the header of the first section of a name.
+/// Reads up to the header of the first section of a name, and the header too.
 Status findSection(LineReader &lines, std::string_view section)
 {
   Status status = Status::sectionNotFound;
-  const auto ends = [&](std::string_view line) {
-    status = qv::matchHeader(line, section);
-    return status != Status::sectionNotFound;
-  };
   std::string_view block;
   while (lines.nextLines(block)) {
-    const std::string_view header = qv::findLine(block, "[", ends);
+    const std::string_view header = qv::findHeader(block, section, status);
     if (!header.empty()) {
-      lines.giveBack(qv::behind(block, header));
+      lines.giveBack(qv::after(block, header));
       return status;
     }
   }
-  return atEnd(lines, status);
+  return statusAtEnd(lines, status);
 }
 
 struct KeyLine {
@@ -62,26 +60,9 @@ bool parseKeyLine(std::string_view line, KeyLine &keyLine)
   return true;
 }
 
-/// Gives take the next lines of a section, behind its header, until take answers that it needs no more or the section
-/// ends.
-template <class Take>
-void readSection(LineReader &lines, Take take)
+Status copyValue(std::string_view value, char *buffer, uint32_t &size)
 {
-  std::string_view block;
-  while (lines.nextLines(block)) {
-    const std::string_view end = qv::findSectionEnd(block);
-    if (!take(qv::before(block, end)) || !end.empty()) {
-      return;
-    }
-  }
-}
-
-Status copyValue(std::string_view value, char *buffer, uint32_t *size)
-{
-  const auto needed = static_cast<uint32_t>(value.size()) + 1;
-  const bool fits = needed <= *size;
-  *size = needed;
-  if (!fits) {
+  if (!qv::exchangeSize(size, value.size() + 1)) {
     return Status::bufferTooSmall;
   }
   memcpy(buffer, value.data(), value.size());
@@ -100,16 +81,24 @@ Status findValue(std::string_view section, std::string_view key, char *buffer, u
   }
   KeyLine keyLine;
   const auto isWanted = [&](std::string_view line) { return parseKeyLine(line, keyLine) && keyLine.key == key; };
-  bool found = false;
-  readSection(lines, [&](std::string_view block) {
-    found = !qv::findLine(block, key, isWanted).empty();
-    return !found;
-  });
-  return found ? copyValue(keyLine.value, buffer, size) : atEnd(lines, Status::keyNotFound);
+  std::string_view block;
+  while (lines.nextLines(block)) {
+    // The key is searched first: most of the time it is there, and the rest of the section need not be looked at.
+    const std::string_view line = qv::findLine(block, key, isWanted);
+    const std::string_view passed(block.data(), block.size() - qv::after(block, line).size());
+    const bool isAtEnd = !qv::findSectionEnd(passed).empty();
+    if (!isAtEnd && !line.empty()) {
+      return copyValue(keyLine.value, buffer, *size);
+    }
+    if (isAtEnd) {
+      return Status::keyNotFound;
+    }
+  }
+  return statusAtEnd(lines, Status::keyNotFound);
 }
 
-/// A list of names in a caller's buffer: each with its terminator, and one terminator more at the end, which stays
-/// inside the buffer. What no longer fits is counted only.
+/// A list of names in a caller's buffer: each with its terminator, and one more terminator at the end, inside the buffer.
+/// Names that no longer fit are only counted.
 class NameList {
  public:
   NameList(char *buffer, uint32_t size) : buffer_(buffer), size_(size)
@@ -131,11 +120,11 @@ class NameList {
 
   bool isEmpty() const { return total_ == 0; }
 
-  /// Stores the size of the names, or the size that the caller's buffer should have had.
+  /// Stores the size of the names. Names that leave no place for the last terminator need one byte more.
   Status finish(uint32_t *size) const
   {
     const uint64_t needed = total_ == size_ ? total_ + 1 : total_;
-    *size = static_cast<uint32_t>(std::min<uint64_t>(needed, UINT32_MAX));
+    *size = qv::clampSize(needed);
     return total_ < size_ ? Status::success : Status::bufferTooSmall;
   }
 
@@ -170,7 +159,7 @@ Status listSections(char *buffer, uint32_t *size, LineReader &lines)
       return Status::badIniFile;
     }
   }
-  return lines.failed() || names.isEmpty() ? atEnd(lines, Status::sectionNotFound) : names.finish(size);
+  return lines.failed() || names.isEmpty() ? statusAtEnd(lines, Status::sectionNotFound) : names.finish(size);
 }
 
 Status listKeys(const char *section, char *buffer, uint32_t *size, LineReader &lines)
@@ -193,11 +182,17 @@ Status listKeys(const char *section, char *buffer, uint32_t *size, LineReader &l
     }
     return false;
   };
-  readSection(lines, [&](std::string_view block) { return qv::findLine(block, "=", addKey).empty(); });
-  return lines.failed() || names.isEmpty() ? atEnd(lines, Status::keyNotFound) : names.finish(size);
+  bool isAtEnd = false;
+  std::string_view block;
+  while (!isAtEnd && lines.nextLines(block)) {
+    const std::string_view end = qv::findSectionEnd(block);
+    (void)qv::findLine(qv::before(block, end), "=", addKey);  // all lines are tried, none ends the search
+    isAtEnd = !end.empty();
+  }
+  return lines.failed() || names.isEmpty() ? statusAtEnd(lines, Status::keyNotFound) : names.finish(size);
 }
 
-/// Answers with the caller's default, cut to its buffer, or with an empty text.
+/// Stores the caller's default, cut to its buffer, or an empty text.
 void applyDefault(char *buffer, uint32_t *size, const char *defaultText, uint32_t defaultSize)
 {
   if (defaultText == nullptr || defaultSize == 0) {
@@ -210,36 +205,36 @@ void applyDefault(char *buffer, uint32_t *size, const char *defaultText, uint32_
   buffer[*size - 1] = '\0';
 }
 
-Status readText(const char *section, const char *key, char *buffer, uint32_t *size, const char *defaultText,
-                uint32_t defaultSize, const char *path, int16_t lockMode)
+}  // namespace
+
+Status qv::readIniText(const IniPlace &place, char *buffer, uint32_t *size, const char *defaultText,
+                       uint32_t defaultSize)
 {
-  if (buffer == nullptr || size == nullptr || path == nullptr || *size == 0) {
+  if (buffer == nullptr || size == nullptr || place.path == nullptr || *size == 0) {
     return Status::badArgument;
   }
-  const qv::FileGuard guard(static_cast<uint16_t>(lockMode));
+  const FileGuard guard(static_cast<uint16_t>(place.lockMode));
   if (!guard) {
     return Status::lockFailed;
   }
   off_t fileSize;
-  const qv::UniqueFd file(qv::openForReading(path, fileSize));
+  const UniqueFd file(openForReading(place.path, fileSize));
   if (!file) {
     return Status::fileOpenFailed;
   }
-  LineReader lines(file.get(), fileSize);
-  if (section == nullptr) {
+  LineReader lines(file.get(), fileSize, LineReader::End::atExpectedSize);
+  if (place.section == nullptr) {
     return listSections(buffer, size, lines);
   }
-  if (key == nullptr) {
-    return listKeys(section, buffer, size, lines);
+  if (place.key == nullptr) {
+    return listKeys(place.section, buffer, size, lines);
   }
-  const Status status = findValue(section, key, buffer, size, lines);
+  const Status status = findValue(place.section, place.key, buffer, size, lines);
   if (status != Status::success && status != Status::bufferTooSmall) {
     applyDefault(buffer, size, defaultText, defaultSize);
   }
   return status;
 }
-
-}  // namespace
 
 uint32_t GetValue(const char *section, const char *key, char *buffer, uint32_t *size, FILE *input)
 {
@@ -257,10 +252,4 @@ uint32_t GetAllKeys(const char *section, char *list, uint32_t *size, FILE *input
 {
   LineReader lines(input);
   return result(listKeys(section, list, size, lines));
-}
-
-uint32_t ReadINIFileValue_astring(const char *section, const char *key, char *buffer, uint32_t *size,
-                                  const char *defaultText, uint32_t defaultSize, const char *path, int16_t lockMode)
-{
-  return result(readText(section, key, buffer, size, defaultText, defaultSize, path, lockMode));
 }

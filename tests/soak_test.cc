@@ -1,0 +1,166 @@
+// Eight processes of both widths with four threads each do file work on shared files. One is killed every 50 ms and
+// another takes its place. At the end every change that was acknowledged is in the files, nothing is torn, and nothing
+// else is left behind.
+//
+// QVSUPT32_SOAK_SECONDS is how long it runs; 10 unless set.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "qvsupt32.h"
+#include "support/residue.h"
+#include "support/scratch.h"
+
+namespace {
+
+constexpr size_t kProcesses = 8;
+
+class Soak : public support::Scratch {
+ protected:
+  /// Starts the work of a slot. What it acknowledges is appended to the slot's own file.
+  pid_t start(size_t slot)
+  {
+    const bool otherWidth = instances % 2 == 1 && access(QVSUPT32_OTHER_PEER, X_OK) == 0;
+    const std::string program = otherWidth ? QVSUPT32_OTHER_PEER : QVSUPT32_PEER;
+    const std::string worker = "w" + std::to_string(slot) + "-";
+    const std::string firstEvent = std::to_string(1'000'000 * ++instances);
+    const std::string acknowledged = path("acknowledged" + std::to_string(slot));
+    const pid_t pid = fork();
+    if (pid == 0) {
+      const int output = open(acknowledged.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+      dup2(output, STDOUT_FILENO);
+      execl(program.c_str(), program.c_str(), "work", directory.c_str(), worker.c_str(), firstEvent.c_str(), nullptr);
+      _exit(127);
+    }
+    return pid;
+  }
+
+  void stop(pid_t pid)
+  {
+    kill(pid, SIGKILL);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status)) << "a peer ended by itself, see its last line";
+  }
+
+  size_t instances = 0;
+};
+
+/// The number of times that each piece between two marks occurs.
+std::unordered_map<std::string, int> piecesBetween(const std::string &text, const std::string &begin,
+                                                   const std::string &end)
+{
+  std::unordered_map<std::string, int> pieces;
+  for (size_t at = text.find(begin); at != std::string::npos; at = text.find(begin, at)) {
+    at += begin.size();
+    ++pieces[text.substr(at, text.find(end, at) - at)];
+  }
+  return pieces;
+}
+
+TEST_F(Soak, EveryAcknowledgedChangeIsThere)
+{
+  const char *configured = getenv("QVSUPT32_SOAK_SECONDS");
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(configured ? atoi(configured) : 10);
+  support::put(path("soak.values"), "first=line\n");
+  const std::string objects = support::systemVObjects();
+  std::vector<pid_t> running;
+  for (size_t slot = 0; slot < kProcesses; ++slot) {
+    running.push_back(start(slot));
+  }
+  for (size_t turn = 0; std::chrono::steady_clock::now() < end; ++turn) {
+    usleep(50'000);
+    const size_t slot = (turn * 5 + 3) % kProcesses;
+    stop(running[slot]);
+    running[slot] = start(slot);
+  }
+  for (const pid_t pid : running) {
+    stop(pid);
+  }
+
+  std::string text = support::get(path("soak.log"));
+  std::erase(text, '\0');
+  const std::string xml = support::get(path("soak.xml"));
+  const auto inXml = piecesBetween(xml, "<ID>", "</ID>");
+  const auto inText = piecesBetween(text, "EventID: ", "\r\n");
+  EXPECT_TRUE(xml.ends_with("</LogEntry></EventLog>"));
+  EXPECT_EQ(piecesBetween(xml, "<LogEntr", ">")["y"], piecesBetween(xml, "</LogEntr", ">")["y"]);
+
+  std::map<std::string, uint32_t> stored;
+  std::map<std::string, uint32_t> entries;
+  size_t acknowledged = 0;
+  for (size_t slot = 0; slot < kProcesses; ++slot) {
+    std::istringstream lines(support::get(path("acknowledged" + std::to_string(slot))));
+    for (std::string line; std::getline(lines, line);) {
+      char kind = 0;
+      std::string worker;
+      uint32_t number = 0;
+      std::istringstream words(line);
+      if (!(words >> kind >> worker >> number) || lines.eof()) {
+        EXPECT_TRUE(lines.eof()) << line;  // a killed peer's last line may be cut
+        continue;
+      }
+      ++acknowledged;
+      const std::string event = std::to_string(number);
+      switch (kind) {
+        case 'i':
+          stored[worker] = std::max(stored[worker], number);
+          break;
+        case 'k':
+          entries[worker] = std::max(entries[worker], number);
+          break;
+        case 'x':
+          EXPECT_TRUE(inXml.contains(event) && inXml.at(event) == 1) << line;
+          break;
+        case 't':
+          EXPECT_TRUE(inText.contains(event)) << line;
+          break;
+        default:
+          ADD_FAILURE() << line;
+      }
+    }
+  }
+  for (const auto &[worker, number] : stored) {
+    uint32_t value = 0;
+    uint32_t size = sizeof(value);
+    EXPECT_EQ(SMReadINIPathFileValue("soak", worker.c_str(), SM_INI_TYPE_U32, &value, &size, nullptr, 0,
+                                     path("soak.ini").c_str(), 1),
+              0u)
+        << worker;
+    EXPECT_GE(value, number) << worker;
+  }
+  uint32_t count = 0;
+  CFGUKeyValueEntry *loaded = SMCFGGetKeyValueEntries(path("soak.values").c_str(), &count);
+  for (const auto &[worker, number] : entries) {
+    const char *value = CFGUGetKeyValue(loaded, count, worker.c_str(), 0);
+    EXPECT_GE(value == nullptr ? 0 : strtoul(value, nullptr, 10), number) << worker;
+    EXPECT_EQ(CFGUGetKeyValue(loaded, count, worker.c_str(), 1), nullptr) << worker;
+  }
+  SMCFGFreeKeyValueEntries(loaded, count);
+  EXPECT_GE(stored.size(), kProcesses);
+  printf("%zu processes, %zu acknowledged changes\n", instances, acknowledged);
+
+  EXPECT_EQ(support::systemVObjects(), objects);
+  EXPECT_EQ(FileLock(0), 1u) << "the file lock went with its holders";
+  EXPECT_EQ(FileUnlock(), 0);
+  // A temporary file of a killed rewrite may be there; the next rewrite replaces it.
+  EXPECT_EQ(SMWriteINIPathFileValue("soak", "last", SM_INI_TYPE_ASTRING, "x", 2, path("soak.ini").c_str(), 1), 0u);
+  const CFGUKeyValueEntry last = {const_cast<char *>("last"), const_cast<char *>("x")};
+  EXPECT_EQ(SMCFGSetKeyValueEntry(path("soak.values").c_str(), &last, 0), 0u);
+  for (const auto &entry : std::filesystem::directory_iterator(directory)) {
+    EXPECT_FALSE(entry.path().extension() == ".tmp") << entry.path();
+  }
+}
+
+}  // namespace
