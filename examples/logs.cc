@@ -28,9 +28,9 @@ int main()
   }
 
   char path[256];
-  for (const std::uint8_t log : {SMLOG_UNITXT, SMLOG_XML}) {
+  for (const qv::log log : {qv::log::text, qv::log::xml}) {
     std::uint32_t size = sizeof(path);
-    if (SMGetLogPathFileName(log, path, &size) != SM_STATUS_SUCCESS) {
+    if (SMGetLogPathFileName(static_cast<std::uint8_t>(log), path, &size) != SM_STATUS_SUCCESS) {
       return 1;
     }
     std::uint32_t bytes = 0;

@@ -864,7 +864,8 @@ class key_values {
 
  private:
   struct deleter {
-    std::uint32_t count = 0;
+    std::uint32_t count;
+    deleter() noexcept : count(0) {}  // not at the member: that would be too late for the owner below
     void operator()(CFGUKeyValueEntry *entries) const noexcept { SMCFGFreeKeyValueEntries(entries, count); }
   };
 
