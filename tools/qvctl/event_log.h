@@ -28,7 +28,12 @@ class EventLog {
   std::string_view text() const { return *text_; }
   uint64_t fileSize = 0;
 
-  void setText(std::string text) { text_ = std::make_unique<const std::string>(std::move(text)); }
+  void setText(std::string text)
+  {
+    text_ = std::make_unique<const std::string>(std::move(text));
+    lastPlace_ = 0;
+    lastUnits_ = 0;
+  }
 
   /// Places of a text log's text before which the file has one byte that is part of no code unit: an append that was cut
   /// short between the bytes of a unit.

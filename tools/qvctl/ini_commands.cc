@@ -3,6 +3,8 @@
 // Values are read and written by the library, under the file lock. Listings are this program's own, since a section's
 // keys and their values are one snapshot only under one hold of the lock, which every call of the library gives up.
 
+#include <unistd.h>
+
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -254,7 +256,13 @@ Exit set(Context &context, const Options &options)
   if (!value) {
     throw usageFailure("'" + options.value + "' is no value of the type " + *options.type);
   }
-  const uint32_t status = QVCTL_FUNCTION(context.lockedLibrary(options.file), SMWriteINIPathFileValue)(
+  Library &library = context.lockedLibrary(options.file);
+  if (!exists(options.file)) {
+    // A temporary file that a killed process left would keep the library from creating the file in one step. While the
+    // lock is held, no process is writing it.
+    (void)unlink((directoryOf(options.file) + "/qvpstr32.tmp").c_str());  // mostly there is none
+  }
+  const uint32_t status = QVCTL_FUNCTION(library, SMWriteINIPathFileValue)(
       options.section.c_str(), options.key.c_str(), type, value->data(), static_cast<uint32_t>(value->size()),
       options.file.c_str(), kTryOnce);
   if (status != SM_STATUS_SUCCESS) {

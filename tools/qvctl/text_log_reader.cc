@@ -230,22 +230,35 @@ void addGap(EventLog &log, size_t begin, size_t end)
   }
 }
 
-/// Splits the text of a log.
-void split(EventLog &log)
+/// Whether a log has no more than the beginning of its header.
+bool isCutHeader(std::string_view text)
 {
-  log.events = TextSplitter(log.text()).split();
+  return kTextHeader.starts_with(text.substr(std::min(text.size(), kByteOrderMark.size())));
+}
+
+/// Splits the text of a log, in which neither an event nor what is lost goes on after a tear.
+void split(EventLog &log, const std::vector<size_t> &tears)
+{
+  const std::string_view text = log.text();
+  log.events.clear();
   log.lost.clear();
-  size_t at = 0;
-  for (Event &event : log.events) {
-    event.epoch = parseLogTime(event.dateTime);
-    addGap(log, at, event.begin);
-    at = event.end;
-  }
-  const bool isBeginning =
-      log.events.empty() &&
-      kTextHeader.starts_with(log.text().substr(std::min(log.text().size(), kByteOrderMark.size())));
-  if (!isBeginning) {
-    addGap(log, at, log.text().size());
+  size_t from = 0;
+  for (size_t i = 0; i <= tears.size(); ++i) {
+    const size_t to = i < tears.size() ? tears[i] : text.size();
+    size_t at = from;
+    for (Event &event : TextSplitter(text.substr(from, to - from)).split()) {
+      event.begin += from;
+      event.end += from;
+      event.epoch = parseLogTime(event.dateTime);
+      addGap(log, at, event.begin);
+      at = event.end;
+      log.events.push_back(event);
+    }
+    const bool isBeginning = to == text.size() && at == 0 && isCutHeader(text);
+    if (!isBeginning) {
+      addGap(log, at, to);
+    }
+    from = to;
   }
 }
 
@@ -267,8 +280,8 @@ size_t findTear(const EventLog &log, std::string_view bytes)
   return bytes.size();
 }
 
-/// The text of a file that is torn in some places.
-void setText(EventLog &log, std::string_view bytes, const std::vector<size_t> &tears)
+/// The text of a file that is torn in some places. Returns where they are in the text.
+std::vector<size_t> setText(EventLog &log, std::string_view bytes, const std::vector<size_t> &tears)
 {
   std::string text;
   std::vector<size_t> places;
@@ -280,7 +293,8 @@ void setText(EventLog &log, std::string_view bytes, const std::vector<size_t> &t
   }
   text += toUtf8(unitsOf(bytes.substr(from)));
   log.setText(std::move(text));
-  log.setTears(std::move(places));
+  log.setTears(places);
+  return places;
 }
 
 }  // namespace
@@ -300,8 +314,7 @@ void splitTextLog(EventLog &log, std::string_view bytes)
   constexpr size_t kMostTears = 16;  // each costs a reading of its own
   std::vector<size_t> tears;
   for (;;) {
-    setText(log, bytes, tears);
-    split(log);
+    split(log, setText(log, bytes, tears));
     const size_t tear = tears.size() < kMostTears ? findTear(log, bytes) : bytes.size();
     if (tear == bytes.size() || (!tears.empty() && tear <= tears.back())) {
       return;

@@ -46,7 +46,7 @@ TEST_F(ToolTest, LockStatusNamesHoldersAndWaiters)
   }
   Child mutexHolder([](Child::Inside &inside) {
     OSSyncInfo *const mutex = OSMutexCreate("two words");
-    (void)OSMutexLock(mutex, 0);
+    inside.report({OSMutexLock(mutex, 0)});
     inside.hold();
     OSMutexDestroy(mutex);
   });
@@ -54,7 +54,7 @@ TEST_F(ToolTest, LockStatusNamesHoldersAndWaiters)
   Child mutexWaiter([](Child::Inside &inside) {
     OSSyncInfo *const mutex = OSMutexOpen("two words");
     inside.hold();
-    (void)OSMutexLock(mutex, SM_WAIT_FOREVER);
+    inside.report({OSMutexLock(mutex, SM_WAIT_FOREVER)});
   });
   ASSERT_TRUE(mutexWaiter.waitHeld());
   mutexWaiter.release();
@@ -68,8 +68,8 @@ TEST_F(ToolTest, LockStatusNamesHoldersAndWaiters)
   EXPECT_NE(shown.find(wanted), std::string::npos) << shown;
   EXPECT_EQ(run("qvctl objects clean 'two words'").status, 1);
   mutexHolder.release();
-  EXPECT_EQ(mutexHolder.wait(), 0);
-  EXPECT_EQ(mutexWaiter.wait(), 0);
+  EXPECT_EQ(mutexHolder.report(), "0\n");
+  EXPECT_EQ(mutexWaiter.report(), "0\n");
 }
 
 TEST_F(ToolTest, LockRunHoldsTheLockAndHandsOnStatusAndSignals)
@@ -133,11 +133,10 @@ TEST_F(ToolTest, ObjectsShowWhatExistsUnderAName)
 TEST_F(ToolTest, CleanRemovesWhatTheDeadLeft)
 {
   Child dead([](Child::Inside &inside) {
-    (void)OSSharedMemCreate("abc", 64);
-    (void)OSSemaphoreCreate("sem", 3);
-    (void)OSMutexCreate("mutex");
-    (void)OSMutexCreate("kept");
+    const OSSyncInfo *const all[] = {OSSharedMemCreate("abc", 64), OSSemaphoreCreate("sem", 3), OSMutexCreate("mutex"),
+                                     OSMutexCreate("kept")};
     inside.hold();
+    (void)all;  // it is killed before it could destroy them
   });
   ASSERT_TRUE(dead.waitHeld());
   dead.signal(SIGKILL);
