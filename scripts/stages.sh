@@ -96,9 +96,10 @@ stage_style() {
 }
 
 stage_canaries() {
-  build i386 md5_test
+  build i386 qvsupt32
+  build x86_64 language_test
   [[ -d build/stage ]] || install_both build/stage
-  scripts/check_gates build/i386 build/stage
+  scripts/check_gates build/i386 build/stage build/x86_64/tests/language_test
 }
 
 stage_lint() {

@@ -104,7 +104,8 @@ TEST_F(Cpp, BlocksFromElsewhereAreRefusedNotFollowed)
   ASSERT_TRUE(block);
   for (std::size_t size = 0; size < block->bytes().size(); ++size) {
     // A copy of its own size, so that a sanitizer sees a read beyond it.
-    const std::vector<std::byte> cut(block->bytes().begin(), block->bytes().begin() + static_cast<std::ptrdiff_t>(size));
+    const std::vector<std::byte> cut(block->bytes().begin(),
+                                     block->bytes().begin() + static_cast<std::ptrdiff_t>(size));
     EXPECT_FALSE(qv::block_view::checked(cut)) << size;
     EXPECT_FALSE(qv::block_view(cut).text(1)) << size;
     EXPECT_FALSE(qv::block_view(cut).decode()) << size;
@@ -114,8 +115,13 @@ TEST_F(Cpp, BlocksFromElsewhereAreRefusedNotFollowed)
 
 TEST_F(Cpp, TextsAreConvertedOrRefused)
 {
-  EXPECT_EQ(qv::narrow(u"L\u00FCfter \U0001F300").value_or("?"), "L\xC3\xBC" "fter \xF0\x9F\x8C\x80");
-  EXPECT_EQ(qv::widen(std::string("L\xC3\xBC" "fter")).value_or(u"?"), u"L\u00FCfter");
+  EXPECT_EQ(qv::narrow(u"L\u00FCfter \U0001F300").value_or("?"),
+            "L\xC3\xBC"
+            "fter \xF0\x9F\x8C\x80");
+  EXPECT_EQ(qv::widen(std::string("L\xC3\xBC"
+                                  "fter"))
+                .value_or(u"?"),
+            u"L\u00FCfter");
   EXPECT_EQ(qv::widen("").value_or(u"?"), u"");
   const char16_t half[] = {0xD800, 0};
   EXPECT_EQ(qv::narrow(half).error(), status::bad_type);

@@ -42,35 +42,35 @@
 
 namespace qvsupt32 {
 
-// Statuses -------------------------------------------------------------------------------------------------------------
+// Statuses ------------------------------------------------------------------------------------------------------------
 
 /// The statuses of the library, by the numbers of types.h.
-enum class [[nodiscard]] status : std::uint32_t {
-  success = SM_STATUS_SUCCESS,
-  unsuccessful = SM_STATUS_UNSUCCESSFUL,
-  not_supported = SM_STATUS_NOT_SUPPORTED,
-  bad_argument = SM_STATUS_BAD_ARGUMENT,
-  timeout = SM_STATUS_TIMEOUT,
-  file_open_failed = SM_STATUS_FILE_OPEN_FAILED,
-  chdir_failed = SM_STATUS_CHDIR_FAILED,
-  lock_failed = SM_STATUS_LOCK_FAILED,
-  index_out_of_range = SM_STATUS_INDEX_OUT_OF_RANGE,
-  buffer_too_small = SM_STATUS_BUFFER_TOO_SMALL,
-  not_loaded = SM_STATUS_NOT_LOADED,
-  limit_exceeded = SM_STATUS_LIMIT_EXCEEDED,
-  not_found = SM_STATUS_NOT_FOUND,
-  bad_type = SM_STATUS_BAD_TYPE,
-  already_exists = SM_STATUS_ALREADY_EXISTS,
-  file_not_opened = SM_STATUS_FILE_NOT_OPENED,
-  bad_ini_file = SM_STATUS_BAD_INI_FILE,
-  section_not_found = SM_STATUS_SECTION_NOT_FOUND,
-  key_not_found = SM_STATUS_KEY_NOT_FOUND,
-  bad_data_size = SM_STATUS_BAD_DATA_SIZE,
-  file_replace_failed = SM_STATUS_FILE_REPLACE_FAILED,
-  invalid_parameter = SM_STATUS_INVALID_PARAMETER,
-  no_memory = SM_STATUS_NO_MEMORY,
-  value_too_large = SM_STATUS_VALUE_TOO_LARGE,
-  value_too_small = SM_STATUS_VALUE_TOO_SMALL,
+enum class [[nodiscard]] status : std::uint32_t{
+    success = SM_STATUS_SUCCESS,
+    unsuccessful = SM_STATUS_UNSUCCESSFUL,
+    not_supported = SM_STATUS_NOT_SUPPORTED,
+    bad_argument = SM_STATUS_BAD_ARGUMENT,
+    timeout = SM_STATUS_TIMEOUT,
+    file_open_failed = SM_STATUS_FILE_OPEN_FAILED,
+    chdir_failed = SM_STATUS_CHDIR_FAILED,
+    lock_failed = SM_STATUS_LOCK_FAILED,
+    index_out_of_range = SM_STATUS_INDEX_OUT_OF_RANGE,
+    buffer_too_small = SM_STATUS_BUFFER_TOO_SMALL,
+    not_loaded = SM_STATUS_NOT_LOADED,
+    limit_exceeded = SM_STATUS_LIMIT_EXCEEDED,
+    not_found = SM_STATUS_NOT_FOUND,
+    bad_type = SM_STATUS_BAD_TYPE,
+    already_exists = SM_STATUS_ALREADY_EXISTS,
+    file_not_opened = SM_STATUS_FILE_NOT_OPENED,
+    bad_ini_file = SM_STATUS_BAD_INI_FILE,
+    section_not_found = SM_STATUS_SECTION_NOT_FOUND,
+    key_not_found = SM_STATUS_KEY_NOT_FOUND,
+    bad_data_size = SM_STATUS_BAD_DATA_SIZE,
+    file_replace_failed = SM_STATUS_FILE_REPLACE_FAILED,
+    invalid_parameter = SM_STATUS_INVALID_PARAMETER,
+    no_memory = SM_STATUS_NO_MEMORY,
+    value_too_large = SM_STATUS_VALUE_TOO_LARGE,
+    value_too_small = SM_STATUS_VALUE_TOO_SMALL,
 };
 
 /// The status that a C function returned, signed results included (-1 is unsuccessful).
@@ -155,9 +155,9 @@ class [[nodiscard]] result {
   constexpr explicit operator bool() const noexcept { return has_value(); }
 
   /// Only where has_value().
-  constexpr T &operator*() & noexcept { return *std::get_if<0>(&content_); }
-  constexpr const T &operator*() const & noexcept { return *std::get_if<0>(&content_); }
-  constexpr T &&operator*() && noexcept { return std::move(*std::get_if<0>(&content_)); }
+  constexpr T &operator*() &noexcept { return *std::get_if<0>(&content_); }
+  constexpr const T &operator*() const &noexcept { return *std::get_if<0>(&content_); }
+  constexpr T &&operator*() &&noexcept { return std::move(*std::get_if<0>(&content_)); }
   constexpr T *operator->() noexcept { return std::get_if<0>(&content_); }
   constexpr const T *operator->() const noexcept { return std::get_if<0>(&content_); }
 
@@ -181,7 +181,7 @@ class [[nodiscard]] result {
 
 #endif
 
-// Memory and text ------------------------------------------------------------------------------------------------------
+// Memory and text -----------------------------------------------------------------------------------------------------
 
 struct free_memory {
   void operator()(void *block) const noexcept { SMFreeMem(block); }
@@ -239,7 +239,7 @@ inline result<std::u16string> escape_xml(const char16_t *text)
   return std::u16string(escaped.get());
 }
 
-// Objects and blocks ---------------------------------------------------------------------------------------------------
+// Objects and blocks --------------------------------------------------------------------------------------------------
 
 /// What is stored byte by byte: numbers, enumerations, records without pointers.
 template <class T>
@@ -405,8 +405,8 @@ class object {
   /// Nests an object, which this one owns from then on. On a failure it stays the caller's.
   status add_object(std::uint16_t field, object &&nested, replace mode = replace::no) noexcept
   {
-    const status s = to_status(SMSDOConfigAddData(get(), field, SDO_TYPE_CONFIG, nested.get(), sizeof(void *),
-                                                  mode == replace::yes ? 1 : 0));
+    const status s = to_status(
+        SMSDOConfigAddData(get(), field, SDO_TYPE_CONFIG, nested.get(), sizeof(void *), mode == replace::yes ? 1 : 0));
     if (s == status::success) {
       (void)nested.release();  // the entry owns it now
     }
@@ -471,8 +471,7 @@ class object {
   /// Removes a field with everything nested in it. not_found.
   status remove(std::uint16_t field) noexcept
   {
-    return is_field(field) ? to_status(SMSDOConfigRemoveData(get(), field, 0, 0))
-                                      : status::invalid_parameter;
+    return is_field(field) ? to_status(SMSDOConfigRemoveData(get(), field, 0, 0)) : status::invalid_parameter;
   }
 
   /// Its binary form. unsuccessful where something nested was changed after it was added, no_memory.
@@ -498,10 +497,7 @@ class object {
     void operator()(SDOConfig *config) const noexcept { SMSDOConfigFree(config); }
   };
 
-  static constexpr bool is_field(std::uint16_t field) noexcept
-  {
-    return field >= 1 && field <= SDO_FIELD_ID_MAX;
-  }
+  static constexpr bool is_field(std::uint16_t field) noexcept { return field >= 1 && field <= SDO_FIELD_ID_MAX; }
 
   std::unique_ptr<SDOConfig, deleter> config_;
 };
@@ -519,7 +515,7 @@ inline result<object> block_view::decode() const noexcept
   return made;
 }
 
-// Named objects --------------------------------------------------------------------------------------------------------
+// Named objects -------------------------------------------------------------------------------------------------------
 
 /// Steps of one millisecond, or without limit.
 using steps = std::uint32_t;
@@ -682,7 +678,7 @@ class file_lock {
   bool held_;
 };
 
-// Settings -------------------------------------------------------------------------------------------------------------
+// Settings ------------------------------------------------------------------------------------------------------------
 
 namespace detail {
 
@@ -714,17 +710,23 @@ struct ini_number {
 };
 
 template <>
-struct ini_value<bool> : ini_number<bool, SM_INI_TYPE_BOOLN, SMBool> {};
+struct ini_value<bool> : ini_number<bool, SM_INI_TYPE_BOOLN, SMBool> {
+};
 template <>
-struct ini_value<std::uint32_t> : ini_number<std::uint32_t, SM_INI_TYPE_U32> {};
+struct ini_value<std::uint32_t> : ini_number<std::uint32_t, SM_INI_TYPE_U32> {
+};
 template <>
-struct ini_value<std::int32_t> : ini_number<std::int32_t, SM_INI_TYPE_S32> {};
+struct ini_value<std::int32_t> : ini_number<std::int32_t, SM_INI_TYPE_S32> {
+};
 template <>
-struct ini_value<std::uint64_t> : ini_number<std::uint64_t, SM_INI_TYPE_U64> {};
+struct ini_value<std::uint64_t> : ini_number<std::uint64_t, SM_INI_TYPE_U64> {
+};
 template <>
-struct ini_value<std::int64_t> : ini_number<std::int64_t, SM_INI_TYPE_S64> {};
+struct ini_value<std::int64_t> : ini_number<std::int64_t, SM_INI_TYPE_S64> {
+};
 template <>
-struct ini_value<double> : ini_number<double, SM_INI_TYPE_D64> {};
+struct ini_value<double> : ini_number<double, SM_INI_TYPE_D64> {
+};
 
 /// A value of units; `most` is the largest number of them that a file holds, terminator included.
 template <class Container, std::int32_t code, std::size_t most, std::size_t terminator>
@@ -755,11 +757,14 @@ struct ini_sequence {
 };
 
 template <>
-struct ini_value<std::string> : ini_sequence<std::string, SM_INI_TYPE_ASTRING, 8193, 1> {};
+struct ini_value<std::string> : ini_sequence<std::string, SM_INI_TYPE_ASTRING, 8193, 1> {
+};
 template <>
-struct ini_value<std::u16string> : ini_sequence<std::u16string, SM_INI_TYPE_USTRING, 819, 1> {};
+struct ini_value<std::u16string> : ini_sequence<std::u16string, SM_INI_TYPE_USTRING, 819, 1> {
+};
 template <>
-struct ini_value<std::vector<std::byte>> : ini_sequence<std::vector<std::byte>, SM_INI_TYPE_BINARY, 1638, 0> {};
+struct ini_value<std::vector<std::byte>> : ini_sequence<std::vector<std::byte>, SM_INI_TYPE_BINARY, 1638, 0> {
+};
 
 }  // namespace detail
 
@@ -800,8 +805,8 @@ class ini_file {
   status set(const char *section, const char *key, const T &value)
   {
     return detail::ini_value<T>::write(value, [&](const void *bytes, std::uint32_t size) {
-      return to_status(SMWriteINIPathFileValue(section, key, detail::ini_value<T>::type, bytes, size, path_.c_str(),
-                                               lock_mode_));
+      return to_status(
+          SMWriteINIPathFileValue(section, key, detail::ini_value<T>::type, bytes, size, path_.c_str(), lock_mode_));
     });
   }
   status set(const char *section, const char *key, const char *value)
@@ -872,7 +877,7 @@ class key_values {
   std::unique_ptr<CFGUKeyValueEntry[], deleter> entries_;
 };
 
-// Logs -----------------------------------------------------------------------------------------------------------------
+// Logs ----------------------------------------------------------------------------------------------------------------
 
 enum class log : std::uint8_t { system = SMLOG_OSSYSLOG, text = SMLOG_UNITXT, xml = SMLOG_XML };
 
@@ -906,6 +911,7 @@ inline status write_event(log logs, event_type type, std::uint32_t id, const cha
 }  // namespace qvsupt32
 
 template <>
-struct std::is_error_code_enum<qvsupt32::status> : std::true_type {};
+struct std::is_error_code_enum<qvsupt32::status> : std::true_type {
+};
 
 #endif
