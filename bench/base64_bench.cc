@@ -126,7 +126,9 @@ void addRows(size_t count)
 
 void registerRows()
 {
-  addRows(1024);
+  for (const size_t count : {16U, 64U, 256U, 1024U, 4096U}) {
+    addRows(count);
+  }
   addRows(1048576);
 }
 

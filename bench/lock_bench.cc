@@ -1,7 +1,12 @@
-// The global file lock beside the two system calls that it cannot do without.
+// The global file lock beside the two system calls that it cannot do without, and threads that meet at the lock beside
+// one that does their work.
 
 #include <fcntl.h>
 #include <unistd.h>
+
+#include <string>
+#include <thread>
+#include <vector>
 
 #include "bench.h"
 #include "qvsupt32.h"
@@ -78,10 +83,47 @@ void lockBare(benchmark::State &state)
   countItems(state, 1);
 }
 
+constexpr int kSets = 2000;
+
+void setKeys(const std::string &path, const std::string &key, int count)
+{
+  for (int i = 0; i < count; ++i) {
+    const std::string value = std::to_string(i);
+    require(WriteINIFileValue_astring("section", key.c_str(), value.c_str(), static_cast<uint32_t>(value.size() + 1),
+                                      path.c_str(), SM_LOCK_WAIT) == SM_STATUS_SUCCESS,
+            "lock/sets", "a value is not set");
+  }
+}
+
+/// Sets keys of one file in threads, all of which start together.
+void setInThreads(benchmark::State &state, int threadCount)
+{
+  if (!hasLock(state)) {
+    return;
+  }
+  const std::string path = "/dev/shm/bench-lock.ini";
+  setKeys(path, "thread0", 1);
+  for (auto _ : state) {
+    std::vector<std::thread> threads;
+    for (int i = 1; i < threadCount; ++i) {
+      threads.emplace_back(
+          [&path, i, threadCount] { setKeys(path, "thread" + std::to_string(i), kSets / threadCount); });
+    }
+    setKeys(path, "thread0", kSets / threadCount);
+    for (std::thread &thread : threads) {
+      thread.join();
+    }
+  }
+  (void)unlink(path.c_str());
+  countItems(state, kSets);
+}
+
 void registerRows()
 {
   benchmark::RegisterBenchmark("lock/pair/ours", lockOurs);
   benchmark::RegisterBenchmark("lock/pair/fcntl", lockBare);
+  benchmark::RegisterBenchmark("lock/sets/2000/ours", setInThreads, 4)->UseRealTime();
+  benchmark::RegisterBenchmark("lock/sets/2000/one_thread", setInThreads, 1)->UseRealTime();
 }
 
 const Rows kRows(registerRows);

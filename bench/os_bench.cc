@@ -1,15 +1,22 @@
 // The locks that programs meet by name or by handle, uncontended, beside the calls that they cannot do without, and the
-// sections named by routines beside the two mutexes and the lookup that they cannot do without.
+// sections named by routines beside the two mutexes and the lookup that they cannot do without. Loading and unloading the
+// library, attach and detach included, beside a library that does nothing then.
 
+#include <dlfcn.h>
 #include <fcntl.h>
+#include <md5.h>
 #include <pthread.h>
 #include <sys/file.h>
 #include <sys/ipc.h>
+#include <sys/mman.h>
 #include <sys/sem.h>
 #include <unistd.h>
 
+#include <fstream>
+#include <iterator>
 #include <map>
 #include <memory>
+#include <string>
 #include <thread>
 
 #include "bench.h"
@@ -188,6 +195,34 @@ void addSectionRow(int threads, const char *who, void (*run)())
       ->UseRealTime();
 }
 
+// Loading -------------------------------------------------------------------------------------------------------------
+
+/// The path of a second copy of the library that a function belongs to: this program has the first one loaded.
+std::string copyOfLibrary(const void *function)
+{
+  Dl_info home = {};
+  (void)dladdr(function, &home);
+  std::ifstream library(home.dli_fname, std::ios::binary);
+  const std::string bytes{std::istreambuf_iterator<char>(library), {}};
+  const int descriptor = memfd_create("copy", MFD_CLOEXEC);
+  require(!bytes.empty() && write(descriptor, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()),
+          "library/load", "a library cannot be copied");
+  return "/proc/self/fd/" + std::to_string(descriptor);
+}
+
+void addLoadRow(const char *who, const void *function)
+{
+  const std::string row = std::string("library/load/") + who;
+  benchmark::RegisterBenchmark(row.c_str(), [row, function](benchmark::State &state) {
+    const std::string path = copyOfLibrary(function);
+    for (auto _ : state) {
+      void *library = dlopen(path.c_str(), RTLD_LAZY);
+      require(library != nullptr && dlclose(library) == 0, row, "is not loaded and unloaded");
+    }
+    countItems(state, 1);
+  });
+}
+
 void registerRows()
 {
   addLockRow<OurNamedMutex>("named_mutex", "ours");
@@ -198,6 +233,8 @@ void registerRows()
   addLockRow<Semop>("semaphore", "semop");
   addLockRow<OurEvent>("event", "ours");
   addLockRow<Semop>("event", "semop");
+  addLoadRow("ours", reinterpret_cast<const void *>(OSLibLoad));
+  addLoadRow("libmd", reinterpret_cast<const void *>(MD5Init));
   for (const int threads : {1, 2}) {
     addSectionRow(threads, "ours", runInOurs);
     addSectionRow(threads, "mutexes", runInMutexes);

@@ -86,6 +86,19 @@ size_t viewFind(Subject &subject)
   return View(opaque(subject.s.c_str())).find(View(opaque(subject.needle.c_str())));
 }
 
+/// Separators, of which only the end of a subject has one.
+constexpr char16_t kSet[] = u" ,;t";
+
+size_t oursOutside(Subject &subject)
+{
+  return UCS2Strcspn(opaque(subject.s.c_str()), opaque(kSet));
+}
+
+size_t viewOutside(Subject &subject)
+{
+  return View(opaque(subject.s.c_str())).find_first_of(kSet);
+}
+
 void addRow(const std::string &row, const std::shared_ptr<Subject> &subject, Operation operation, size_t expected)
 {
   const bool copies = operation == oursCopy || operation == viewCopy;
@@ -106,6 +119,7 @@ void addStringRows(size_t length)
   add("strcpy", oursCopy, viewCopy, 0);
   add("strcmp", oursCompare, viewCompare, 0);
   add("strchr", oursFindUnit, viewFindUnit, length - 1);
+  add("strcspn", oursOutside, viewOutside, length - 1);
   add("strstr", oursFind, viewFind, length - subject->needle.size());
 }
 

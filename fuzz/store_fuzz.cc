@@ -13,7 +13,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -47,8 +46,10 @@ const std::string &directory()
 
 std::string get(const std::string &path)
 {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  std::ifstream file(path, std::ios::binary | std::ios::ate);
+  std::string content(file ? static_cast<size_t>(file.tellg()) : 0, '\0');
+  file.seekg(0).read(content.data(), static_cast<std::streamsize>(content.size()));
+  return content;
 }
 
 void put(const std::string &path, const std::string &content)
@@ -60,15 +61,11 @@ void put(const std::string &path, const std::string &content)
 
 std::vector<std::string> split(const std::string &content)
 {
-  std::vector<std::string> lines(1);
-  for (const char c : content) {
-    lines.back() += c;
-    if (c == '\n' || lines.back().size() == kLineLimit) {
-      lines.emplace_back();
-    }
-  }
-  if (lines.back().empty()) {
-    lines.pop_back();
+  std::vector<std::string> lines;
+  for (size_t at = 0; at < content.size(); at += lines.back().size()) {
+    const size_t lineFeed = content.find('\n', at);
+    const size_t length = lineFeed == std::string::npos ? content.size() - at : lineFeed + 1 - at;
+    lines.push_back(content.substr(at, std::min(length, kLineLimit)));
   }
   return lines;
 }
@@ -99,7 +96,7 @@ Line parse(const std::string &line)
   return {Line::kKey, hasEquals, text.substr(0, equals), hasEquals ? text.substr(equals + 1) : ""};
 }
 
-/// The index behind the header of a section, or the status.
+/// The index of the line after the header of a section, or the status.
 struct Place {
   uint32_t status;
   size_t line;
@@ -129,9 +126,8 @@ struct Answer {
   std::string text;
 };
 
-Answer modelRead(const std::vector<std::string> &lines, const std::string &section, const std::string &key)
+Answer modelRead(const std::vector<std::string> &lines, const Place &place, const std::string &key)
 {
-  const Place place = find(lines, section);
   for (size_t i = place.line; place.status == 0 && i < lines.size(); ++i) {
     const Line line = parse(lines[i]);
     if (endsSection(line)) {
@@ -159,9 +155,8 @@ Answer modelSections(const std::vector<std::string> &lines)
   return {names.empty() ? 262u : 0u, names};
 }
 
-Answer modelKeys(const std::vector<std::string> &lines, const std::string &section)
+Answer modelKeys(const std::vector<std::string> &lines, const Place &place)
 {
-  const Place place = find(lines, section);
   std::string names;
   for (size_t i = place.line; place.status == 0 && i < lines.size(); ++i) {
     const Line line = parse(lines[i]);
@@ -188,11 +183,11 @@ std::string join(const std::vector<std::string> &lines, size_t from, size_t to)
 }
 
 /// The content after a set; a null key removes the section, a null value the key.
-Answer modelSet(const std::vector<std::string> &lines, const std::string &section, const char *key, const char *value)
+Answer modelSet(const std::vector<std::string> &lines, const Place &place, const std::string &section, const char *key,
+                const char *value)
 {
   const std::string old = join(lines, 0, lines.size());
   const std::string added = key == nullptr || value == nullptr ? "" : std::string(key) + "=" + value + "\n";
-  const Place place = find(lines, section);
   if (place.status == 262) {
     return added.empty() ? Answer{264, old} : Answer{0, withLineFeed(old) + "[" + section + "]\n" + added};
   }
@@ -218,12 +213,12 @@ Answer modelSet(const std::vector<std::string> &lines, const std::string &sectio
 
 // Checks of INI files -------------------------------------------------------------------------------------------------
 
-Answer read(const std::string &path, const char *section, const char *key, size_t room)
+Answer read(const std::string &path, const char *section, const char *key, size_t capacity)
 {
-  std::vector<char> buffer(room);
-  auto size = static_cast<uint32_t>(room);
+  std::vector<char> buffer(capacity);
+  auto size = static_cast<uint32_t>(capacity);
   const uint32_t status = ReadINIFileValue_astring(section, key, buffer.data(), &size, nullptr, 0, path.c_str(), 1);
-  require(status != 0 || size <= room, "the size is inside the buffer");
+  require(status != 0 || size <= capacity, "the size is inside the buffer");
   return {status, status == 0 ? std::string(buffer.data(), size) : ""};
 }
 
@@ -248,11 +243,12 @@ void checkIni(const std::string &path, const std::string &content, uint8_t choic
   const char *value = values[choice / 16 % 4];
   const char *changed = choice >= 192 ? nullptr : key;
   const std::vector<std::string> lines = split(content);
+  const Place place = find(lines, section);
   put(path, content);
-  checkRead(path, section, key, modelRead(lines, section, key), 0);
+  checkRead(path, section, key, modelRead(lines, place, key), 0);
   checkRead(path, nullptr, nullptr, modelSections(lines), 1);
-  checkRead(path, section, nullptr, modelKeys(lines, section), 1);
-  const Answer wanted = modelSet(lines, section, changed, value);
+  checkRead(path, section, nullptr, modelKeys(lines, place), 1);
+  const Answer wanted = modelSet(lines, place, section, changed, value);
   uint32_t status;
   bool struck;
   {
@@ -278,9 +274,11 @@ std::string modelNormal(const std::string &line)
   value.erase(value.find_last_not_of(" \t\r\n") + 1);
   std::string normal;
   bool quoted = false;
-  for (const char c : line.substr(0, start)) {
-    quoted = quoted != (c == '"');
-    normal += quoted || memchr(" \t\r\n", c, 4) == nullptr ? std::string(1, c) : "";
+  for (size_t at = 0; at < start;) {
+    const size_t mark = std::min(line.find_first_of(quoted ? "\"" : "\" \t\r\n", at), start);
+    normal.append(line, at, mark - at);
+    quoted = quoted != (mark < start && line[mark] == '"');
+    at = mark + 1;
   }
   normal += value;
   normal.erase(std::remove(normal.begin(), normal.end(), '"'), normal.end());
@@ -376,22 +374,24 @@ void checkBytes(const std::string &path, const std::string &content)
     }
     wanted.push_back(static_cast<uint8_t>(number));
   }
-  for (const size_t room : {wanted.size() + 1, wanted.size() / 2 + 1}) {
-    std::vector<uint8_t> bytes(room);
-    auto size = static_cast<uint32_t>(room);
+  for (const size_t capacity : {wanted.size() + 1, wanted.size() / 2 + 1}) {
+    std::vector<uint8_t> bytes(capacity);
+    auto size = static_cast<uint32_t>(capacity);
     const uint32_t got = ReadINIFileValue_binary("s", "k", bytes.data(), &size, nullptr, 0, path.c_str(), 1);
-    require(got == (status == 264 ? 264 : wanted.size() > room ? 16 : 0), "bytes answer as the model does");
+    require(got == (status == 264 ? 264 : wanted.size() > capacity ? 16 : 0), "bytes answer as the model does");
     require(size == (got == 264 ? 0 : wanted.size()), "bytes are counted");
-    const auto stored = static_cast<ptrdiff_t>(std::min(room, wanted.size()));
+    const auto stored = static_cast<ptrdiff_t>(std::min(capacity, wanted.size()));
     require(got == 264 || std::equal(bytes.begin(), bytes.begin() + stored, wanted.begin()),
             "bytes are those of the model");
   }
 }
 
+/// At most as much as crosses the blocks that the library reads.
 std::string expand(const uint8_t *data, size_t size)
 {
+  constexpr size_t kMost = 80'000;
   std::string content;
-  for (size_t i = 0; i < size; ++i) {
+  for (size_t i = 0; i < size && content.size() < kMost; ++i) {
     if (data[i] == 0xFF && size - i > 2) {
       content.append(66 * size_t{data[i + 1]}, static_cast<char>(data[i + 2]));
       i += 2;

@@ -1,6 +1,9 @@
-// Buffers for fuzz targets: of exactly their size in the heap, so that one byte read or written past them is found, and
-// filled with a pattern, so that what is written where nothing should be is found as well.
+// Buffers for fuzz targets. They end at an unreadable page, so that one byte read or written past them is found, also by
+// code that no sanitizer watches, and are filled with a pattern, so that what is written where nothing should be is found
+// as well.
 #pragma once
+
+#include <sys/mman.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -9,6 +12,8 @@
 #include <cstring>
 #include <iterator>
 #include <memory>
+#include <utility>
+#include <vector>
 
 namespace fuzz {
 
@@ -20,26 +25,86 @@ inline void require(bool holds, const char *what)
   }
 }
 
+/// Memory that ends at an unreadable page. Mappings of the usual capacity are kept for the next one.
+class GuardedMemory {
+ public:
+  explicit GuardedMemory(size_t size)
+      : capacity_(size <= kUsual ? kUsual : (size + kPage - 1) / kPage * kPage), start_(take(capacity_)), size_(size)
+  {
+  }
+  GuardedMemory(GuardedMemory &&other) noexcept
+      : capacity_(other.capacity_), start_(std::exchange(other.start_, nullptr)), size_(other.size_)
+  {
+  }
+  GuardedMemory &operator=(GuardedMemory &&) = delete;
+
+  ~GuardedMemory()
+  {
+    if (start_ == nullptr) {
+      return;
+    }
+    if (capacity_ == kUsual) {
+      kept().push_back(start_);
+    } else {
+      (void)munmap(start_, capacity_ + kPage);  // it was mapped
+    }
+  }
+
+  uint8_t *data() const { return start_ + capacity_ - size_; }
+  size_t size() const { return size_; }
+
+ private:
+  static constexpr size_t kPage = 4096;
+  static constexpr size_t kUsual = 4 * kPage;
+
+  static std::vector<uint8_t *> &kept()
+  {
+    static std::vector<uint8_t *> mappings;
+    return mappings;
+  }
+
+  static uint8_t *take(size_t capacity)
+  {
+    if (capacity == kUsual && !kept().empty()) {
+      uint8_t *const start = kept().back();
+      kept().pop_back();
+      return start;
+    }
+    void *start = mmap(nullptr, capacity + kPage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    require(start != MAP_FAILED && mprotect(static_cast<uint8_t *>(start) + capacity, kPage, PROT_NONE) == 0,
+            "memory is mapped");
+    return static_cast<uint8_t *>(start);
+  }
+
+  size_t capacity_;
+  uint8_t *start_;
+  size_t size_;
+};
+
 /// A buffer of so many bytes, also where they are no whole number of units.
 template <class Unit>
 class TightBuffer {
  public:
-  explicit TightBuffer(size_t bytes) : bytes_(new uint8_t[bytes]), size_(bytes) { memset(data(), kUntouched, bytes); }
+  explicit TightBuffer(size_t bytes) : memory_((bytes + sizeof(Unit) - 1) / sizeof(Unit) * sizeof(Unit)), size_(bytes)
+  {
+    memset(memory_.data(), kUntouched, memory_.size());
+  }
 
-  Unit *data() { return reinterpret_cast<Unit *>(bytes_.get()); }
+  Unit *data() { return reinterpret_cast<Unit *>(memory_.data()); }
 
   /// Whether the buffer starts with units, and all behind them is as it was.
   template <class Units>
   bool holdsOnly(const Units &units) const
   {
     const size_t used = std::size(units) * sizeof(Unit);
-    return used <= size_ && (used == 0 || memcmp(bytes_.get(), std::data(units), used) == 0) &&
-           std::all_of(bytes_.get() + used, bytes_.get() + size_, [](uint8_t byte) { return byte == kUntouched; });
+    return used <= size_ && (used == 0 || memcmp(memory_.data(), std::data(units), used) == 0) &&
+           std::all_of(memory_.data() + used, memory_.data() + memory_.size(),
+                       [](uint8_t byte) { return byte == kUntouched; });
   }
 
  private:
   static constexpr uint8_t kUntouched = 0xA5;
-  std::unique_ptr<uint8_t[]> bytes_;
+  GuardedMemory memory_;
   size_t size_;
 };
 
@@ -49,17 +114,17 @@ class TightText {
  public:
   TightText(const uint8_t *data, size_t size) : TightText(data, size, lengthOf(data, size)) {}
 
-  const Unit *get() const { return units_.get(); }
-  Unit *get() { return units_.get(); }
+  const Unit *get() const { return reinterpret_cast<const Unit *>(memory_.data()); }
+  Unit *get() { return reinterpret_cast<Unit *>(memory_.data()); }
   size_t length() const { return length_; }
 
  private:
-  TightText(const uint8_t *data, size_t, size_t length) : units_(new Unit[length + 1]), length_(length)
+  TightText(const uint8_t *data, size_t, size_t length) : memory_((length + 1) * sizeof(Unit)), length_(length)
   {
     if (length > 0) {
-      memcpy(units_.get(), data, length * sizeof(Unit));
+      memcpy(get(), data, length * sizeof(Unit));
     }
-    units_[length] = 0;
+    get()[length] = 0;
   }
 
   static size_t lengthOf(const uint8_t *data, size_t size)
@@ -74,7 +139,7 @@ class TightText {
     return length;
   }
 
-  std::unique_ptr<Unit[]> units_;
+  GuardedMemory memory_;
   size_t length_;
 };
 

@@ -170,7 +170,7 @@ void checkValue(const uint8_t *data, size_t size)
   Bytes bytes(data, data + std::min<size_t>(size, 8));
   bytes.resize(8);
   for (uint32_t type = SM_TYPE_BOOLEAN; type <= SM_TYPE_TIME; ++type) {
-    checkWritten({bytes.begin(), bytes.begin() + kValueSizes[type]}, type);
+    checkWritten({bytes.data(), bytes.data() + kValueSizes[type]}, type);
   }
   const double thousandths = as<int32_t>(bytes) / 1000.0;
   Bytes decimal(sizeof(thousandths));

@@ -8,7 +8,7 @@ declare -A STAGES=(
   [exports]="exported names, version nodes, aliases, the library as a file, and its ABI beside the stored one"
   [rooms]="floors by call, circles of rooms, and whether a name is found at the first guess"
   [install]="programs outside the tree against an installed copy of both widths"
-  [docs]="every snippet of README and docs, compiled and run"
+  [docs]="every snippet of README and docs, compiled and run; the reference, built without a warning"
   [sanitize]="the tests under AddressSanitizer and UndefinedBehaviorSanitizer, in both widths"
   [threads]="what threads and locks are about, under ThreadSanitizer"
   [memcheck]="the programs about text, under valgrind"
@@ -16,10 +16,11 @@ declare -A STAGES=(
   [bench]="the benchmarks compile in both widths"
   [canaries]="each gate fails where it should"
   [coverage]="lines and branches of src/ that the tests reach"
+  [soak]="a minute of file work by processes of both widths that are killed at random"
   [packages]="the Debian packages, built twice, looked at by lintian, installed into bare roots"
 )
 readonly ORDER=(style lint exports rooms install docs canaries sanitize threads memcheck fuzz bench)
-readonly ON_DEMAND=(coverage packages)
+readonly ON_DEMAND=(coverage soak packages)
 
 readonly MEMCHECK_PROGRAMS=(convert_test format_test language_test strings_test value_test)
 readonly THREAD_PROGRAMS=(os_test file_guard_test sync_object_test thread_test store_stress_test log_test)
@@ -47,7 +48,7 @@ check() {
   done
   need_build
   need_stages "$@"
-  trap '[[ -z ${failed_in-} ]] || echo "./dev check: the stage $failed_in failed after $((SECONDS - started)) s" >&2' EXIT
+  trap '[[ -z ${failed_in-} ]] || echo "./dev check: $failed_in failed after $((SECONDS - started)) s" >&2' EXIT
   for stage in "$@"; do
     started=$SECONDS failed_in=$stage
     echo "== $stage: ${STAGES[$stage]}"
@@ -70,7 +71,7 @@ need_stages() {
       lint) packages+=(clang clang-tidy cppcheck) ;;
       exports) packages+=(abigail-tools) ;;
       install) packages+=(clang pkg-config) ;;
-      docs) packages+=(pkg-config) ;;
+      docs) packages+=(pkg-config doxygen) ;;
       memcheck) packages+=(valgrind) ;;
       fuzz) packages+=("${FUZZ_PACKAGES[@]}") ;;
       bench) packages+=("${BENCH_PACKAGES[@]}" "${BENCH_LIBRARIES[@]}") ;;
@@ -95,9 +96,10 @@ stage_style() {
 }
 
 stage_canaries() {
-  build i386 md5_test
+  build i386 qvsupt32
+  build x86_64 language_test
   [[ -d build/stage ]] || install_both build/stage
-  scripts/check_gates build/i386 build/stage
+  scripts/check_gates build/i386 build/stage build/x86_64/tests/language_test
 }
 
 stage_lint() {
@@ -139,6 +141,7 @@ stage_docs() {
   rm -rf build/stage
   install_both build/stage
   scripts/check_snippets build/stage
+  if [[ -e scripts/build_docs ]]; then scripts/build_docs build/docs; fi
 }
 
 stage_sanitize() {
@@ -175,7 +178,8 @@ stage_fuzz() {
 stage_bench() {
   build bench-x86_64
   configure bench
-  ninja -C build/bench -t targets all | sed -n 's/^\(bench\/.*\.o\): .*/\1/p' | xargs ninja -C build/bench --quiet qvsupt32
+  ninja -C build/bench -t targets all | sed -n 's/^\(bench\/.*\.o\): .*/\1/p' |
+    xargs ninja -C build/bench --quiet qvsupt32
 }
 
 stage_coverage() {
@@ -183,6 +187,12 @@ stage_coverage() {
   find build/coverage -name '*.gcda' -delete
   run_tests coverage
   scripts/coverage build/coverage
+}
+
+stage_soak() {
+  build x86_64 width_peer
+  build i386 soak_test
+  QVSUPT32_BOTH_WIDTHS=1 QVSUPT32_SOAK_SECONDS=60 tests/support/sandbox build/i386/tests/soak_test
 }
 
 stage_packages() {

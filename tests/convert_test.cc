@@ -726,7 +726,10 @@ TEST(DynamicString, BeginsEmptyAndEndsCleared)
   SSUTF8StrFree(&record);
   SSUTF8StrFree(nullptr);
   EXPECT_EQ(nullptr, SSUTF8StrAlloc(nullptr, 5));
+}
 
+TEST(DynamicString, BeginsNotWithoutMemory)
+{
   char16_t other[] = u"not the record's";
   SSUCS2Str units = {other, 1, 1};
   support::Fault fault(Call::allocation, 1);
@@ -929,37 +932,6 @@ TEST(Dump, ShowsSixteenBytesALine)
   EXPECT_EQ(SM_STATUS_SUCCESS, SMBufToUCS2Str(&units, kDumped, kDumpedCount, 0x100));
   EXPECT_EQ(std::string("dump:") + kDump, std::string(units.pStr, units.pStr + units.strLen));
   EXPECT_EQ((5u + 2 * 82 + 1) * 2, units.strBufSize);
-}
-
-TEST(Dump, ShowsEveryByteAndEveryLengthOfALine)
-{
-  GuardedBlock bytes(256);
-  for (uint32_t i = 0; i < 256; ++i) {
-    bytes.data()[i] = static_cast<uint8_t>(i);
-  }
-  for (uint32_t length = 1; length <= 256; ++length) {
-    uint32_t count = length;
-    const uint8_t *start = bytes.data() + 256 - length;
-    const std::unique_ptr<char, void (*)(void *)> text(BufToUTF8Str(start, &count, 0xFFFFFFF0), SMFreeMem);
-    std::string expected;
-    for (uint32_t line = 0; line < length; line += 16) {
-      char digits[64];
-      snprintf(digits, sizeof(digits), "0x%08X: ", line - 16);
-      std::string shown = digits;
-      std::string characters;
-      for (uint32_t i = 0; i < 16 && line + i < length; ++i) {
-        const uint8_t byte = start[line + i];
-        snprintf(digits, sizeof(digits), "%s%02X", i == 0 ? "" : i % 4 == 0 ? ":" : " ", byte);
-        shown += digits;
-        characters += byte >= 32 && byte <= 122 ? static_cast<char>(byte) : '.';
-      }
-      shown.resize(63, ' ');
-      characters.resize(17, ' ');
-      expected += shown + characters + "\r\n";
-    }
-    ASSERT_EQ(expected, text.get());
-    ASSERT_EQ(expected.size() + 1, count);
-  }
 }
 
 TEST(Dump, OfNothingIsEmpty)

@@ -197,30 +197,35 @@ TEST(FileGuard, TryWaitsUntilItIsKnownWhetherAnotherProcessHasTheRecord)
 
 TEST(FileGuard, LeavingWakesWhoWaitsAndLetsNobodyInBefore)
 {
-  constexpr int kRounds = 20;
-  int inTurn = 0;
-  unsigned woken = 0;
-  for (int round = 0; round < kRounds; ++round) {
-    std::optional<FileGuard> guard(std::in_place, kWait);
-    std::atomic<bool> entered = false;
-    std::thread waiting([&] {
-      const FileGuard own(kWait);
-      entered = true;
+  std::optional<FileGuard> guard(std::in_place, kWait);
+  std::promise<void> hasWaited;
+  std::promise<void> mayGoOn;
+  std::thread waiting([&] {
+    const Fault secondSleep(Call::futexWait, 2, [&] {
+      hasWaited.set_value();
+      mayGoOn.get_future().wait();
     });
-    giveTime();
+    EXPECT_TRUE(obtains(kWait));
+  });
+  hasWaited.get_future().wait();
+  {
     const Fault wakes(Call::futexWake);
     guard.reset();
-    woken += wakes.calls();
-    guard.emplace(kWait);
-    inTurn += entered ? 1 : 0;
-    guard.reset();
-    waiting.join();
+    EXPECT_EQ(wakes.calls(), 1u);
+    const Fault sleeps(Call::futexWait, 1, [&] {
+      mayGoOn.set_value();
+      waiting.join();
+    });
+    EXPECT_TRUE(obtains(kWait));
+    EXPECT_EQ(sleeps.calls(), 1u) << "the gate was reserved for the thread that had waited for a whole step";
+    if (sleeps.calls() == 0) {
+      mayGoOn.set_value();
+      waiting.join();
+    }
   }
-  EXPECT_GE(woken, kRounds / 2u);
-  EXPECT_GE(inTurn, kRounds / 2) << "the reservation ends after a millisecond, in which a busy machine may run others";
   const Fault wakes(Call::futexWake);
   EXPECT_TRUE(obtains(kWait));
-  EXPECT_EQ(wakes.calls(), 0u) << "nobody waits";
+  EXPECT_EQ(wakes.calls(), 0u) << "nothing waits";
 }
 
 TEST(FileGuard, TakesTheGateBeforeTheRecordAndLeavesItAfter)

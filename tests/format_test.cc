@@ -299,7 +299,7 @@ TEST(Format, AnInvalidUCS2TextEndsTheOutput)
   }
 }
 
-TEST(Format, OnlyUCS2TextAllocates)
+TEST(Format, OnlyUCS2TextFailsWithoutMemory)
 {
   char buffer[4096];
   unsigned calls;

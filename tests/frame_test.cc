@@ -9,6 +9,8 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "qvsupt32.h"
@@ -73,6 +75,40 @@ TEST(FileLock, ModeOneAloneWaits)
   EXPECT_EQ(FileUnlock(), 0);
   const Fault again(Call::fcntl, 1, EIO);
   EXPECT_EQ(FileLock(1), 0u);
+}
+
+TEST(FileLock, HasAnSmName)
+{
+  EXPECT_EQ(SMFileLock(SM_LOCK_TRY), 1u);
+  EXPECT_EQ(support::recordLocks(getpid()), "WRITE 120000 120000\n");
+  EXPECT_EQ(SMFileUnlock(), 0);
+  EXPECT_EQ(support::recordLocks(getpid()), "");
+}
+
+TEST(Version, IsThatOfTheHeaders)
+{
+  EXPECT_STREQ(SMGetVersionText(), QVSUPT32_VERSION_STRING);
+  EXPECT_EQ(std::to_string(QVSUPT32_VERSION_MAJOR) + "." + std::to_string(QVSUPT32_VERSION_MINOR) + "." +
+                std::to_string(QVSUPT32_VERSION_PATCH),
+            QVSUPT32_VERSION_STRING);
+}
+
+TEST(StatusText, BeginsWithTheNameAndIsOneLine)
+{
+  const std::pair<uint32_t, std::string> rows[] = {{0, "SM_STATUS_SUCCESS: "},
+                                                   {0xFFFFFFFF, "SM_STATUS_UNSUCCESSFUL: "},
+                                                   {256, "SM_STATUS_NOT_FOUND: "},
+                                                   {291, "SM_STATUS_VALUE_TOO_SMALL: "}};
+  for (const auto &[status, start] : rows) {
+    EXPECT_EQ(std::string(SMStatusText(status)).substr(0, start.size()), start);
+  }
+  int known = 0;
+  for (uint32_t status = 0xFFFFFFFF; status != 1000; ++status) {
+    const std::string text = SMStatusText(status);
+    known += text == "unknown status" ? 0 : 1;
+    EXPECT_EQ(text.find('\n'), std::string::npos);
+  }
+  EXPECT_EQ(known, 25);
 }
 
 TEST(Memory, IsTheHeapOfTheProcess)

@@ -56,25 +56,25 @@ TEST(HashIdTest, LowestFreeFirst)
   }
   EXPECT_EQ(0u, SMAcquireHashID(table.words(), 4));
   EXPECT_EQ(0xFFFFFFFEu, table.words()[0]) << "the bit of identifier 0 stays clear";
-  EXPECT_EQ(0u, SMReleaseHashID(table.words(), 4, 5));
-  EXPECT_EQ(12u, SMReleaseHashID(table.words(), 4, 5));
+  EXPECT_EQ(SMReleaseHashID(table.words(), 4, 5), SM_STATUS_SUCCESS);
+  EXPECT_EQ(SMReleaseHashID(table.words(), 4, 5), SM_STATUS_INDEX_OUT_OF_RANGE);
   EXPECT_EQ(5u, SMAcquireHashID(table.words(), 4));
 }
 
 TEST(HashIdTest, StatusesAtTheEdges)
 {
   Table table(4);
-  EXPECT_EQ(12u, SMVerifyHashID(table.words(), 4, 0));
-  EXPECT_EQ(12u, SMVerifyHashID(table.words(), 4, 31));
-  EXPECT_EQ(257u, SMVerifyHashID(table.words(), 4, 32));
-  EXPECT_EQ(257u, SMReleaseHashID(table.words(), 4, UINT32_MAX));
+  EXPECT_EQ(SMVerifyHashID(table.words(), 4, 0), SM_STATUS_INDEX_OUT_OF_RANGE);
+  EXPECT_EQ(SMVerifyHashID(table.words(), 4, 31), SM_STATUS_INDEX_OUT_OF_RANGE);
+  EXPECT_EQ(SMVerifyHashID(table.words(), 4, 32), SM_STATUS_BAD_TYPE);
+  EXPECT_EQ(SMReleaseHashID(table.words(), 4, UINT32_MAX), SM_STATUS_BAD_TYPE);
   // A table that does not end with a whole word has its own capacity, and hands out nothing below a word.
   Table odd(5);
-  EXPECT_EQ(12u, SMVerifyHashID(odd.words(), 5, 39));
-  EXPECT_EQ(257u, SMVerifyHashID(odd.words(), 5, 40));
+  EXPECT_EQ(SMVerifyHashID(odd.words(), 5, 39), SM_STATUS_INDEX_OUT_OF_RANGE);
+  EXPECT_EQ(SMVerifyHashID(odd.words(), 5, 40), SM_STATUS_BAD_TYPE);
   for (uint32_t size = 0; size < 4; ++size) {
-    EXPECT_EQ(12u, SMVerifyHashID(table.words(), size, 0));
-    EXPECT_EQ(size == 0 ? 257u : 12u, SMReleaseHashID(table.words(), size, 1));
+    EXPECT_EQ(SMVerifyHashID(table.words(), size, 0), SM_STATUS_INDEX_OUT_OF_RANGE);
+    EXPECT_EQ(SMReleaseHashID(table.words(), size, 1), size == 0 ? SM_STATUS_BAD_TYPE : SM_STATUS_INDEX_OUT_OF_RANGE);
     EXPECT_EQ(0u, SMAcquireHashID(table.words(), size));
     EXPECT_EQ(0u, SMGetMaxInUseID(table.words(), size));
     uint32_t word = 7;
@@ -83,7 +83,7 @@ TEST(HashIdTest, StatusesAtTheEdges)
   }
   // A bit of identifier 0 that somebody else has set is never reported.
   table.words()[0] = 1;
-  EXPECT_EQ(12u, SMVerifyHashID(table.words(), 4, 0));
+  EXPECT_EQ(SMVerifyHashID(table.words(), 4, 0), SM_STATUS_INDEX_OUT_OF_RANGE);
   EXPECT_EQ(0u, SMGetMaxInUseID(table.words(), 4));
   EXPECT_TRUE(enumerate(table).empty());
 }
@@ -128,13 +128,13 @@ TEST(HashIdTest, AgreesWithAModel)
         }
       } else {
         const auto id = static_cast<uint32_t>(random() % model.size());
-        ASSERT_EQ(model[id] ? 0u : 12u, ReleaseHashID(table.words(), size, id));
+        ASSERT_EQ(model[id] ? SM_STATUS_SUCCESS : SM_STATUS_INDEX_OUT_OF_RANGE, ReleaseHashID(table.words(), size, id));
         model[id] = false;
       }
     }
     std::vector<uint32_t> used;
     for (uint32_t id = 0; id < model.size(); ++id) {
-      ASSERT_EQ(model[id] ? 0u : 12u, VerifyHashID(table.words(), size, id));
+      ASSERT_EQ(model[id] ? SM_STATUS_SUCCESS : SM_STATUS_INDEX_OUT_OF_RANGE, VerifyHashID(table.words(), size, id));
       if (model[id]) {
         used.push_back(id);
       }

@@ -95,6 +95,8 @@ TEST_F(IniFile, LookupTakesTheFirstKeyOfTheFirstSection)
               {"[s]\na=1\n \t[t]\nk=2\n", "s", "k", 263, ""},
               {"[s]\na=[t]\nk=2\n", "s", "k", 0, "2"},
               {"[s]\n[t\nk=2\n", "s", "k", 263, ""},
+              {"[s]\n[k=2\n", "s", "[k", 263, ""},
+              {"[s]\n[t]\n" + times(70000, '\n') + "k=1\n", "s", "k", 263, ""},
               {" [t\n[s]\nk=2\n", "s", "k", 261, ""},
               {"#[t\n;[t\nx[t\n[s]\nk=2\n", "s", "k", 0, "2"},
               {"[s]\n=1\n", "s", "k", 263, ""},
@@ -118,9 +120,9 @@ TEST_F(IniFile, LookupTakesTheFirstKeyOfTheFirstSection)
               {times(70000, '\n') + "[s]\n" + times(70000, '\n') + "k=1\n", "s", "k", 0, "1"}};
   for (const auto &row : rows) {
     put(file, row.content);
-    const std::string room = times(40 - row.value.size() - 1, '?');
+    const std::string rest = times(40 - row.value.size() - 1, '?');
     const std::string wanted = row.status == 0
-                                   ? "0 " + std::to_string(row.value.size() + 1) + " " + row.value + '\0' + room
+                                   ? "0 " + std::to_string(row.value.size() + 1) + " " + row.value + '\0' + rest
                                    : std::to_string(row.status) + " 5 dflt\0"s + times(35, '?');
     EXPECT_EQ(read(row.section, row.key, 40, "dflt", 5), wanted) << testing::PrintToString(row.content.substr(0, 80));
   }
@@ -201,6 +203,7 @@ TEST_F(IniFile, SetChangesOneLineAndNothingElse)
                          {"[s]\na=1", "s", "k", "v", 0, "[s]\na=1\nk=v\n"},
                          {"[s]", "s", "k", "v", 0, "[s]\nk=v\n"},
                          {"[s]\nk", "s", "k", "v", 0, "[s]\nk=v\n"},
+                         {"[s]\nkez\nkey", "s", "key", "v", 0, "[s]\nkez\nkey=v\n"},
                          {"[s]\n k\0=1\n"s, "s", "k", "v", 0, "[s]\nk=v\n"},
                          {"[s]\nk=1\n", "t", "k", "v", 0, "[s]\nk=1\n[t]\nk=v\n"},
                          {"[s]\nk=1", "t", "k", "v", 0, "[s]\nk=1\n[t]\nk=v\n"},
@@ -551,7 +554,7 @@ TEST_F(IniFile, FileSystemsThatRefuse)
   EXPECT_EQ(WriteINIFileValue_astring("s", "k", "v", 2, path("new.ini").c_str(), 1), 19u);
   EXPECT_EQ(get(path("new.ini")), "");
   fs::resize_file(path("filler"), 4096);
-  EXPECT_EQ(set("t", "k", "3"), 0u) << "in place where there is no room for a second copy";
+  EXPECT_EQ(set("t", "k", "3"), 0u) << "in place if a second copy does not fit";
   EXPECT_TRUE(get(file) == twoPages + "[t]\nk=3\n");
 }
 
@@ -647,6 +650,9 @@ TEST_F(IniFile, FailuresAtTheReplacement)
   EXPECT_EQ(reads.calls(), 2u) << "the second finds the end";
   EXPECT_EQ(writes.calls() + syncs.calls() + renames.calls(), 3u);
   EXPECT_EQ(unlinks.calls(), 0u);
+  EXPECT_EQ(read("s", "no", 2), "263 0 \0?"s);
+  EXPECT_EQ(opens.calls(), 3u);
+  EXPECT_EQ(reads.calls(), 3u);
 }
 
 TEST_F(IniFile, FailingReadsAnswerWithTheDefault)
@@ -786,7 +792,7 @@ TEST_F(FileFunctions, Directories)
   EXPECT_EQ(CreateDir(made.c_str()), 0u);
   EXPECT_EQ(CreateDir(path("no/made").c_str()), kFailed);
   put(path("made/file"), "");
-  EXPECT_EQ(CreateDir(path("made/file").c_str()), 0u) << "something stands there";
+  EXPECT_EQ(CreateDir(path("made/file").c_str()), 0u) << "something exists there";
   EXPECT_EQ(DelDir(made.c_str()), 257u);
   EXPECT_EQ(DelDir(path("made/file").c_str()), kFailed);
   EXPECT_EQ(DelFile(path("made/file").c_str()), 0u);

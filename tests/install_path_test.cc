@@ -149,11 +149,11 @@ TEST_F(InstallPath, PlatformDirectoriesWhateverExists)
   uint32_t size = 99;
   char path[100] = "?";
   for (const uint32_t product : {1u, 34u, 35u}) {
-    EXPECT_EQ(OSInitProductInstallPath(product, nullptr, &size), 271u);
-    EXPECT_EQ(OSInitProductInstallPath(product, path, nullptr), 271u);
+    EXPECT_EQ(OSInitProductInstallPath(product, nullptr, &size), SM_STATUS_INVALID_PARAMETER);
+    EXPECT_EQ(OSInitProductInstallPath(product, path, nullptr), SM_STATUS_INVALID_PARAMETER);
   }
   size = 2;
-  EXPECT_EQ(OSInitInstallPathByKeyName("k/", path, &size), 16u);
+  EXPECT_EQ(OSInitInstallPathByKeyName("k/", path, &size), SM_STATUS_BUFFER_TOO_SMALL);
   EXPECT_EQ(size, 3u);
   EXPECT_EQ(OSInitInstallPathByKeyName("k/", path, &size), 0u);
   EXPECT_STREQ(path, "k/");

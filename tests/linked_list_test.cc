@@ -167,7 +167,10 @@ TYPED_TEST(ListTest, OrderedInsert)
     int key;
     uint32_t status;
     Numbers after;
-  } rows[] = {{4, 0, {1, 3, 4, 5}}, {9, 0, {1, 3, 5, 9}}, {0, 0, {0, 1, 3, 5}}, {3, 258, {1, 3, 5}}};
+  } rows[] = {{4, SM_STATUS_SUCCESS, {1, 3, 4, 5}},
+              {9, SM_STATUS_SUCCESS, {1, 3, 5, 9}},
+              {0, SM_STATUS_SUCCESS, {0, 1, 3, 5}},
+              {3, SM_STATUS_ALREADY_EXISTS, {1, 3, 5}}};
   for (const auto &row : rows) {
     this->list_ = {nullptr, nullptr};
     this->fill({1, 3, 5});
@@ -178,11 +181,11 @@ TYPED_TEST(ListTest, OrderedInsert)
   this->list_ = {nullptr, nullptr};
   int key = 7;
   Entry *entry = this->entry(key);
-  EXPECT_EQ(271u, F::insert(nullptr, entry, &key, compare<Entry>));
-  EXPECT_EQ(271u, F::insert(&this->list_, nullptr, &key, compare<Entry>));
-  EXPECT_EQ(271u, F::insert(&this->list_, entry, nullptr, compare<Entry>));
-  EXPECT_EQ(271u, F::insert(&this->list_, entry, &key, nullptr));
-  EXPECT_EQ(0u, F::insert(&this->list_, entry, &key, compare<Entry>));
+  EXPECT_EQ(F::insert(nullptr, entry, &key, compare<Entry>), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(F::insert(&this->list_, nullptr, &key, compare<Entry>), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(F::insert(&this->list_, entry, nullptr, compare<Entry>), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(F::insert(&this->list_, entry, &key, nullptr), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(F::insert(&this->list_, entry, &key, compare<Entry>), SM_STATUS_SUCCESS);
   EXPECT_EQ(Numbers({7}), contents(this->list_));
 }
 

@@ -147,7 +147,7 @@ TEST_F(IpcName, UnreadableFileGivesTheDefault)
 
 TEST_F(IpcName, NumberCutOffByAReadErrorIsNotUsed)
 {
-  EXPECT_EQ(baseWith(Call::read, 2, EIO, "ipcnamebase=7"), kDefaultBase) << "nobody knows how it would go on";
+  EXPECT_EQ(baseWith(Call::read, 2, EIO, "ipcnamebase=7"), kDefaultBase) << "the rest of the number is unknown";
 }
 
 /// What a process gets that has not opened the IPC file yet: result, path; mode, size and access of the file.

@@ -85,7 +85,7 @@ class Stress : public support::Scratch {
     }
   }
 
-  /// Expects what the file held at first, and behind it whole sections of one whole value each.
+  /// Expects the first content of the file, followed by whole sections of one whole value each.
   void expectWhole(const std::string &start) const
   {
     const std::string content = std::filesystem::exists(file) ? get(file) : "";
@@ -161,9 +161,7 @@ TEST_F(Stress, WriterKilledAtAnyInstantLeavesTheOldContentOrTheNew)
         const std::string value = valueOf(version, 7000);
         set("s", "k", value);
         set("new" + std::to_string(version % 50), "k", value);
-        std::string entry = valueOf(version, 5000);
-        const CFGUKeyValueEntry line = {const_cast<char *>("k"), entry.data()};
-        CFGUSetKeyValueEntry(config.c_str(), &line, 0);
+        SMCFGSetKeyValue(config.c_str(), "k", valueOf(version, 5000).c_str(), 0);
       }
     });
     ASSERT_TRUE(writer.waitHeld());

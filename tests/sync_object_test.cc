@@ -1,5 +1,5 @@
 // Named and unnamed mutexes, semaphores, events and shared memory: handles, names, statuses, other processes, dead
-// ones, and nothing left behind.
+// ones, and no residue.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -20,12 +20,19 @@
 #include "support/child.h"
 #include "support/faults.h"
 #include "support/residue.h"
+#include "support/signed_statuses.h"
 
 namespace {
 
 using support::Call;
 using support::Child;
 using support::Fault;
+using support::kBadType;
+using support::kFailed;
+using support::kInvalid;
+using support::kOk;
+using support::kTimeout;
+using support::kTooSmall;
 
 std::string lockFile(const std::string &name)
 {
@@ -39,11 +46,11 @@ int semaphoreCount(const char *name)
 
 TEST(KeyTest, Crc)
 {
-  EXPECT_EQ(0xB63DA8B2u, GenerateCRC32("abc", 3, 3));
-  EXPECT_EQ(0xFFFFFFFFu, GenerateCRC32("abc", 3, 0));
+  EXPECT_EQ(GenerateCRC32("abc", 3, 3), 0xB63DA8B2u);
+  EXPECT_EQ(GenerateCRC32("abc", 3, 0), 0xFFFFFFFFu);
   EXPECT_EQ(GenerateCRC32("abc\0\0", 5, 5), GenerateCRC32("abc", 3, 5));
-  EXPECT_EQ(0x2DFD1072u, GenerateCRC32("", 1, 1));
-  EXPECT_EQ(static_cast<int32_t>(0xFB8FC9A3), GetUniqueKeyFromStr("abc"));
+  EXPECT_EQ(GenerateCRC32("", 1, 1), 0x2DFD1072u);
+  EXPECT_EQ(GetUniqueKeyFromStr("abc"), static_cast<int32_t>(0xFB8FC9A3));
 }
 
 TEST(RecordTest, NamesAndSizes)
@@ -53,19 +60,19 @@ TEST(RecordTest, NamesAndSizes)
     size_t longest;
   } rows[] = {{1, 233}, {2, 255}, {3, 255}, {4, 255}};
   for (const auto &row : rows) {
-    EXPECT_EQ(nullptr, OSSyncInfoAlloc("", 64, row.kind));
-    EXPECT_EQ(nullptr, OSSyncInfoAlloc(std::string(row.longest + 1, 'n').c_str(), 64, row.kind));
+    EXPECT_EQ(OSSyncInfoAlloc("", 64, row.kind), nullptr);
+    EXPECT_EQ(OSSyncInfoAlloc(std::string(row.longest + 1, 'n').c_str(), 64, row.kind), nullptr);
     OSSyncInfo *info = OSSyncInfoAlloc(std::string(row.longest, 'n').c_str(), 64, row.kind);
-    ASSERT_NE(nullptr, info);
-    EXPECT_EQ(static_cast<uint32_t>(row.kind), info->kind);
+    ASSERT_NE(info, nullptr);
+    EXPECT_EQ(info->kind, static_cast<uint32_t>(row.kind));
     EXPECT_EQ((row.kind == 1 ? "/etc/tallowmere/vela/." : "") + std::string(row.longest, 'n'), info->name);
     SMFreeMem(info);
     info = OSSyncInfoAlloc(nullptr, 64, row.kind);
-    ASSERT_NE(nullptr, info);
-    EXPECT_EQ(nullptr, info->name);
+    ASSERT_NE(info, nullptr);
+    EXPECT_EQ(info->name, nullptr);
     SMFreeMem(info);
-    EXPECT_EQ(nullptr, OSSyncInfoAlloc("n", 0, row.kind));
-    EXPECT_EQ(nullptr, OSSyncInfoAlloc("n", UINT32_MAX, row.kind));
+    EXPECT_EQ(OSSyncInfoAlloc("n", 0, row.kind), nullptr);
+    EXPECT_EQ(OSSyncInfoAlloc("n", UINT32_MAX, row.kind), nullptr);
   }
 }
 
@@ -74,8 +81,8 @@ TEST(RecordTest, ForeignHandles)
 {
   OSSyncInfo *mutex = SMMutexCreate(nullptr);
   OSSyncInfo *semaphore = SMSemaphoreCreate(nullptr, 0);
-  ASSERT_NE(nullptr, mutex);
-  ASSERT_NE(nullptr, semaphore);
+  ASSERT_NE(mutex, nullptr);
+  ASSERT_NE(semaphore, nullptr);
   const struct {
     const char *what;
     std::function<int32_t(OSSyncInfo *)> call;
@@ -91,12 +98,12 @@ TEST(RecordTest, ForeignHandles)
       {"pulse", [](OSSyncInfo *h) { return SMEventPulse(h); }, semaphore},
   };
   for (const auto &row : rows) {
-    EXPECT_EQ(271, row.call(nullptr)) << row.what;
-    EXPECT_EQ(257, row.call(row.foreign)) << row.what;
+    EXPECT_EQ(row.call(nullptr), kInvalid) << row.what;
+    EXPECT_EQ(row.call(row.foreign), kBadType) << row.what;
   }
-  EXPECT_EQ(271, SMSemaphoreRelease(mutex, 32768, nullptr)) << "the argument comes before the kind";
-  EXPECT_EQ(nullptr, SMSharedMemGetAddressPtr(mutex));
-  EXPECT_EQ(nullptr, SMSharedMemGetAddressPtr(nullptr));
+  EXPECT_EQ(SMSemaphoreRelease(mutex, 32768, nullptr), kInvalid) << "the argument comes before the kind";
+  EXPECT_EQ(SMSharedMemGetAddressPtr(mutex), nullptr);
+  EXPECT_EQ(SMSharedMemGetAddressPtr(nullptr), nullptr);
   for (OSSyncInfo *handle : {static_cast<OSSyncInfo *>(nullptr), mutex}) {
     SMSemaphoreDestroy(handle);
     SMEventDestroy(handle);
@@ -104,40 +111,40 @@ TEST(RecordTest, ForeignHandles)
   }
   SMMutexDestroy(nullptr);
   SMMutexDestroy(semaphore);
-  EXPECT_EQ(0, SMMutexLock(mutex, 0)) << "destroying as another kind left it alone";
-  EXPECT_EQ(0, SMMutexUnLock(mutex));
+  EXPECT_EQ(SMMutexLock(mutex, 0), kOk) << "destroying as another kind left it alone";
+  EXPECT_EQ(SMMutexUnLock(mutex), kOk);
   SMMutexDestroy(mutex);
   SMSemaphoreDestroy(semaphore);
 }
 
 TEST(MutexTest, NamedExcludesByHandle)
 {
-  EXPECT_EQ(nullptr, SMMutexOpen("gate"));
-  EXPECT_EQ(nullptr, SMMutexOpen(nullptr));
+  EXPECT_EQ(SMMutexOpen("gate"), nullptr);
+  EXPECT_EQ(SMMutexOpen(nullptr), nullptr);
   OSSyncInfo *first = SMMutexCreate("gate");
   OSSyncInfo *second = SMMutexOpen("gate");
-  ASSERT_NE(nullptr, first);
-  ASSERT_NE(nullptr, second);
+  ASSERT_NE(first, nullptr);
+  ASSERT_NE(second, nullptr);
   struct stat status;
-  ASSERT_EQ(0, stat(lockFile("gate").c_str(), &status));
-  EXPECT_EQ(0600u, status.st_mode & 0777u);
+  ASSERT_EQ(stat(lockFile("gate").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777u, 0600u);
 
-  EXPECT_EQ(0, SMMutexLock(first, SM_WAIT_FOREVER));
+  EXPECT_EQ(SMMutexLock(first, SM_WAIT_FOREVER), kOk);
   {
     const Fault sleeps(Call::usleep);
-    EXPECT_EQ(3, SMMutexLock(second, 0));
-    EXPECT_EQ(0u, sleeps.calls());
-    EXPECT_EQ(3, SMMutexLock(second, 4));
-    EXPECT_EQ(4u, sleeps.calls());
+    EXPECT_EQ(SMMutexLock(second, 0), kTimeout);
+    EXPECT_EQ(sleeps.calls(), 0u);
+    EXPECT_EQ(SMMutexLock(second, 4), kTimeout);
+    EXPECT_EQ(sleeps.calls(), 4u);
   }
-  EXPECT_EQ(0, SMMutexUnLock(first));
-  EXPECT_EQ(0, SMMutexLock(second, 0));
+  EXPECT_EQ(SMMutexUnLock(first), kOk);
+  EXPECT_EQ(SMMutexLock(second, 0), kOk);
   SMMutexDestroy(second);
-  EXPECT_NE(0, access(lockFile("gate").c_str(), F_OK)) << "an opened handle deletes the file too";
-  EXPECT_EQ(nullptr, SMMutexOpen("gate"));
-  EXPECT_EQ(0, SMMutexLock(first, 0)) << "the lock went with the handle; the deleted file can be locked";
+  EXPECT_NE(access(lockFile("gate").c_str(), F_OK), 0) << "an opened handle deletes the file too";
+  EXPECT_EQ(SMMutexOpen("gate"), nullptr);
+  EXPECT_EQ(SMMutexLock(first, 0), kOk) << "the lock went with the handle; the deleted file can be locked";
   OSSyncInfo *other = SMMutexCreate("gate");
-  EXPECT_EQ(0, SMMutexLock(other, 0)) << "a new file";
+  EXPECT_EQ(SMMutexLock(other, 0), kOk) << "a new file";
   SMMutexDestroy(other);
   SMMutexDestroy(first);
 }
@@ -147,7 +154,7 @@ TEST(MutexTest, ForkSharesTheLock)
   OSSyncInfo *mutex = SMMutexCreate("gate");
   OSSyncInfo *other = SMMutexOpen("gate");
   ASSERT_TRUE(mutex != nullptr && other != nullptr);
-  EXPECT_EQ(0, SMMutexLock(mutex, 0));
+  EXPECT_EQ(SMMutexLock(mutex, 0), kOk);
   Child child([mutex](Child::Inside &inside) {
     inside.report({SMMutexLock(mutex, 0), SMMutexUnLock(mutex), SMMutexLock(mutex, 0)});
     inside.hold();
@@ -155,10 +162,10 @@ TEST(MutexTest, ForkSharesTheLock)
   ASSERT_TRUE(child.waitHeld());
   child.signal(SIGKILL);
   (void)child.wait();
-  EXPECT_EQ("0 0 0\nended with status 137\n", child.report());
-  EXPECT_EQ(3, SMMutexLock(other, 0)) << "this process has the dead one's handle";
-  EXPECT_EQ(0, SMMutexUnLock(mutex));
-  EXPECT_EQ(0, SMMutexLock(other, 0));
+  EXPECT_EQ(child.report(), "0 0 0\nended with status 137\n");
+  EXPECT_EQ(SMMutexLock(other, 0), kTimeout) << "this process has the dead one's handle";
+  EXPECT_EQ(SMMutexUnLock(mutex), kOk);
+  EXPECT_EQ(SMMutexLock(other, 0), kOk);
   SMMutexDestroy(other);
   SMMutexDestroy(mutex);
 }
@@ -177,17 +184,17 @@ TEST(KillTest, HolderOfEveryKind)
   });
   ASSERT_TRUE(holder.waitHeld());
   OSSyncInfo *manual = SMEventOpen("start");
-  EXPECT_EQ(3, SMMutexLock(mutex, 2));
+  EXPECT_EQ(SMMutexLock(mutex, 2), kTimeout);
   holder.signal(SIGKILL);
-  EXPECT_EQ(128 + SIGKILL, holder.wait());
-  EXPECT_EQ("0 0 1\nended with status 137\n", holder.report());
-  EXPECT_EQ(0, SMMutexLock(mutex, 0));
-  EXPECT_EQ(1, semaphoreCount("pool"));
-  EXPECT_EQ(0, SMEventWait(manual, 0));
-  EXPECT_EQ(1, semaphoreCount("start")) << "a handle keeps its mode";
+  EXPECT_EQ(holder.wait(), 128 + SIGKILL);
+  EXPECT_EQ(holder.report(), "0 0 1\nended with status 137\n");
+  EXPECT_EQ(SMMutexLock(mutex, 0), kOk);
+  EXPECT_EQ(semaphoreCount("pool"), 1);
+  EXPECT_EQ(SMEventWait(manual, 0), kOk);
+  EXPECT_EQ(semaphoreCount("start"), 1) << "a handle keeps its mode";
   OSSyncInfo *automatic = SMEventOpen("start");
-  EXPECT_EQ(0, SMEventWait(automatic, 0));
-  EXPECT_EQ(3, SMEventWait(automatic, 0));
+  EXPECT_EQ(SMEventWait(automatic, 0), kOk);
+  EXPECT_EQ(SMEventWait(automatic, 0), kTimeout);
   SMEventDestroy(automatic);
   SMEventDestroy(manual);
   SMEventDestroy(SMEventCreate("start", 0, 0));  // adopted, so removed
@@ -198,7 +205,7 @@ TEST(KillTest, HolderOfEveryKind)
 TEST(MutexTest, SignalEndsTheWaitWithoutLimit)
 {
   OSSyncInfo *mutex = SMMutexCreate("gate");
-  ASSERT_EQ(0, SMMutexLock(mutex, 0));
+  ASSERT_EQ(SMMutexLock(mutex, 0), kOk);
   Child waiter([](Child::Inside &inside) {
     struct sigaction action = {};
     action.sa_handler = [](int) {};
@@ -209,63 +216,63 @@ TEST(MutexTest, SignalEndsTheWaitWithoutLimit)
     const int32_t waited = SMMutexLock(own, SM_WAIT_FOREVER);
     inside.report("%d", waited);
   });
-  EXPECT_EQ("-1\n", waiter.report());
+  EXPECT_EQ(waiter.report(), "-1\n");
   SMMutexDestroy(mutex);
 }
 
 TEST(MutexTest, LockFileThatCannotBeOpened)
 {
-  ASSERT_EQ(0, mkdir(lockFile("folder").c_str(), 0700));
-  EXPECT_EQ(nullptr, SMMutexCreate("folder"));
-  ASSERT_EQ(0, rmdir(lockFile("folder").c_str()));
-  EXPECT_EQ(nullptr, SMMutexCreate("no/such/folder"));
-  EXPECT_EQ(nullptr, SMMutexCreate(""));
+  ASSERT_EQ(mkdir(lockFile("folder").c_str(), 0700), 0);
+  EXPECT_EQ(SMMutexCreate("folder"), nullptr);
+  ASSERT_EQ(rmdir(lockFile("folder").c_str()), 0);
+  EXPECT_EQ(SMMutexCreate("no/such/folder"), nullptr);
+  EXPECT_EQ(SMMutexCreate(""), nullptr);
   for (const auto make : {SMMutexCreate, SMMutexOpen}) {
     const Fault fault(Call::open, 1, EACCES);
-    EXPECT_EQ(nullptr, make("gate"));
+    EXPECT_EQ(make("gate"), nullptr);
   }
 }
 
 TEST(MutexTest, UnnamedExcludesThreads)
 {
   OSSyncInfo *mutex = SMMutexCreate(nullptr);
-  ASSERT_NE(nullptr, mutex);
-  EXPECT_EQ(0, SMMutexLock(mutex, 0));
-  std::thread([mutex] { EXPECT_EQ(3, SMMutexLock(mutex, 1)); }).join();
-  EXPECT_EQ(0, SMMutexUnLock(mutex));
+  ASSERT_NE(mutex, nullptr);
+  EXPECT_EQ(SMMutexLock(mutex, 0), kOk);
+  std::thread([mutex] { EXPECT_EQ(SMMutexLock(mutex, 1), kTimeout); }).join();
+  EXPECT_EQ(SMMutexUnLock(mutex), kOk);
   std::thread([mutex] {
-    EXPECT_EQ(0, SMMutexLock(mutex, SM_WAIT_FOREVER));
-    EXPECT_EQ(0, SMMutexUnLock(mutex));
+    EXPECT_EQ(SMMutexLock(mutex, SM_WAIT_FOREVER), kOk);
+    EXPECT_EQ(SMMutexUnLock(mutex), kOk);
   }).join();
   SMMutexDestroy(mutex);
 }
 
 TEST(SemaphoreTest, CountsAndAdoption)
 {
-  EXPECT_EQ(nullptr, SMSemaphoreCreate("pool", 32768));
-  EXPECT_EQ(nullptr, SMSemaphoreOpen("pool"));
-  EXPECT_EQ(nullptr, SMSemaphoreOpen(nullptr));
+  EXPECT_EQ(SMSemaphoreCreate("pool", 32768), nullptr);
+  EXPECT_EQ(SMSemaphoreOpen("pool"), nullptr);
+  EXPECT_EQ(SMSemaphoreOpen(nullptr), nullptr);
   OSSyncInfo *pool = SMSemaphoreCreate("pool", 2);
-  ASSERT_NE(nullptr, pool);
+  ASSERT_NE(pool, nullptr);
   OSSyncInfo *opened = SMSemaphoreOpen("pool");
   OSSyncInfo *adopted = SMSemaphoreCreate("pool", 7);
-  ASSERT_NE(nullptr, opened);
-  ASSERT_NE(nullptr, adopted);
-  EXPECT_EQ(2, semaphoreCount("pool")) << "an existing set keeps its count";
-  EXPECT_EQ(0, SMSemaphoreAcquireWait(opened, 0));
-  EXPECT_EQ(0, SMSemaphoreAcquireWait(pool, 0));
+  ASSERT_NE(opened, nullptr);
+  ASSERT_NE(adopted, nullptr);
+  EXPECT_EQ(semaphoreCount("pool"), 2) << "an existing set keeps its count";
+  EXPECT_EQ(SMSemaphoreAcquireWait(opened, 0), kOk);
+  EXPECT_EQ(SMSemaphoreAcquireWait(pool, 0), kOk);
   {
     const Fault sleeps(Call::usleep);
-    EXPECT_EQ(3, SMSemaphoreAcquireWait(adopted, 3));
-    EXPECT_EQ(3u, sleeps.calls());
+    EXPECT_EQ(SMSemaphoreAcquireWait(adopted, 3), kTimeout);
+    EXPECT_EQ(sleeps.calls(), 3u);
   }
   SMSemaphoreDestroy(opened);
-  EXPECT_EQ(0, semaphoreCount("pool")) << "an opened handle removes nothing";
+  EXPECT_EQ(semaphoreCount("pool"), 0) << "an opened handle removes nothing";
   SMSemaphoreDestroy(adopted);
-  EXPECT_EQ(3, SMSemaphoreAcquireWait(pool, 0)) << "the set is gone: every try fails";
-  EXPECT_EQ(-1, SMSemaphoreAcquireWait(pool, SM_WAIT_FOREVER));
+  EXPECT_EQ(SMSemaphoreAcquireWait(pool, 0), kTimeout) << "the set is gone: every try fails";
+  EXPECT_EQ(SMSemaphoreAcquireWait(pool, SM_WAIT_FOREVER), kFailed);
   for (const int32_t change : {1, 0, -1}) {
-    EXPECT_EQ(16, SMSemaphoreRelease(pool, change, nullptr));
+    EXPECT_EQ(SMSemaphoreRelease(pool, change, nullptr), kTooSmall);
   }
   SMSemaphoreDestroy(pool);
 }
@@ -273,7 +280,7 @@ TEST(SemaphoreTest, CountsAndAdoption)
 TEST(SemaphoreTest, ReleaseIsOneStepWithinItsRange)
 {
   OSSyncInfo *pool = SMSemaphoreCreate("pool", 32767);
-  ASSERT_NE(nullptr, pool);
+  ASSERT_NE(pool, nullptr);
   const struct {
     int32_t change;
     int32_t status;
@@ -289,66 +296,66 @@ TEST(SemaphoreTest, ReleaseIsOneStepWithinItsRange)
   for (const auto &row : rows) {
     uint32_t before = 99;
     const Fault operations(Call::semop);
-    EXPECT_EQ(row.status, SMSemaphoreRelease(pool, row.change, &before)) << row.change;
-    EXPECT_GE(1u, operations.calls());
-    EXPECT_EQ(row.before, before) << row.change;
-    EXPECT_EQ(row.after, semaphoreCount("pool")) << row.change;
+    EXPECT_EQ(SMSemaphoreRelease(pool, row.change, &before), row.status) << row.change;
+    EXPECT_LE(operations.calls(), 1u);
+    EXPECT_EQ(before, row.before) << row.change;
+    EXPECT_EQ(semaphoreCount("pool"), row.after) << row.change;
   }
   // Nobody asks for the count before. -65535 and -131071 are 1 in 16 bits.
   for (const int32_t refused : {1, 32767, -32768, -65535, -131071, INT32_MIN}) {
-    EXPECT_EQ(16, SMSemaphoreRelease(pool, refused, nullptr)) << refused;
+    EXPECT_EQ(SMSemaphoreRelease(pool, refused, nullptr), kTooSmall) << refused;
   }
-  EXPECT_EQ(0, SMSemaphoreRelease(pool, 0, nullptr));
-  EXPECT_EQ(0, SMSemaphoreRelease(pool, -32767, nullptr));
-  EXPECT_EQ(16, SMSemaphoreRelease(pool, -1, nullptr));
-  EXPECT_EQ(0, semaphoreCount("pool"));
+  EXPECT_EQ(SMSemaphoreRelease(pool, 0, nullptr), kOk);
+  EXPECT_EQ(SMSemaphoreRelease(pool, -32767, nullptr), kOk);
+  EXPECT_EQ(SMSemaphoreRelease(pool, -1, nullptr), kTooSmall);
+  EXPECT_EQ(semaphoreCount("pool"), 0);
   SMSemaphoreDestroy(pool);
 }
 
 TEST(EventTest, AutomaticReleasesOneWaiterASignal)
 {
   OSSyncInfo *event = SMEventCreate(nullptr, 0, 1);
-  ASSERT_NE(nullptr, event);
-  EXPECT_EQ(0, SMEventWait(event, 0));
-  EXPECT_EQ(3, SMEventWait(event, 0));
-  EXPECT_EQ(0, SMEventSet(event));
-  EXPECT_EQ(0, SMEventPulse(event));
-  EXPECT_EQ(0, SMEventWait(event, 0));
-  EXPECT_EQ(0, SMEventWait(event, SM_WAIT_FOREVER));
-  EXPECT_EQ(3, SMEventWait(event, 0));
-  EXPECT_EQ(0, SMEventSet(event));
-  EXPECT_EQ(0, SMEventReset(event));
-  EXPECT_EQ(3, SMEventWait(event, 0));
+  ASSERT_NE(event, nullptr);
+  EXPECT_EQ(SMEventWait(event, 0), kOk);
+  EXPECT_EQ(SMEventWait(event, 0), kTimeout);
+  EXPECT_EQ(SMEventSet(event), kOk);
+  EXPECT_EQ(SMEventPulse(event), kOk);
+  EXPECT_EQ(SMEventWait(event, 0), kOk);
+  EXPECT_EQ(SMEventWait(event, SM_WAIT_FOREVER), kOk);
+  EXPECT_EQ(SMEventWait(event, 0), kTimeout);
+  EXPECT_EQ(SMEventSet(event), kOk);
+  EXPECT_EQ(SMEventReset(event), kOk);
+  EXPECT_EQ(SMEventWait(event, 0), kTimeout);
   SMEventDestroy(event);
   OSSyncInfo *flags = SMEventCreate(nullptr, 2, 2);  // neither flag is 1
-  ASSERT_NE(nullptr, flags);
-  EXPECT_EQ(3, SMEventWait(flags, 0));
+  ASSERT_NE(flags, nullptr);
+  EXPECT_EQ(SMEventWait(flags, 0), kTimeout);
   SMEventDestroy(flags);
 }
 
 TEST(EventTest, ManualStaysAndIsKnownToOpeners)
 {
   OSSyncInfo *event = SMEventCreate("start", 1, 0);
-  ASSERT_NE(nullptr, event);
-  EXPECT_EQ(0, SMEventPulse(event));
-  EXPECT_EQ(1, semaphoreCount("start"));
-  EXPECT_EQ(0, SMEventPulse(event));
-  EXPECT_EQ(1, semaphoreCount("start"));
+  ASSERT_NE(event, nullptr);
+  EXPECT_EQ(SMEventPulse(event), kOk);
+  EXPECT_EQ(semaphoreCount("start"), 1);
+  EXPECT_EQ(SMEventPulse(event), kOk);
+  EXPECT_EQ(semaphoreCount("start"), 1);
   Child opener([](Child::Inside &inside) {
     OSSyncInfo *opened = SMEventOpen("start");
     const int32_t first = SMEventWait(opened, 0);
     inside.report("%d %d", first, SMEventWait(opened, 0));
     SMEventDestroy(opened);
   });
-  EXPECT_EQ("0 0\n", opener.report());
-  EXPECT_EQ(0, SMEventWait(event, 0));
-  EXPECT_EQ(1, semaphoreCount("start"));
-  EXPECT_EQ(0, SMEventReset(event));
-  EXPECT_EQ(3, SMEventWait(event, 0));
+  EXPECT_EQ(opener.report(), "0 0\n");
+  EXPECT_EQ(SMEventWait(event, 0), kOk);
+  EXPECT_EQ(semaphoreCount("start"), 1);
+  EXPECT_EQ(SMEventReset(event), kOk);
+  EXPECT_EQ(SMEventWait(event, 0), kTimeout);
 
   // The creating process opens its own event: it obtains the mark, and its release ends the mark.
   OSSyncInfo *own = SMEventOpen("start");
-  ASSERT_NE(nullptr, own);
+  ASSERT_NE(own, nullptr);
   SMEventDestroy(own);
   Child late([](Child::Inside &inside) {
     OSSyncInfo *opened = SMEventOpen("start");
@@ -356,54 +363,61 @@ TEST(EventTest, ManualStaysAndIsKnownToOpeners)
     const int32_t first = SMEventWait(opened, 0);
     inside.report("%d %d", first, SMEventWait(opened, 0));
   });
-  EXPECT_EQ("0 3\n", late.report());
+  EXPECT_EQ(late.report(), "0 3\n");
   const int set = OpenSemaphore(GetUniqueKeyFromStr("start"));
   SMEventDestroy(event);
-  EXPECT_EQ(0, OpenSemaphore(GetUniqueKeyFromStr("start")));
-  EXPECT_NE(0, set);
-  EXPECT_EQ(nullptr, SMEventOpen("start"));
-  EXPECT_EQ(nullptr, SMEventOpen(nullptr));
+  EXPECT_EQ(OpenSemaphore(GetUniqueKeyFromStr("start")), 0);
+  EXPECT_NE(set, 0);
+  EXPECT_EQ(SMEventOpen("start"), nullptr);
+  EXPECT_EQ(SMEventOpen(nullptr), nullptr);
 }
 
 TEST(EventTest, FailingMarkUndoesTheCall)
 {
   {
     const Fault fault(Call::fcntl, 1, ENOLCK, true);
-    EXPECT_EQ(nullptr, SMEventCreate("start", 1, 0));
+    EXPECT_EQ(SMEventCreate("start", 1, 0), nullptr);
   }
-  EXPECT_EQ(0, OpenSemaphore(GetUniqueKeyFromStr("start")));
+  EXPECT_EQ(OpenSemaphore(GetUniqueKeyFromStr("start")), 0);
   OSSyncInfo *event = SMEventCreate("start", 0, 0);
-  ASSERT_NE(nullptr, event);
+  ASSERT_NE(event, nullptr);
   {
     const Fault fault(Call::fcntl, 1, ENOLCK, true);
-    EXPECT_EQ(nullptr, SMEventOpen("start"));
+    EXPECT_EQ(SMEventOpen("start"), nullptr);
   }
-  EXPECT_EQ(0, OpenSemaphore(GetUniqueKeyFromStr("start"))) << "an open that cannot probe the mark removes the set";
-  EXPECT_EQ(0, SMEventPulse(event) + 1) << "an automatic event whose set is gone";
+  EXPECT_EQ(OpenSemaphore(GetUniqueKeyFromStr("start")), 0) << "an open that cannot probe the mark removes the set";
+  EXPECT_EQ(SMEventPulse(event) + 1, kOk) << "an automatic event whose set is gone";
   SMEventDestroy(event);
+}
+
+void removeTable()
+{
+  const int32_t key = GetUniqueKeyFromStr("table");
+  DestroySemaphore(OpenSemaphore(key));
+  shmctl(shmget(key, 0, 0), IPC_RMID, nullptr);
 }
 
 TEST(SharedMemoryTest, LivesWithItsCreator)
 {
-  EXPECT_EQ(nullptr, SMSharedMemCreate(nullptr, 64));
-  EXPECT_EQ(nullptr, SMSharedMemOpen(nullptr));
-  EXPECT_EQ(nullptr, SMSharedMemOpen("table"));
-  EXPECT_EQ(nullptr, SMSharedMemCreate("table", 0));
+  EXPECT_EQ(SMSharedMemCreate(nullptr, 64), nullptr);
+  EXPECT_EQ(SMSharedMemOpen(nullptr), nullptr);
+  EXPECT_EQ(SMSharedMemOpen("table"), nullptr);
+  EXPECT_EQ(SMSharedMemCreate("table", 0), nullptr);
   OSSyncInfo *memory = SMSharedMemCreate("table", 64);
-  ASSERT_NE(nullptr, memory);
+  ASSERT_NE(memory, nullptr);
   auto *words = static_cast<uint32_t *>(SMSharedMemGetAddressPtr(memory));
   words[15] = 7;
-  EXPECT_EQ(0, semaphoreCount("table"));
+  EXPECT_EQ(semaphoreCount("table"), 0);
   Child other([](Child::Inside &inside) {
     inside.report("%d", SMSharedMemCreate("table", 64) == nullptr);
     OSSyncInfo *opened = SMSharedMemOpen("table");
     inside.report("%u", static_cast<uint32_t *>(SMSharedMemGetAddressPtr(opened))[15]++);
     SMSharedMemFree(opened);
   });
-  EXPECT_EQ("1\n7\n", other.report());
-  EXPECT_EQ(8u, words[15]);
+  EXPECT_EQ(other.report(), "1\n7\n");
+  EXPECT_EQ(words[15], 8u);
   SMSharedMemFree(memory);
-  EXPECT_EQ("", support::systemVObjects());
+  EXPECT_EQ(support::systemVObjects(), "");
 }
 
 TEST(SharedMemoryTest, TakenOverAfterItsCreatorDied)
@@ -417,52 +431,161 @@ TEST(SharedMemoryTest, TakenOverAfterItsCreatorDied)
   ASSERT_TRUE(creator.waitHeld());
   creator.release();
   EXPECT_FALSE(creator.waitHeld()) << "the exec closes the pipe";
-  EXPECT_EQ(0, semaphoreCount("table")) << "the guard belongs to the process, not to the program";
+  EXPECT_EQ(semaphoreCount("table"), 0) << "the guard belongs to the process, not to the program";
   creator.signal(SIGKILL);
   (void)creator.wait();
-  EXPECT_EQ(1, semaphoreCount("table")) << "the kernel gave the guard back";
-  EXPECT_EQ(nullptr, SMSharedMemOpen("table"));
-  EXPECT_EQ(1, semaphoreCount("table"));
+  EXPECT_EQ(semaphoreCount("table"), 1) << "the kernel gave the guard back";
+  EXPECT_EQ(SMSharedMemOpen("table"), nullptr);
+  EXPECT_EQ(semaphoreCount("table"), 1);
   OSSyncInfo *memory = SMSharedMemCreate("table", 4096);
-  ASSERT_NE(nullptr, memory);
-  EXPECT_EQ(42u, *static_cast<uint32_t *>(SMSharedMemGetAddressPtr(memory)));
+  ASSERT_NE(memory, nullptr);
+  EXPECT_EQ(*static_cast<uint32_t *>(SMSharedMemGetAddressPtr(memory)), 42u);
   OSSyncInfo *opened = SMSharedMemOpen("table");
-  EXPECT_NE(nullptr, opened);
+  EXPECT_NE(opened, nullptr);
   SMSharedMemFree(opened);
   SMSharedMemFree(memory);
-  // Whoever took it over is no owner: segment and guard stay. They are removed by hand.
-  const int32_t key = GetUniqueKeyFromStr("table");
-  EXPECT_EQ(0, semaphoreCount("table"));
-  DestroySemaphore(OpenSemaphore(key));
-  const int segment = shmget(key, 0, 0);
-  ASSERT_NE(-1, segment);
-  shmctl(segment, IPC_RMID, nullptr);
+  EXPECT_EQ(semaphoreCount("table"), 0) << "who took it over is no owner: segment and guard stay";
+  removeTable();
+  EXPECT_EQ(support::systemVObjects(), "");
 }
 
 TEST(SharedMemoryTest, FailuresGiveEverythingBack)
 {
   const auto create = [](unsigned) { SMSharedMemFree(SMSharedMemCreate("table", 64)); };
-  EXPECT_EQ(1u, support::failEach(Call::allocation, ENOMEM, create));
-  EXPECT_EQ("", support::systemVObjects());
-  EXPECT_LE(2u, support::failEach(Call::semget, ENOSPC, create));
-  EXPECT_EQ("", support::systemVObjects());
-  EXPECT_LE(1u, support::failEach(Call::semop, ENOSPC, create));
-  EXPECT_EQ("", support::systemVObjects());
+  EXPECT_EQ(support::failEach(Call::allocation, ENOMEM, create), 1u);
+  EXPECT_EQ(support::systemVObjects(), "");
+  EXPECT_GE(support::failEach(Call::semget, ENOSPC, create), 2u);
+  EXPECT_EQ(support::systemVObjects(), "");
+  EXPECT_GE(support::failEach(Call::semop, ENOSPC, create), 1u);
+  EXPECT_EQ(support::systemVObjects(), "");
   for (const Call call : {Call::shmget, Call::shmat}) {
-    EXPECT_EQ(1u, support::failEach(call, ENOMEM, create));
-    EXPECT_EQ("", support::systemVObjects());
+    EXPECT_EQ(support::failEach(call, ENOMEM, create), 1u);
+    EXPECT_EQ(support::systemVObjects(), "");
   }
   // An open that cannot attach marks the segment for removal, under its owner.
   OSSyncInfo *memory = SMSharedMemCreate("table", 64);
-  ASSERT_NE(nullptr, memory);
+  ASSERT_NE(memory, nullptr);
   {
     const Fault fault(Call::shmat, 1, ENOMEM);
-    EXPECT_EQ(nullptr, SMSharedMemOpen("table"));
+    EXPECT_EQ(SMSharedMemOpen("table"), nullptr);
   }
-  EXPECT_EQ(nullptr, SMSharedMemOpen("table")) << "nobody finds it any more";
-  EXPECT_EQ(0, semaphoreCount("table")) << "the guard is the owner's";
+  EXPECT_EQ(SMSharedMemOpen("table"), nullptr) << "it cannot be found any more";
+  EXPECT_EQ(semaphoreCount("table"), 0) << "the guard is the owner's";
   SMSharedMemFree(memory);
-  EXPECT_EQ("", support::systemVObjects());
+  EXPECT_EQ(support::systemVObjects(), "");
+}
+
+TEST(SharedMemoryTest, GuardOfAnotherProcessSurvivesAFailingCreate)
+{
+  // The guard does not exist when the create looks for it, and does when it makes it.
+  const int32_t key = GetUniqueKeyFromStr("table");
+  const Fault secondLook(Call::semget, 2, [key] { CreateSemaphore(key, 1); });
+  const Fault take(Call::semop, 1, ENOSPC);
+  EXPECT_EQ(SMSharedMemCreate("table", 64), nullptr);
+  EXPECT_EQ(errno, ENOSPC);
+  EXPECT_EQ(semaphoreCount("table"), 1);
+  DestroySemaphore(OpenSemaphore(key));
+}
+
+TEST(SharedMemoryTest, SizeIsTheSegmentsOwn)
+{
+  OSSyncInfo *mutex = SMMutexCreate(nullptr);
+  EXPECT_EQ(SMSharedMemGetSize(nullptr), 0u);
+  EXPECT_EQ(SMSharedMemGetSize(mutex), 0u);
+  SMMutexDestroy(mutex);
+  OSSyncInfo *memory = SMSharedMemCreate("table", 4097);
+  OSSyncInfo *opened = SMSharedMemOpen("table");
+  EXPECT_EQ(SMSharedMemGetSize(memory), 4097u);
+  SMSharedMemFree(memory);
+  EXPECT_EQ(SMSharedMemGetSize(opened), 4097u) << "its owner has freed it";
+  SMSharedMemFree(opened);
+}
+
+TEST(HandleCloseTest, LeavesWhatOthersUse)
+{
+  OSSyncInfo *mutex = SMMutexCreate("gate");
+  OSSyncInfo *other = SMMutexOpen("gate");
+  EXPECT_EQ(SMMutexLock(mutex, 0), kOk);
+  SMHandleClose(mutex);
+  EXPECT_EQ(SMMutexLock(other, 0), kOk) << "closing unlocks";
+  EXPECT_EQ(access(lockFile("gate").c_str(), F_OK), 0);
+  SMMutexDestroy(other);
+  OSSyncInfo *semaphore = SMSemaphoreCreate("pool", 3);
+  SMHandleClose(semaphore);
+  EXPECT_EQ(semaphoreCount("pool"), 3);
+  SMSemaphoreDestroy(SMSemaphoreCreate("pool", 0));
+  SMHandleClose(SMEventCreate("start", SM_RESET_MANUAL, SM_INITIALLY_SIGNALLED));
+  EXPECT_EQ(semaphoreCount("start"), 1);
+  Child opener([](Child::Inside &inside) {
+    OSSyncInfo *opened = SMEventOpen("start");
+    inside.report({SMEventWait(opened, 0), SMEventWait(opened, 0)});
+  });
+  EXPECT_EQ(opener.report(), "0 0\n") << "the mark stays";
+  SMEventDestroy(SMEventCreate("start", SM_RESET_MANUAL, SM_INITIALLY_RESET));
+
+  SMHandleClose(SMLibLoad(QVSUPT32_LIBRARY));  // the loader keeps what it allocates first
+  const long blocks = support::liveBlocks();
+  SMHandleClose(SMMutexCreate(nullptr));
+  SMHandleClose(SMSemaphoreCreate(nullptr, 1));
+  SMHandleClose(SMEventCreate(nullptr, SM_RESET_AUTOMATIC, SM_INITIALLY_RESET));
+  SMHandleClose(SMLibLoad(QVSUPT32_LIBRARY));
+  EXPECT_EQ(support::liveBlocks(), blocks);
+  EXPECT_EQ(support::systemVObjects(), "");
+  OSSyncInfo unknown = {99, nullptr};
+  SMHandleClose(&unknown);
+  SMHandleClose(nullptr);
+}
+
+TEST(HandleCloseTest, GivesTheGuardBackExactlyOnce)
+{
+  Child creator([](Child::Inside &inside) {
+    OSSyncInfo *memory = SMSharedMemCreate("table", 64);
+    OSSyncInfo *opened = SMSharedMemOpen("table");
+    static_cast<char *>(SMSharedMemGetAddressPtr(memory))[63] = 'x';
+    SMHandleClose(opened);
+    inside.report({semaphoreCount("table")});
+    Child forked([memory](Child::Inside &insideForked) {
+      SMHandleClose(memory);
+      insideForked.report({semaphoreCount("table")});
+    });
+    inside.report("%s", forked.report().c_str());
+    SMHandleClose(memory);
+    inside.report({semaphoreCount("table")});
+    inside.hold();
+  });
+  ASSERT_TRUE(creator.waitHeld());
+  OSSyncInfo *memory = SMSharedMemCreate("table", 4096);
+  ASSERT_NE(memory, nullptr) << "taken over while its creator lives";
+  EXPECT_EQ(SMSharedMemGetSize(memory), 64u);
+  EXPECT_EQ(static_cast<char *>(SMSharedMemGetAddressPtr(memory))[63], 'x');
+  creator.release();
+  EXPECT_EQ(creator.report(), "0\n0\n\n1\n");
+  EXPECT_EQ(semaphoreCount("table"), 0) << "the creator's end gives nothing back a second time";
+  SMHandleClose(memory);
+  EXPECT_EQ(semaphoreCount("table"), 1) << "the guard of who took it over";
+  removeTable();
+}
+
+TEST(HandleTest, ErrnoTellsWhyAHandleIsNull)
+{
+  const struct {
+    std::function<OSSyncInfo *()> make;
+    int error;
+  } rows[] = {{[] { return SMMutexOpen(nullptr); }, EINVAL},
+              {[] { return SMMutexCreate(""); }, EINVAL},
+              {[] { return SMSemaphoreCreate(nullptr, 32768); }, EINVAL},
+              {[] { return SMMutexCreate(std::string(234, 'n').c_str()); }, ENAMETOOLONG},
+              {[] { return SMMutexOpen("none"); }, ENOENT},
+              {[] { return SMEventOpen("none"); }, ENOENT},
+              {[] { return SMSharedMemOpen("none"); }, ENOENT},
+              {[] { return SMSharedMemCreate("table", 64); }, EAGAIN}};
+  OSSyncInfo *memory = SMSharedMemCreate("table", 64);
+  for (const auto &row : rows) {
+    errno = 0;
+    EXPECT_EQ(row.make(), nullptr);
+    EXPECT_EQ(errno, row.error) << &row - rows;
+  }
+  SMSharedMemFree(memory);
 }
 
 TEST(SharedMemoryTest, LargestSize)
@@ -470,15 +593,15 @@ TEST(SharedMemoryTest, LargestSize)
   constexpr uint32_t kSize = UINT32_MAX;
   OSSyncInfo *memory = SMSharedMemCreate("vast", kSize);
   if (sizeof(void *) == 4) {
-    EXPECT_EQ(nullptr, memory) << "more than the address space has";
+    EXPECT_EQ(memory, nullptr) << "more than the address space has";
   }
   if (memory != nullptr) {  // the machine may have too little memory for it
     auto *bytes = static_cast<uint8_t *>(SMSharedMemGetAddressPtr(memory));
     bytes[kSize - 1] = 7;
-    EXPECT_EQ(0, bytes[0]);
+    EXPECT_EQ(bytes[0], 0);
     SMSharedMemFree(memory);
   }
-  EXPECT_EQ("", support::systemVObjects());
+  EXPECT_EQ(support::systemVObjects(), "");
 }
 
 /// The system has no set left, or one, which the placeholder of the first set of a namespace takes.
@@ -495,7 +618,7 @@ TEST(FailureTest, NoSemaphoresLeft)
         const bool refused = create();
         inside.report("%d %s", refused, support::systemVObjects().c_str());
       });
-      EXPECT_EQ("0\n1 \n", child.report()) << sets << " sets, case " << &create - creates;
+      EXPECT_EQ(child.report(), "0\n1 \n") << sets << " sets, case " << &create - creates;
     }
   }
 }
@@ -532,10 +655,10 @@ TEST(ContentionTest, ProcessesAddUp)
     }));
   }
   for (const auto &child : children) {
-    EXPECT_EQ(0, child->wait());
+    EXPECT_EQ(child->wait(), 0);
   }
   for (int i = 0; i < 3; ++i) {
-    EXPECT_EQ(static_cast<uint32_t>(kProcesses * kSteps), sums[i]) << i;
+    EXPECT_EQ(sums[i], static_cast<uint32_t>(kProcesses * kSteps)) << i;
   }
   SMEventDestroy(event);
   SMSemaphoreDestroy(semaphore);
@@ -557,9 +680,9 @@ TEST(FailureTest, EveryAllocationOfEveryCreate)
   for (const auto &row : rows) {
     const long before = support::liveBlocks();
     const unsigned failed = support::failEach(Call::allocation, ENOMEM, [&row](unsigned) { row.scenario(); });
-    EXPECT_EQ(before, support::liveBlocks()) << row.what;
-    EXPECT_EQ("", support::systemVObjects()) << row.what;
-    EXPECT_LE(1u, failed) << row.what;
+    EXPECT_EQ(support::liveBlocks(), before) << row.what;
+    EXPECT_EQ(support::systemVObjects(), "") << row.what;
+    EXPECT_GE(failed, 1u) << row.what;
   }
 }
 

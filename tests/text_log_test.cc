@@ -1,5 +1,5 @@
 // The text log alone: its exact bytes, its pieces on a stream, and the refusal of a type. What it shares with the XML
-// log is in log_test.
+// log is in both_logs_test.
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>

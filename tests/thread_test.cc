@@ -17,6 +17,7 @@
 #include "qvsupt32.h"
 #include "support/child.h"
 #include "support/faults.h"
+#include "support/signed_statuses.h"
 
 namespace {
 
@@ -40,6 +41,10 @@ namespace {
 
 using support::Call;
 using support::Child;
+using support::kBadType;
+using support::kInvalid;
+using support::kOk;
+using support::kTimeout;
 
 std::atomic<uintptr_t> lastArgument{0};
 
@@ -51,43 +56,43 @@ uint32_t keepArgument(uintptr_t argument)
 
 TEST(ThreadTest, RunsTheRoutineAndJoins)
 {
-  EXPECT_EQ(nullptr, SMThreadStart(nullptr, 1));
-  EXPECT_EQ(271, SMThreadStop(nullptr));
-  EXPECT_EQ(nullptr, OSThreadStub(nullptr));
+  EXPECT_EQ(SMThreadStart(nullptr, 1), nullptr);
+  EXPECT_EQ(SMThreadStop(nullptr), kInvalid);
+  EXPECT_EQ(OSThreadStub(nullptr), nullptr);
   OSThread *thread = SMThreadStart(keepArgument, UINTPTR_MAX - 1);
-  ASSERT_NE(nullptr, thread);
-  EXPECT_EQ(0, SMThreadStop(thread));
+  ASSERT_NE(thread, nullptr);
+  EXPECT_EQ(SMThreadStop(thread), kOk);
   EXPECT_TRUE(recordWasComplete);
-  EXPECT_EQ(UINTPTR_MAX - 1, lastArgument) << "the stop came after the routine's end";
+  EXPECT_EQ(lastArgument, UINTPTR_MAX - 1) << "the stop came after the routine's end";
   const support::Fault fault(Call::allocation, 1);
-  EXPECT_EQ(nullptr, SMThreadStart(keepArgument, 0));
+  EXPECT_EQ(SMThreadStart(keepArgument, 0), nullptr);
 }
 
 TEST(LibraryTest, LoadsAndLinks)
 {
-  EXPECT_EQ(nullptr, SMLibLoad(nullptr));
-  EXPECT_EQ(nullptr, SMLibLoad("/no/such/library.so"));
+  EXPECT_EQ(SMLibLoad(nullptr), nullptr);
+  EXPECT_EQ(SMLibLoad("/no/such/library.so"), nullptr);
   {
     const support::Fault fault(Call::allocation, 1);
-    EXPECT_EQ(nullptr, SMLibLoad("libc.so.6"));
+    EXPECT_EQ(SMLibLoad("libc.so.6"), nullptr);
   }
   OSSyncInfo *library = SMLibLoad(QVSUPT32_LIBRARY);
-  ASSERT_NE(nullptr, library);
-  EXPECT_EQ(0u, library->kind);
-  EXPECT_STREQ(QVSUPT32_LIBRARY, library->name);
+  ASSERT_NE(library, nullptr);
+  EXPECT_EQ(library->kind, 0u);
+  EXPECT_STREQ(library->name, QVSUPT32_LIBRARY);
   void *address = SMLibLinkToExportFN(library, "SMLibLoad");
-  EXPECT_NE(nullptr, address);
-  EXPECT_EQ(nullptr, SMLibLinkToExportFN(library, "NoSuchName"));
-  EXPECT_EQ(0, SMLibUnLinkFromExportFN(library, address));
-  EXPECT_EQ(0, SMLibUnLoad(library));
+  EXPECT_NE(address, nullptr);
+  EXPECT_EQ(SMLibLinkToExportFN(library, "NoSuchName"), nullptr);
+  EXPECT_EQ(SMLibUnLinkFromExportFN(library, address), kOk);
+  EXPECT_EQ(SMLibUnLoad(library), kOk);
 
-  EXPECT_EQ(271, SMLibUnLoad(nullptr));
-  EXPECT_EQ(271, SMLibUnLinkFromExportFN(nullptr, address));
-  EXPECT_EQ(nullptr, SMLibLinkToExportFN(nullptr, "SMLibLoad"));
+  EXPECT_EQ(SMLibUnLoad(nullptr), kInvalid);
+  EXPECT_EQ(SMLibUnLinkFromExportFN(nullptr, address), kInvalid);
+  EXPECT_EQ(SMLibLinkToExportFN(nullptr, "SMLibLoad"), nullptr);
   OSSyncInfo *mutex = SMMutexCreate(nullptr);
-  EXPECT_EQ(257, SMLibUnLoad(mutex));
-  EXPECT_EQ(257, SMLibUnLinkFromExportFN(mutex, nullptr));
-  EXPECT_EQ(nullptr, SMLibLinkToExportFN(mutex, "SMLibLoad"));
+  EXPECT_EQ(SMLibUnLoad(mutex), kBadType);
+  EXPECT_EQ(SMLibUnLinkFromExportFN(mutex, nullptr), kBadType);
+  EXPECT_EQ(SMLibLinkToExportFN(mutex, "SMLibLoad"), nullptr);
   SMMutexDestroy(mutex);
 }
 
@@ -100,20 +105,22 @@ TEST(ProcessTest, KeyboardTest)
     });
     return child.report();
   };
-  EXPECT_EQ("0\n", answer([] { close(STDIN_FILENO); }));
-  EXPECT_EQ("0\n", answer([] {
+  EXPECT_EQ(answer([] { close(STDIN_FILENO); }), "0\n");
+  EXPECT_EQ(answer([] {
               int ends[2];
               ASSERT_EQ(0, pipe(ends));
               dup2(ends[0], STDIN_FILENO);
-            }));
-  EXPECT_EQ("1\n", answer([] {
+            }),
+            "0\n");
+  EXPECT_EQ(answer([] {
               int ends[2];
               ASSERT_EQ(0, pipe(ends));
               dup2(ends[0], STDIN_FILENO);
               ASSERT_EQ(1, write(ends[1], "x", 1));
-            }));
-  EXPECT_EQ(0, SMLongFileNamesEnable());
-  EXPECT_EQ(0, SMLongFileNamesDisable());
+            }),
+            "1\n");
+  EXPECT_EQ(SMLongFileNamesEnable(), kOk);
+  EXPECT_EQ(SMLongFileNamesDisable(), kOk);
 }
 
 TEST(ProcessTest, ShutdownRunsTheCommand)
@@ -122,10 +129,10 @@ TEST(ProcessTest, ShutdownRunsTheCommand)
   if (access("/sbin/shutdown", F_OK) != 0) {
     GTEST_SKIP() << "no /sbin/shutdown to stand in for";
   }
-  ASSERT_EQ(0, mkdir("/etc/scratch", 0755));
+  ASSERT_EQ(mkdir("/etc/scratch", 0755), 0);
   std::ofstream("/etc/scratch/shutdown") << "#!/bin/sh\necho \"$@\" > \"/etc/scratch/asked.$1\"\n";
-  ASSERT_EQ(0, chmod("/etc/scratch/shutdown", 0755));
-  ASSERT_EQ(0, system("mount --bind /etc/scratch/shutdown /sbin/shutdown"));
+  ASSERT_EQ(chmod("/etc/scratch/shutdown", 0755), 0);
+  ASSERT_EQ(system("mount --bind /etc/scratch/shutdown /sbin/shutdown"), 0);
   const auto asked = [](const char *option) {
     const std::string path = std::string("/etc/scratch/asked.") + option;
     std::string line;
@@ -136,11 +143,11 @@ TEST(ProcessTest, ShutdownRunsTheCommand)
     }
     return line;
   };
-  EXPECT_EQ(1, SMOSShutdown(9, 1));
-  EXPECT_EQ("-r now", asked("-r"));
-  EXPECT_EQ(1, SMOSShutdown(0, 2));
-  EXPECT_EQ("-h now", asked("-h"));
-  ASSERT_EQ(0, system("umount /sbin/shutdown"));
+  EXPECT_EQ(SMOSShutdown(9, 1), 1);
+  EXPECT_EQ(asked("-r"), "-r now");
+  EXPECT_EQ(SMOSShutdown(0, 2), 1);
+  EXPECT_EQ(asked("-h"), "-h now");
+  ASSERT_EQ(system("umount /sbin/shutdown"), 0);
 }
 
 // Critical sections ---------------------------------------------------------------------------------------------------
@@ -159,6 +166,7 @@ uint32_t countRuns(uintptr_t)
 
 uint32_t runOther(uintptr_t argument)
 {
+  EXPECT_NE(pOSCritSecRBTree, nullptr);
   SMCriticalSectionExecute(keepArgument, argument, SM_WAIT_FOREVER);
   return 0;
 }
@@ -176,26 +184,34 @@ TEST(CriticalSectionTest, RunsOnlyWhereItMay)
   SMCriticalSectionExecute(nullptr, 1, SM_WAIT_FOREVER);
   SMCriticalSectionExecute(keepArgument, 1, 0);
   SMCriticalSectionExecute(keepArgument, 1, 5000);
-  EXPECT_EQ(0u, lastArgument);
+  EXPECT_EQ(lastArgument, 0u);
   SMCriticalSectionExecute(runOther, 77, SM_WAIT_FOREVER);
-  EXPECT_EQ(77u, lastArgument);
-  EXPECT_EQ(nullptr, pOSCritSecRBTree) << "nobody is inside";
+  EXPECT_EQ(lastArgument, 77u);
+  EXPECT_EQ(pOSCritSecRBTree, nullptr) << "nobody is inside";
   const long before = support::liveBlocks();
   const unsigned failed = support::failEach(Call::allocation, ENOMEM, [before](unsigned) {
     lastArgument = 0;
     SMCriticalSectionExecute(keepArgument, 3, SM_WAIT_FOREVER);
-    EXPECT_EQ(nullptr, pOSCritSecRBTree);
-    EXPECT_EQ(before, support::liveBlocks());
+    EXPECT_EQ(pOSCritSecRBTree, nullptr);
+    EXPECT_EQ(support::liveBlocks(), before);
   });
-  EXPECT_EQ(3u, failed) << "record, section, node";
-  EXPECT_EQ(3u, lastArgument);
+  EXPECT_EQ(failed, 3u) << "record, section, node";
+  EXPECT_EQ(lastArgument, 3u);
+  {
+    const support::Fault allocations(Call::allocation);
+    SMCriticalSectionExecute(keepArgument, 4, SM_WAIT_FOREVER);
+    EXPECT_EQ(lastArgument, 4u);
+    EXPECT_EQ(allocations.calls(), 0u) << "the record of the last routine is kept";
+  }
+  SMCriticalSectionExecute(runOther, 5, SM_WAIT_FOREVER);  // uses the kept record beside one of its own
+  EXPECT_EQ(pOSCritSecRBTree, nullptr);
   Child detached([](Child::Inside &child) {
     ModuleDetach();
     lastArgument = 0;
     SMCriticalSectionExecute(keepArgument, 1, SM_WAIT_FOREVER);
     child.report("%d %d", static_cast<int>(lastArgument), pOSCritSectRBTLock == nullptr);
   });
-  EXPECT_EQ("0 1\n", detached.report());
+  EXPECT_EQ(detached.report(), "0 1\n");
 }
 
 TEST(CriticalSectionTest, ThreadsExcludeEachOtherByRoutine)
@@ -218,10 +234,10 @@ TEST(CriticalSectionTest, ThreadsExcludeEachOtherByRoutine)
   for (std::thread &thread : threads) {
     thread.join();
   }
-  EXPECT_EQ(kThreads * kSteps, runs);
-  EXPECT_EQ(1, most);
-  EXPECT_EQ(kThreads * kSteps, sums[0] + sums[1] + sums[2] + sums[3]);
-  EXPECT_EQ(nullptr, pOSCritSecRBTree);
+  EXPECT_EQ(runs, kThreads * kSteps);
+  EXPECT_EQ(most, 1);
+  EXPECT_EQ(sums[0] + sums[1] + sums[2] + sums[3], kThreads * kSteps);
+  EXPECT_EQ(pOSCritSecRBTree, nullptr);
 }
 
 TEST(CriticalSectionTest, RegistryOrder)
@@ -232,20 +248,20 @@ TEST(CriticalSectionTest, RegistryOrder)
     void *section;
   } record = {keepArgument, 0, nullptr};
   const auto own = reinterpret_cast<uintptr_t>(keepArgument);
-  EXPECT_EQ(0, OSCriticalSectionRBTWalk(reinterpret_cast<void *>(own), &record));
-  EXPECT_EQ(-1, OSCriticalSectionRBTWalk(reinterpret_cast<void *>(own - 1), &record));
-  EXPECT_EQ(1, OSCriticalSectionRBTWalk(reinterpret_cast<void *>(UINTPTR_MAX), &record));
-  EXPECT_EQ(-1, OSCriticalSectionRBTWalk(nullptr, &record));
+  EXPECT_EQ(OSCriticalSectionRBTWalk(reinterpret_cast<void *>(own), &record), 0);
+  EXPECT_EQ(OSCriticalSectionRBTWalk(reinterpret_cast<void *>(own - 1), &record), -1);
+  EXPECT_EQ(OSCriticalSectionRBTWalk(reinterpret_cast<void *>(UINTPTR_MAX), &record), 1);
+  EXPECT_EQ(OSCriticalSectionRBTWalk(nullptr, &record), -1);
 }
 
 TEST(CriticalSectionTest, PlainSections)
 {
   SMLocalMutex *section = OSInitCriticalSection();
-  ASSERT_NE(nullptr, section);
+  ASSERT_NE(section, nullptr);
   OSEnterCriticalSection(section);
-  std::thread([section] { EXPECT_EQ(3, WaitForLocalMutex(section, 0)); }).join();
+  std::thread([section] { EXPECT_EQ(WaitForLocalMutex(section, 0), kTimeout); }).join();
   OSExitCriticalSection(section);
-  EXPECT_EQ(0, WaitForLocalMutex(section, 0));
+  EXPECT_EQ(WaitForLocalMutex(section, 0), kOk);
   OSExitCriticalSection(section);
   OSDeleteCriticalSection(section);
   OSEnterCriticalSection(nullptr);

@@ -1,5 +1,5 @@
 // The XML log alone: exact bytes of entries, the search for the closing tag, and what short writes leave. What it shares
-// with the text log is in log_test.
+// with the text log is in both_logs_test.
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>

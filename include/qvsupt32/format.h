@@ -33,19 +33,17 @@
  *            The text is converted as a whole before it is cut: one that is not valid, or for which there is no memory,
  *            ends the output before the directive, without a report
  *   f        double with the number of decimals that the precision says, 6 without one; # keeps the decimal point
- *   e E      double as d.ddde+dd, rounded to precision + 1 digits (7 without a precision) and without the zeros that
- *   end
+ *   e E      double as d.ddde+dd, rounded to precision + 1 digits (7 without a precision), without trailing zeros of
  *            the fraction; # keeps them and the decimal point. The exponent has two digits or three
- *   g G      double rounded to as many digits as the precision says (6 without one, and at least 1), in the form of e
- *   or
- *            E when the decimal exponent is below -4 or not below the precision, else without exponent; without the
- *            zeros that end the fraction in both forms, unless # keeps them and the decimal point
- *   n        int32_t * (int16_t * with h): receives the number of bytes produced so far, those included for which there
- *            was no room, at most 2147483647; prints nothing. It is also stored when the buffer is null or the size 0
+ *   g G      double rounded to as many digits as the precision says (6 without one, and at least 1). If the decimal
+ *            exponent is below -4 or not below the precision it is printed as by e or E, else without an exponent;
+ *            without trailing zeros of the fraction in both forms, unless # keeps them and the decimal point
+ *   n        int32_t * (int16_t * with h): receives the number of bytes produced so far, including those that did not
+ *            fit, at most 2147483647; prints nothing. It is also stored when the buffer is null or the size 0
  *   other    the character itself, so %% prints a percent sign
  *
  * Digits of a double are the correctly rounded ones of its exact value, half to even, however many are asked for and
- * whatever the rounding mode. What lies beyond the room is counted, not built, so a huge width or precision costs
+ * whatever the rounding mode. What does not fit is counted, not built, so a huge width or precision costs
  * nothing there. A format that ends inside a directive drops the directive.
  *
  *   where                           here                                           printf(3)
@@ -96,13 +94,13 @@
 QVSUPT32_BEGIN_C
 
 /* Formats the arguments into buffer, of which size bytes may be used, terminator included. Stores at most size - 1
- * bytes and then a zero byte, and returns the number of bytes stored without it. Output that does not fit is cut where
- * the room ends, even inside a UTF-8 character.
+ * bytes and then a zero byte, and returns the number of bytes stored without it. Output that does not fit is cut at
+ * the end of the buffer, even inside a UTF-8 character.
  *
  * A null buffer stores nothing; the result is the number of bytes that one of that size would have received. With size
  * 0, or above 2147483648, nothing at all is stored and the result is 0.
  *
- * truncated may be null. It receives 1 when some of the output found no room, else 0; also 0 with a size of 0 or above
+ * truncated may be null. It receives 1 if some of the output did not fit, else 0; also 0 with a size of 0 or above
  * 2147483648. arguments is used as by vsnprintf(3): afterwards the caller may only end it. */
 QVSUPT32_API uint32_t OSvsnprintf(char *buffer, uint32_t size, uint32_t *truncated, const char *format,
                                   va_list arguments);

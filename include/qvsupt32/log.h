@@ -122,7 +122,8 @@ QVSUPT32_API uint32_t UniAppendBufferDump(FILE *stream, uint32_t ignored, const 
 
 /* Files of both logs ----------------------------------------------------------------------------------------------- */
 
-/* Creates the directory of a log's path, its last component only. A path without a directory needs none.
+/* Creates the directory of a log's path, its last component only. A path without a directory needs none; it must not
+ * be null.
  *   SM_STATUS_UNSUCCESSFUL (-1)  it cannot be created
  *   SM_STATUS_SUCCESS (0)        it exists */
 QVSUPT32_API uint32_t CreateLogDir(const char *path);

@@ -360,7 +360,8 @@ QVSUPT32_API extern SMRedBlackTreeNode *pOSCritSecRBTree;
  * other, different routines do not. A routine may run others this way, but not itself, directly or through others. The
  * routine does not run if it is null, if timeout is not SM_WAIT_FOREVER (0xFFFFFFFF), if the library is not attached,
  * or if memory is short.
- * A forked child inherits the sections as they are: it waits forever for one that another thread was in. */
+ * A forked child inherits the sections as they are: it waits forever for one that another thread was in, and for every
+ * one if another thread was just entering or leaving one. */
 QVSUPT32_API void OSCriticalSectionExecute(OSRoutine routine, uintptr_t argument, uint32_t timeout);
 QVSUPT32_API void SMCriticalSectionExecute(OSRoutine routine, uintptr_t argument, uint32_t timeout);
 

@@ -23,8 +23,10 @@
 #define QVSUPT32_END_C
 #endif
 
-/* Marks every exported function and variable. */
+/* Marks every exported function and variable. A program may define it first, as nothing for tools that read headers. */
+#ifndef QVSUPT32_API
 #define QVSUPT32_API __attribute__((visibility("default")))
+#endif
 
 /* Marks the functions whose result the caller has to free or to close: who drops it has lost it. */
 #define QVSUPT32_OWNED __attribute__((warn_unused_result))
@@ -61,7 +63,7 @@ typedef int16_t SMBool;
 #define SM_STATUS_CHDIR_FAILED 9u          /* the working directory was not restored */
 #define SM_STATUS_LOCK_FAILED 11u          /* the global file lock was not obtained */
 #define SM_STATUS_INDEX_OUT_OF_RANGE 12u   /* an index not below the count, an identifier not in use */
-#define SM_STATUS_BUFFER_TOO_SMALL 16u     /* the in-out size tells the size needed */
+#define SM_STATUS_BUFFER_TOO_SMALL 16u     /* the in-out size is the size needed */
 #define SM_STATUS_NOT_LOADED 17u           /* IP support is not loaded */
 #define SM_STATUS_LIMIT_EXCEEDED 19u       /* a count or size limit; a failed or short write to a file */
 #define SM_STATUS_NOT_FOUND 256u           /* no such entry, field, node, parameter, path or directory */

@@ -34,10 +34,7 @@ class UniqueFd {
   }
 
   /// Closes what was written to, and says whether all of it went through.
-  bool closeWritten()
-  {
-    return close(release()) == 0;
-  }
+  bool closeWritten() { return close(release()) == 0; }
 
  private:
   int descriptor_;

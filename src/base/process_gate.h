@@ -3,7 +3,7 @@
 //
 // The state is one word, which is also what waiting threads sleep on: the process whose thread is inside, and flags. A
 // thread that leaves wakes one that waits. Others may slip in before that one runs, which is cheaper than a switch of
-// threads each time; but once somebody has waited for a whole step the gate is left reserved for those that wait.
+// threads each time; but once a thread has waited for a whole step the gate is left reserved for those that wait.
 //
 // A forked child has none of its parent's threads: it clears its gates in a fork handler. A child made without fork
 // handlers sees another process inside and walks through. A thread is not canceled inside: it would never leave.
@@ -68,8 +68,8 @@ class ProcessGate {
  private:
   static constexpr uint32_t kFree = 0;
   static constexpr uint32_t kWaits = 1;     // the insider waits for another process
-  static constexpr uint32_t kReserved = 2;  // nobody is inside, and only who has waited may enter
-  static constexpr uint32_t kLate = 4;      // somebody has waited for a whole step
+  static constexpr uint32_t kReserved = 2;  // no thread is inside, and only one that has waited may enter
+  static constexpr uint32_t kLate = 4;      // a thread has waited for a whole step
   static constexpr uint32_t kFlags = 7;
   static constexpr int kProcessShift = 3;  // process numbers have 22 bits
 
@@ -91,7 +91,7 @@ class ProcessGate {
 
   [[gnu::noinline]] bool waitToEnter(uint32_t self, uint32_t steps, uint32_t &stepsTaken, bool unlessInsiderWaits)
   {
-    // Counted before the state is looked at again: whoever leaves after that look finds the count.
+    // Counted before the state is looked at again: a thread that leaves after that look finds the count.
     waiting_.fetch_add(1);
     const bool entered = passOrSleep(self, steps, stepsTaken, unlessInsiderWaits);
     waiting_.fetch_sub(1);

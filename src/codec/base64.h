@@ -34,26 +34,29 @@ struct Cursor {
 using Encoder = Cursor<uint8_t, char>;
 using Decoder = Cursor<char, uint8_t>;
 
-/// Encodes the next group from three bytes' bits.
-inline void putGroup(Encoder &at, uint32_t bits, const char *alphabet)
+/// Encodes a group from the bits of three bytes.
+inline void putGroup(char *out, uint32_t bits, const char *alphabet)
 {
-  for (int shift = 18; shift >= 0; shift -= 6) {
-    *at.out++ = alphabet[bits >> shift & 63U];
-  }
+  out[0] = alphabet[bits >> 18 & 63U];
+  out[1] = alphabet[bits >> 12 & 63U];
+  out[2] = alphabet[bits >> 6 & 63U];
+  out[3] = alphabet[bits & 63U];
 }
 
 /// Encodes bytes up to end, a short last group included.
 inline void encodeGroups(Encoder &at, const uint8_t *end, const char *alphabet)
 {
-  for (; end - at.in >= 3; at.in += 3) {
-    putGroup(at, static_cast<uint32_t>(at.in[0] << 16 | at.in[1] << 8 | at.in[2]), alphabet);
+  auto [in, out] = at;  // a copy: the characters could be written over the cursor, for all that the compiler knows
+  for (; end - in >= 3; in += 3, out += 4) {
+    putGroup(out, static_cast<uint32_t>(in[0] << 16 | in[1] << 8 | in[2]), alphabet);
   }
-  const auto left = end - at.in;
-  if (left > 0) {
-    putGroup(at, static_cast<uint32_t>(at.in[0] << 16 | (left == 2 ? at.in[1] << 8 : 0)), alphabet);
-    memset(at.out - (3 - left), kPad, static_cast<size_t>(3 - left));
-    at.in = end;
+  if (const auto left = end - in; left > 0) {
+    putGroup(out, static_cast<uint32_t>(in[0] << 16 | (left == 2 ? in[1] << 8 : 0)), alphabet);
+    out[2] = left == 2 ? out[2] : kPad;
+    out[3] = kPad;
+    out += 4;
   }
+  at = {end, out};
 }
 
 /// The value of a character: signed, so that kNoValue has all bits set in whatever width it is computed with.
@@ -67,23 +70,24 @@ inline int valueOf(char character)
 /// written when the character there, or one after it, was the last one read.
 inline void decodeGroups(Decoder &at, const char *end)
 {
-  for (; at.in != end; at.in += 4) {
-    const char *group = at.in;
+  uint8_t *out = at.out;
+  for (const char *group = at.in; group != end; group += 4) {
     if (group[0] == kPad || group[1] == kPad) {
       continue;
     }
     const int second = valueOf(group[1]);
-    *at.out++ = static_cast<uint8_t>(valueOf(group[0]) << 2 | second >> 4);
+    *out++ = static_cast<uint8_t>(valueOf(group[0]) << 2 | second >> 4);
     if (group[2] == kPad) {
       continue;
     }
     const int third = valueOf(group[2]);
-    *at.out++ = static_cast<uint8_t>((second & 0x0F) << 4 | third >> 2);
+    *out++ = static_cast<uint8_t>((second & 0x0F) << 4 | third >> 2);
     if (group[3] == kPad) {
       continue;
     }
-    *at.out++ = static_cast<uint8_t>((third & 0x03) << 6 | valueOf(group[3]));
+    *out++ = static_cast<uint8_t>((third & 0x03) << 6 | valueOf(group[3]));
   }
+  at = {end, out};
 }
 
 /// Characters of a block, and the bytes that they stand for.

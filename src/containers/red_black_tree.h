@@ -30,11 +30,7 @@ inline Place locate(Node *root, Rank rank)
     }
     place.parent = node;
     place.leftOfParent = order < 0;
-    // Without a branch: which way it goes, no processor can predict.
-    const auto left = reinterpret_cast<uintptr_t>(node->left);
-    const auto right = reinterpret_cast<uintptr_t>(node->right);
-    const auto mask = static_cast<uintptr_t>(order >> 31);
-    node = reinterpret_cast<Node *>(right ^ ((left ^ right) & mask));
+    node = order < 0 ? node->left : node->right;
   }
   return place;
 }

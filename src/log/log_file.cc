@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/descriptor.h"
 #include "base/size.h"
 #include "frame/export.h"
 #include "qvsupt32/log.h"
@@ -30,11 +31,31 @@ struct BackupName {
   }
 };
 
+/// Brings the names of a log's directory to the disk. After a power loss the name of a new log could otherwise be there
+/// without the backup's: the old records would have no name at all.
+void syncNames(const char *path)
+{
+  char directory[sizeof(BackupName::text)] = ".";
+  if (const char *const slash = strrchr(path, '/'); slash != nullptr) {
+    const auto length = static_cast<size_t>(slash - path) + 1;
+    memcpy(directory, path, length);
+    directory[length] = '\0';
+  }
+  const UniqueFd names(open(directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (names) {
+    (void)fsync(names.get());  // best effort: some file systems cannot, and the log goes on either way
+  }
+}
+
 Status move(const char *path, const BackupName &backup)
 {
   (void)DelFile(backup.text);  // there may be none
   setFileMode(path);
-  return rename(path, backup.text) == 0 ? Status::success : Status::unsuccessful;
+  if (rename(path, backup.text) != 0) {
+    return Status::unsuccessful;
+  }
+  syncNames(backup.text);
+  return Status::success;
 }
 
 /// Moves a log to its backup name under the global file lock, if it is due once the lock is held.
@@ -121,7 +142,7 @@ Status deleteLog(const char *path)
   if (!guard) {
     return Status::lockFailed;
   }
-  return DelFile(path) == SM_STATUS_SUCCESS ? Status::success : Status::unsuccessful;
+  return path != nullptr && DelFile(path) == SM_STATUS_SUCCESS ? Status::success : Status::unsuccessful;
 }
 
 Status createMissingDirectory(const char *path)
@@ -161,7 +182,8 @@ void CheckBackupLogFile(const char *path, uint32_t maximumSize, uint32_t recordS
 {
   const auto isDue = [=] {
     uint32_t size;
-    return GetSizeOfFile(path, &size) == SM_STATUS_SUCCESS && qv::log::reachesMaximum(size, recordSize, maximumSize);
+    return path != nullptr && GetSizeOfFile(path, &size) == SM_STATUS_SUCCESS &&
+           qv::log::reachesMaximum(size, recordSize, maximumSize);
   };
   *backedUp = isDue() && qv::log::backUp(path, isDue) == qv::Status::success ? 1 : 0;
 }

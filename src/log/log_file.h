@@ -11,6 +11,7 @@
 #include "base/status.h"
 #include "frame/lock/file_guard.h"
 #include "frame/lock/global_lock.h"
+#include "qvsupt32/types.h"
 #include "store/file_util.h"
 
 namespace qv::log {
@@ -76,8 +77,7 @@ Status createMissingDirectory(const char *path);
 template <class Append>
 Status appendUnderLock(const char *path, Append append)
 {
-  constexpr uint16_t kOnce = 0;
-  if (const FileGuard guard(kOnce); guard) {
+  if (const FileGuard guard(SM_LOCK_TRY); guard) {
     return append();
   }
   if (const Status status = createMissingDirectory(path); status != Status::success) {

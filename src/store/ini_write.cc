@@ -195,7 +195,7 @@ bool addsSection(const char *key, const char *value)
   return key != nullptr && value != nullptr;
 }
 
-Status append(const char *section, const char *key, const char *value, const char *path)
+Status appendSection(const char *section, const char *key, const char *value, const char *path)
 {
   if (!addsSection(key, value)) {
     return Status::badDataSize;
@@ -360,7 +360,7 @@ uint32_t FindNextSectionAndDump(FILE *input, FILE *output)
 
 uint32_t AppendValue(const char *section, const char *key, const char *value, const char *path)
 {
-  return result(append(section, key, value, path));
+  return result(appendSection(section, key, value, path));
 }
 
 uint32_t UpdateValue(const char *section, const char *key, const char *value, const char *path,

@@ -21,7 +21,7 @@ struct DiskCall {
   enum class Kind { write, truncate, sync, create, rename, unlink, syncDirectory };
   Kind kind;
   uint64_t file = 0;       // a file's number for its life
-  size_t offset = 0;  // of a write; the new size of a truncate
+  size_t offset = 0;       // of a write; the new size of a truncate
   std::string bytes = {};  // of a write
   std::string name = {};
   std::string to = {};  // of a rename

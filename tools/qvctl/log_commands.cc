@@ -126,8 +126,7 @@ void attempt(Exit &status, Work work)
   }
 }
 
-/// show
-/// -----------------------------------------------------------------------------------------------------------------
+// show ----------------------------------------------------------------------------------------------------------------
 
 struct ShowOptions {
   std::optional<std::string> file;
@@ -231,8 +230,7 @@ Exit show(Context &context, const ShowOptions &options)
   return Exit::done;
 }
 
-/// write
-/// ----------------------------------------------------------------------------------------------------------------
+// write ---------------------------------------------------------------------------------------------------------------
 
 struct WriteOptions {
   std::string type;
@@ -292,8 +290,7 @@ Exit write(Context &context, const WriteOptions &options)
   return result;
 }
 
-/// check, repair
-/// --------------------------------------------------------------------------------------------------------
+// check, repair -------------------------------------------------------------------------------------------------------
 
 Exit check(Context &context, const std::string &path)
 {
@@ -338,8 +335,7 @@ Exit repair(Context &context, const std::string &path)
   return Exit::done;
 }
 
-/// rotate, clear
-/// --------------------------------------------------------------------------------------------------------
+// rotate, clear -------------------------------------------------------------------------------------------------------
 
 /// Replaces the library's logs by new ones. Where none was named, a log that does not exist is not missed as long as
 /// the other one does.
@@ -383,8 +379,7 @@ Exit clear(Context &context, const std::optional<std::string> &targets)
   });
 }
 
-/// export, report
-/// -------------------------------------------------------------------------------------------------------
+// export, report ------------------------------------------------------------------------------------------------------
 
 struct ExportOptions {
   std::optional<std::string> file;

@@ -25,8 +25,7 @@
 namespace qvctl {
 namespace {
 
-/// Semaphore sets
-/// ---------------------------------------------------------------------------------------------------------
+// Semaphore sets ------------------------------------------------------------------------------------------------------
 
 /// A set of one semaphore. A named semaphore, a named event and the guard of a segment look alike.
 struct SemaphoreSet {
@@ -69,8 +68,7 @@ void removeSet(const std::string &name, const SemaphoreSet &set)
   }
 }
 
-/// Segments
-/// ---------------------------------------------------------------------------------------------------------------
+// Segments ------------------------------------------------------------------------------------------------------------
 
 struct Segment {
   int id = -1;
@@ -114,8 +112,7 @@ void giveGuardBack(const SemaphoreSet &guard)
   (void)semop(guard.id, &give, 1);  // the kernel does it at the end otherwise
 }
 
-/// Mutexes
-/// ----------------------------------------------------------------------------------------------------------------
+// Mutexes -------------------------------------------------------------------------------------------------------------
 
 struct Mutex {
   std::string path;
@@ -157,8 +154,7 @@ bool isUnused(const Mutex &mutex, int descriptor)
          openersOf(mutex.file.st_dev, mutex.file.st_ino).empty();
 }
 
-/// Listing
-/// ----------------------------------------------------------------------------------------------------------------
+// Listing -------------------------------------------------------------------------------------------------------------
 
 std::string joined(const std::vector<pid_t> &processes)
 {
@@ -240,8 +236,7 @@ Exit list(Context &context, const std::vector<std::string> &names)
   return Exit::done;
 }
 
-/// Cleaning
-/// ---------------------------------------------------------------------------------------------------------------
+// Cleaning ------------------------------------------------------------------------------------------------------------
 
 class Cleaner {
  public:

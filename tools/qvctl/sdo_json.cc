@@ -55,8 +55,7 @@ std::optional<uint64_t> numberOf(const std::string &value)
   return number;
 }
 
-/// To JSON
-/// --------------------------------------------------------------------------------------------------------------
+// To JSON -------------------------------------------------------------------------------------------------------------
 
 void appendFields(std::string &out, const SdoObject &object, const SdoSchema &schema);
 
@@ -116,8 +115,7 @@ void appendFields(std::string &out, const SdoObject &object, const SdoSchema &sc
   out += "]}";
 }
 
-/// To text
-/// --------------------------------------------------------------------------------------------------------------
+// To text -------------------------------------------------------------------------------------------------------------
 
 void appendIndent(std::string &out, size_t depth)
 {
@@ -206,8 +204,7 @@ void appendTree(std::string &out, const SdoObject &object, const SdoSchema &sche
   }
 }
 
-/// From JSON
-/// ------------------------------------------------------------------------------------------------------------
+// From JSON -----------------------------------------------------------------------------------------------------------
 
 /// Reads documents. What is wrong with one is told with the place in it.
 class Reader {

@@ -16,7 +16,7 @@ namespace {
 
 constinit ProcessGate gate;
 
-/// Takes the record as WaitForGlobalMutex does, and tells the gate while another process has it.
+/// Takes the record as WaitForGlobalMutex does, and lets the gate know while another process has it.
 bool lockRecord(uint32_t steps)
 {
   const Attempt attempt = pollUntil(steps, [] {
@@ -38,7 +38,7 @@ bool lockBoth(uint16_t mode)
 {
   const uint32_t steps = fileLockSteps(mode);
   uint32_t stepsAtGate = 0;
-  // In the modes that do not wait the gate still is for a minute: threads inside it work, they wait for nobody.
+  // Modes that do not wait for other processes still wait up to a minute at the gate: the thread inside is working.
   if (!(mode == kFileLockWait ? gate.enter(steps, stepsAtGate)
                               : gate.enterUnlessInsiderWaits(fileLockSteps(kFileLockWait)))) {
     return false;

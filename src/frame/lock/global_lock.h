@@ -9,7 +9,7 @@ namespace qv {
 
 constexpr uint16_t kFileLockWait = SM_LOCK_WAIT;
 
-/// The polling steps that a lock mode stands for: about a minute, or a single try.
+/// The polling steps that a lock mode allows: about a minute, or a single try.
 constexpr uint32_t fileLockSteps(uint16_t mode)
 {
   return mode == kFileLockWait ? 60000 : 0;

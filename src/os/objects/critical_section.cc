@@ -2,8 +2,15 @@
 // used.
 //
 // Lock order: the registry's lock is never held while a section is entered or a routine runs, and no section is held
-// while the registry's lock is taken.
+// while the registry's lock is taken. So a routine may run others.
+//
+// Most calls are alone, and for the routine of the call before. Its section is kept, and such a call puts it into the
+// empty registry and takes it out again without the lock: `mode` says who owns the registry. Every other call
+// takes the lock and then the registry, also from a call that is alone, which then has to leave by the lock, too.
 
+#include <unistd.h>
+
+#include <atomic>
 #include <cstdlib>
 #include <utility>
 
@@ -26,11 +33,51 @@ struct Section {
 
 static_assert(sizeof(void *) != 4 || sizeof(Section) == 12);
 
-/// Holds the registry's lock for a scope.
+/// A section out of the registry, with the node that it had or will have there.
+struct Retired {
+  Section *section;
+  qv::tree::Node *node;  // null if the tree has freed it
+};
+
+enum class Mode : uint32_t {
+  empty,     // the registry is empty, and free to take
+  alone,     // it holds the kept section alone, for a call that has not taken the lock
+  changing,  // such a call is entering or leaving: a few instructions
+  locked,    // it belongs to the holder of its lock
+};
+
+constinit std::atomic<Mode> mode{Mode::empty};
+
+/// The section that was used last. With the registry it changes hands.
+constinit Retired kept = {nullptr, nullptr};
+
+/// Holds the registry, with its lock, for a scope.
 class RegistryGuard {
  public:
-  RegistryGuard() { (void)OSMutexLock(pOSCritSectRBTLock, SM_WAIT_FOREVER); }  // a valid thread mutex can be locked
-  ~RegistryGuard() { (void)OSMutexUnLock(pOSCritSectRBTLock); }
+  RegistryGuard()
+  {
+    (void)OSMutexLock(pOSCritSectRBTLock, SM_WAIT_FOREVER);  // a valid thread mutex can be locked
+    for (Mode seen = mode.load(std::memory_order_acquire); seen != Mode::locked;) {
+      if (seen == Mode::changing) {
+        (void)usleep(1);  // not a spin: the call that changes it may have a lower priority
+        seen = mode.load(std::memory_order_acquire);
+      } else if (mode.compare_exchange_weak(seen, Mode::locked, std::memory_order_acquire)) {
+        if (seen == Mode::alone) {
+          kept = {};  // in the registry like every other one now
+        }
+        break;
+      }
+    }
+  }
+
+  ~RegistryGuard()
+  {
+    if (pOSCritSecRBTree == nullptr) {
+      mode.store(Mode::empty, std::memory_order_release);
+    }
+    (void)OSMutexUnLock(pOSCritSectRBTLock);
+  }
+
   RegistryGuard(const RegistryGuard &) = delete;
   RegistryGuard &operator=(const RegistryGuard &) = delete;
 };
@@ -45,16 +92,6 @@ qv::tree::Place locate(OSRoutine routine)
   return qv::tree::locate(pOSCritSecRBTree,
                           [routine](void *record) { return OSCriticalSectionRBTWalk(keyOf(routine), record); });
 }
-
-/// A section out of the registry, with the node that it had or will have there.
-struct Retired {
-  Section *section;
-  qv::tree::Node *node;  // null if the tree has freed it
-};
-
-/// The section that was used last. Most calls are for the routine of the call before, one at a time: they make and
-/// free nothing. Guarded by the registry's lock.
-constinit Retired kept = {nullptr, nullptr};
 
 void discard(Retired retired)
 {
@@ -80,7 +117,7 @@ Retired obtainSection(OSRoutine routine)
   return section->mutex == nullptr ? Retired{} : Retired{section.release(), nullptr};
 }
 
-/// Puts a section that nobody uses yet into the registry; null if memory is short.
+/// Puts an unused section into the registry; null if memory is short.
 Section *addSection(OSRoutine routine, const qv::tree::Place &place)
 {
   Retired added = obtainSection(routine);
@@ -97,6 +134,38 @@ Section *addSection(OSRoutine routine, const qv::tree::Place &place)
   added.node->color = SM_TREE_RED;
   qv::tree::link(&pOSCritSecRBTree, added.node, place);
   return added.section;
+}
+
+/// Puts the kept section into the registry for a call that is alone. Null if it is another routine's, or the registry is
+/// in use.
+Section *joinAlone(OSRoutine routine)
+{
+  Mode expected = Mode::empty;
+  if (!mode.compare_exchange_strong(expected, Mode::changing, std::memory_order_acquire)) {
+    return nullptr;
+  }
+  Section *section = kept.section;
+  if (kept.node == nullptr || section->routine != routine) {
+    mode.store(Mode::empty, std::memory_order_release);
+    return nullptr;
+  }
+  section->users = 1;
+  pOSCritSecRBTree = kept.node;
+  mode.store(Mode::alone, std::memory_order_release);
+  return section;
+}
+
+/// Takes the section out again. False if another call has taken the registry meanwhile.
+bool leaveAlone()
+{
+  Mode expected = Mode::alone;
+  if (!mode.compare_exchange_strong(expected, Mode::changing, std::memory_order_acquire)) {
+    return false;
+  }
+  pOSCritSecRBTree = nullptr;
+  kept.section->users = 0;
+  mode.store(Mode::empty, std::memory_order_release);
+  return true;
 }
 
 /// Counts the caller in as a user of the routine's section; null if memory is short.
@@ -156,14 +225,17 @@ QV_ALIGNS_STACK void OSCriticalSectionExecute(OSRoutine routine, uintptr_t argum
   if (routine == nullptr || timeout != SM_WAIT_FOREVER || pOSCritSectRBTLock == nullptr) {
     return;
   }
-  Section *section = join(routine);
-  if (section == nullptr) {
+  Section *section = joinAlone(routine);
+  const bool alone = section != nullptr;
+  if (!alone && (section = join(routine)) == nullptr) {
     return;
   }
   OSEnterCriticalSection(section->mutex);
   (void)routine(argument);  // its result has no meaning
   OSExitCriticalSection(section->mutex);
-  leave(section);
+  if (!alone || !leaveAlone()) {
+    leave(section);
+  }
 }
 
 SMBool OSCriticalSectionAttach(void)

@@ -21,7 +21,7 @@ struct Library {
 
 static_assert(sizeof(void *) != 4 || sizeof(Library) == 12);
 
-/// The record behind a handle; null for a null handle, other kinds, and a record without a library.
+/// The record of a handle; null for a null handle, other kinds, and a record without a library.
 Library *loadedLibrary(OSSyncInfo *handle)
 {
   Library *library = qv::recordOf<Library>(handle);

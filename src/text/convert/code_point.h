@@ -16,9 +16,9 @@ constexpr uint32_t kBeyondUnit = 0x10000;  // the first code point that takes tw
 
 constexpr uint32_t kHighSurrogate = 0xD800;
 constexpr uint32_t kLowSurrogate = 0xDC00;
-constexpr uint32_t kSurrogateMask = 0xFC00;  // what tells the two kinds from each other and from the rest
+constexpr uint32_t kSurrogateMask = 0xFC00;  // distinguishes the two kinds from each other and from the rest
 
-/// One character read: its value, and the bytes or units that it takes. Length 0 stands for a malformed one.
+/// One character read: its value, and the bytes or units that it takes. Length 0 means that it is malformed.
 struct Character {
   uint32_t codePoint;
   uint32_t length;

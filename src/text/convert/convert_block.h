@@ -4,8 +4,9 @@
 // at once. A mixed block has characters of several kinds, which are converted without a branch between them. Both take
 // well-formed text only; whatever else there is falls to the decoder of code_point.h.
 //
-// Nothing is written but what is converted. In a mixed block a store runs ahead, but only onto places that the next
-// character, which is known to be whole and to have room, or the terminator fills afterwards.
+// In the end nothing is written but what is converted. The stores of a mixed block run ahead: those of Utf8Mixed and
+// Utf16Mixed onto places that the next character, which is known to be whole and to fit, or the terminator fills
+// afterwards; those of the UpToTwo blocks a stated number of units further, which their caller puts back.
 #pragma once
 
 #include <emmintrin.h>

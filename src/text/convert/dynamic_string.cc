@@ -90,7 +90,7 @@ Unit<Record> *makeRoomIn(Record &record, size_t length, qv::HeapBlock<Unit<Recor
   return record.pStr + record.strLen;
 }
 
-/// The bytes behind the text, its terminator's included.
+/// The bytes after the text, its terminator's included.
 template <class Record>
 uint32_t roomIn(const Record &record)
 {
@@ -107,6 +107,11 @@ Unit<Record> *append(Record *record, const Unit<Record> *added)
     return record->pStr;
   }
   const size_t length = text::lengthUpTo(added);
+  if (length < roomIn(*record) / sizeof(Unit<Record>)) {
+    qv::copyShort(record->pStr + record->strLen, added, length * sizeof(Unit<Record>));
+    text::addWritten(*record, length);
+    return record->pStr;
+  }
   qv::HeapBlock<Unit<Record>> outgrown;
   if (Unit<Record> *end = makeRoomIn(*record, length, outgrown); end != nullptr) {
     qv::copyShort(end, added, length * sizeof(Unit<Record>));

@@ -1,4 +1,4 @@
-// Growing a dynamic string from inside: room first, then text written straight into the buffer.
+// Growing a dynamic string from inside: memory is reserved first, then the text is written straight into the buffer.
 #pragma once
 
 #include <cstddef>
@@ -7,7 +7,7 @@
 
 namespace qv::text {
 
-/// Makes room behind the text for `length` more bytes and a terminator, and returns where they go. Null when the record
+/// Reserves memory after the text for `length` more bytes and a terminator, and returns where they go. Null when the record
 /// has no text or cannot grow; it is unchanged then.
 [[nodiscard]] char *makeRoom(SSUTF8Str &record, size_t length);
 
@@ -22,7 +22,10 @@ void addWritten(Record &record, size_t length)
 /// A dynamic string of the library's own, freed by scope. False when its buffer could not be allocated.
 class WorkString {
  public:
-  explicit WorkString(uint32_t initialSize) { (void)SSUTF8StrAlloc(&record, initialSize); }  // operator bool tells
+  explicit WorkString(uint32_t initialSize)
+  {
+    (void)SSUTF8StrAlloc(&record, initialSize);
+  }  // operator bool reports a failure
   ~WorkString() { SSUTF8StrFree(&record); }
   WorkString(const WorkString &) = delete;
   WorkString &operator=(const WorkString &) = delete;

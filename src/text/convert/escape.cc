@@ -6,6 +6,7 @@
 
 #include "base/alias.h"
 #include "base/status.h"
+#include "base/text.h"
 #include "text/convert/dynamic_string.h"
 
 namespace {
@@ -15,7 +16,7 @@ using qv::Status;
 constexpr uint32_t kInitialSize = 6144;
 constexpr size_t kLongest = 6;  // "\u00e9"
 
-/// Writes what stands for a unit, at most kLongest bytes, and returns the end of it.
+/// Writes the escaped form of a unit, at most kLongest bytes. Returns its end.
 char *escapeUnit(SMChar16 unit, char *out)
 {
   const auto escapeLetter = [out](char letter) {
@@ -41,7 +42,7 @@ char *escapeUnit(SMChar16 unit, char *out)
   }
   char *at = escapeLetter('u');
   for (int shift = 12; shift >= 0; shift -= 4) {
-    *at++ = "0123456789abcdef"[unit >> shift & 0xF];
+    *at++ = qv::kLowerHexDigits[unit >> shift & 0xF];
   }
   return at;
 }

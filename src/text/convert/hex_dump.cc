@@ -9,6 +9,7 @@
 #include "base/alias.h"
 #include "base/heap.h"
 #include "base/status.h"
+#include "base/text.h"
 #include "text/convert/dynamic_string.h"
 
 namespace {
@@ -25,10 +26,9 @@ using ByteDigits = std::array<std::array<char, 2>, 256>;
 
 constexpr ByteDigits makeByteDigits()
 {
-  constexpr char kDigits[] = "0123456789ABCDEF";
   ByteDigits digits{};
   for (size_t byte = 0; byte < digits.size(); ++byte) {
-    digits[byte] = {kDigits[byte >> 4], kDigits[byte & 0xF]};
+    digits[byte] = {qv::kUpperHexDigits[byte >> 4], qv::kUpperHexDigits[byte & 0xF]};
   }
   return digits;
 }

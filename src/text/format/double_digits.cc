@@ -18,18 +18,31 @@ constexpr int kMantissaBits = 52;
 constexpr int kBias = 1023;
 constexpr int kWordBits = 32;
 
+/// A value: an integer times a power of two.
+struct Parts {
+  explicit Parts(double magnitude)
+  {
+    const auto bits = std::bit_cast<uint64_t>(magnitude);
+    const int exponent = static_cast<int>(bits >> kMantissaBits);
+    mantissa = bits & ((uint64_t{1} << kMantissaBits) - 1);
+    if (exponent != 0) {
+      mantissa |= uint64_t{1} << kMantissaBits;
+    }
+    shift = std::max(exponent, 1) - kBias - kMantissaBits;
+  }
+
+  uint64_t mantissa;
+  int shift;
+};
+
 /// The digits of a value in a row, as many as were asked for and some more.
 class ExactDigits {
  public:
   explicit ExactDigits(double magnitude)
   {
-    const auto bits = std::bit_cast<uint64_t>(magnitude);
-    const int exponent = static_cast<int>(bits >> kMantissaBits);
-    uint64_t mantissa = bits & ((uint64_t{1} << kMantissaBits) - 1);
-    if (exponent != 0) {
-      mantissa |= uint64_t{1} << kMantissaBits;
-    }
-    const int shift = std::max(exponent, 1) - kBias - kMantissaBits;
+    const Parts parts(magnitude);
+    const uint64_t mantissa = parts.mantissa;
+    const int shift = parts.shift;
     if (shift >= 0) {
       setIntegral(mantissa, static_cast<unsigned>(shift));
     } else {
@@ -57,7 +70,7 @@ class ExactDigits {
     return place;
   }
 
-  /// Rounds to the places before one. True when a 1 is carried out in front of the first.
+  /// Rounds to the places before one. True if a 1 is carried past the first.
   bool roundBefore(int place)
   {
     const char next = at(place);
@@ -184,8 +197,48 @@ class ExactDigits {
 
 }  // namespace
 
+namespace {
+
+/// What most doubles are printed with: one to three decimals of a value below 2^31 that is not very small. The fraction
+/// times a power of ten fits 64 bits then.
+bool isShort(double magnitude, int decimals)
+{
+  return decimals >= 1 && decimals <= 3 && magnitude < 0x1p31 && magnitude >= 0x1p-10;
+}
+
+char *writeShort(char *out, double magnitude, int decimals)
+{
+  constexpr uint32_t kPowers[] = {1, 10, 100, 1000};
+  const Parts parts(magnitude);
+  const auto bits = static_cast<unsigned>(-parts.shift);
+  const uint64_t unit = uint64_t{1} << bits;
+  const uint64_t scaled = (parts.mantissa & (unit - 1)) * kPowers[decimals];
+  const uint64_t rest = scaled & (unit - 1);
+  auto integral = static_cast<uint32_t>(parts.mantissa >> bits);
+  auto fraction = static_cast<uint32_t>(scaled >> bits);
+  if (rest > unit / 2 || (rest == unit / 2 && fraction % 2 == 1)) {
+    ++fraction;
+  }
+  if (fraction == kPowers[decimals]) {
+    fraction = 0;
+    ++integral;
+  }
+  out = std::to_chars(out, out + 10, integral).ptr;
+  *out++ = '.';
+  for (int i = decimals - 1; i >= 0; --i) {
+    out[i] = static_cast<char>('0' + fraction % 10);
+    fraction /= 10;
+  }
+  return out + decimals;
+}
+
+}  // namespace
+
 char *writeFixed(char *out, double magnitude, int decimals)
 {
+  if (isShort(magnitude, decimals)) {
+    return writeShort(out, magnitude, decimals);
+  }
   ExactDigits digits(magnitude);
   const int integral = digits.integral();
   const bool carried = digits.roundBefore(integral + decimals);

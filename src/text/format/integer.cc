@@ -35,7 +35,7 @@ void emitInteger(Sink &sink, Directive &directive, uintptr_t value, Radix radix,
       end = std::to_chars(digits, end, static_cast<uint32_t>(value)).ptr;
     } else {
       first = writeByBits(end, value, static_cast<unsigned>(radix),
-                          directive.conversion == 'X' ? "0123456789ABCDEF" : "0123456789abcdef");
+                          directive.conversion == 'X' ? kUpperHexDigits : kLowerHexDigits);
     }
     if (radix == Radix::octal && directive.has(kAlternate) && *first != '0') {
       *--first = '0';

@@ -1,26 +1,25 @@
-// Numbers and times as text and back, one at a time. Nothing here depends on the locale but white space; the UCS-2
-// doubles do, which go through the platform's own conversions.
+// Numbers as text and back, one at a time. Nothing here depends on the locale but white space and the UCS-2 doubles, which
+// go through the platform's own conversions.
 
 #include <locale.h>
-#include <time.h>
 
+#include <atomic>
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <iterator>
 #include <limits>
-#include <memory>
 
 #include "base/alias.h"
 #include "base/heap.h"
+#include "base/size.h"
 #include "base/status.h"
+#include "base/text.h"
 #include "qvsupt32/convert.h"
 #include "qvsupt32/format.h"
 #include "qvsupt32/strings.h"
 #include "qvsupt32/value.h"
 #include "text/value/number_scan.h"
-#include "text/value/time_text.h"
 
 namespace {
 
@@ -29,7 +28,7 @@ using qv::Status;
 constexpr size_t kDigitsMax = 21;   // of a 64-bit number with sign and terminator
 constexpr size_t kPatternMax = 33;  // of a 32-bit number in any radix, with terminator
 
-/// A decimal fraction as its digits, of which `decimals` stand behind the point. Its grammar: one sign, digits with an
+/// A decimal fraction as its digits, of which `decimals` follow the point. Its grammar: one sign, digits with an
 /// optional fraction, an optional exponent, nothing else.
 struct Decimal {
   bool valid = false;
@@ -99,11 +98,12 @@ Number readUcs2(const SMChar16 *text, Number (*read)(const char *))
   char usual[kUsualMax];
   qv::HeapBlock<char> longer;
   char *bytes = usual;
-  uint32_t size = UCS2Strlen(text) + 1;
-  if (size > kUsualMax) {
-    longer.reset(static_cast<char *>(malloc(size)));
+  const size_t needed = qv::ucs2Length(text) + 1;
+  if (needed > kUsualMax) {
+    longer.reset(static_cast<char *>(malloc(needed)));
     bytes = longer.get();
   }
+  uint32_t size = qv::clampSize(needed);
   if (bytes == nullptr || UCS2StrToUTF8Str(bytes, &size, text) != SM_STATUS_SUCCESS) {
     return 0;
   }
@@ -134,61 +134,6 @@ double readLocalDouble(const char *text)
 
 }  // namespace
 
-namespace qv::text {
-namespace {
-
-/// Two digits, the first a space if it is 0 and `padding` says so.
-char *putTwo(int value, char *out, char padding = '0')
-{
-  out[0] = value < 10 ? padding : static_cast<char>('0' + value / 10);
-  out[1] = static_cast<char>('0' + value % 10);
-  return out + 2;
-}
-
-/// A time in a year of four digits as asctime(3) writes it, "Thu Nov 19 03:13:03 2026". Most of the work of appending a
-/// record to a log was the C library's formatting of this text.
-void putUsualTime(const tm &local, int year, char *out)
-{
-  memcpy(out, &"SunMonTueWedThuFriSat"[3 * local.tm_wday], 3);
-  out[3] = ' ';
-  memcpy(out + 4, &"JanFebMarAprMayJunJulAugSepOctNovDec"[3 * local.tm_mon], 3);
-  out[7] = ' ';
-  out = putTwo(local.tm_mday, out + 8, ' ');
-  *out = ' ';
-  out = putTwo(local.tm_hour, out + 1);
-  *out = ':';
-  out = putTwo(local.tm_min, out + 1);
-  *out = ':';
-  out = putTwo(local.tm_sec, out + 1);
-  *out = ' ';
-  out = putTwo(year % 100, putTwo(year / 100, out + 1));
-  *out = '\0';
-}
-
-}  // namespace
-
-bool formTime(int64_t seconds, char *buffer)
-{
-  const auto time = static_cast<time_t>(seconds);
-  tm local;
-  tzset();  // ctime looks at TZ, the reentrant call would not
-  if (localtime_r(&time, &local) == nullptr) {
-    return false;
-  }
-  constexpr int kFirstYear = 1900;
-  if (local.tm_year >= 1000 - kFirstYear && local.tm_year <= 9999 - kFirstYear) {
-    putUsualTime(local, kFirstYear + local.tm_year, buffer);
-    return true;
-  }
-  if (asctime_r(&local, buffer) == nullptr) {
-    return false;
-  }
-  buffer[strcspn(buffer, "\n")] = '\0';
-  return true;
-}
-
-}  // namespace qv::text
-
 int64_t ASCIIToSigned64(const char *text)
 {
   return qv::readDecimal(text, qv::toSigned64);
@@ -215,24 +160,19 @@ char *UnSigned64ToASCII(char *buffer, uint64_t value)
 
 double ASCIIToDouble(const char *text)
 {
-  // The C locale always exists, and asking for it allocates nothing.
-  return strtod_l(text, nullptr, newlocale(LC_ALL_MASK, "C", nullptr));
+  // It always exists, allocates nothing and is never freed. Threads that come here first all store the same.
+  static std::atomic<locale_t> cLocale{nullptr};
+  locale_t locale = cLocale.load(std::memory_order_relaxed);
+  if (locale == nullptr) {
+    locale = newlocale(LC_ALL_MASK, "C", nullptr);
+    cLocale.store(locale, std::memory_order_relaxed);
+  }
+  return strtod_l(text, nullptr, locale);
 }
 
 uint32_t DoubleToASCII(char *buffer, uint32_t size, double value)
 {
   return OSsnprintf(buffer, size, "%.3f", value);
-}
-
-uint32_t TimeToUTF8Str(const int32_t *seconds, char *buffer)
-{
-  return qv::result(qv::text::formTime(*seconds, buffer) ? Status::success : Status::unsuccessful);
-}
-
-uint32_t SMTimeToUTF8Str(int64_t seconds, char *buffer)
-{
-  const auto kept = static_cast<int32_t>(seconds);
-  return TimeToUTF8Str(&kept, buffer);
 }
 
 int32_t ASCIIToSigned32VT(const char *text, uint32_t radix, uint32_t *status)
@@ -309,7 +249,7 @@ double UCS2ToDouble(const SMChar16 *text)
 uint32_t UCS2Signed32ToStr(int32_t value, int32_t radix, SMChar16 *buffer, uint32_t *size)
 {
   char text[kPatternMax];
-  (void)ltostr(text, value, radix);  // the text tells its own length
+  (void)ltostr(text, value, radix);  // the text is terminated
   return toUcs2(buffer, size, text);
 }
 
@@ -339,13 +279,6 @@ uint32_t UCS2DoubleToStr(double value, int32_t decimals, SMChar16 *buffer, uint3
   return toUcs2(buffer, size, longer.get());
 }
 
-uint32_t UCS2TimeToStr(const int32_t *seconds, SMChar16 *buffer, uint32_t *size)
-{
-  char text[qv::text::kTimeRoom];
-  const uint32_t status = TimeToUTF8Str(seconds, text);
-  return status == SM_STATUS_SUCCESS ? toUcs2(buffer, size, text) : status;
-}
-
 QV_ALIAS(SMASCIIToSigned64, ASCIIToSigned64)
 QV_ALIAS(SMASCIIToUnSigned64, ASCIIToUnSigned64)
 QV_ALIAS(SMSigned64ToASCII, Signed64ToASCII)
@@ -358,4 +291,3 @@ QV_ALIAS(SMUCS2ToDouble, UCS2ToDouble)
 QV_ALIAS(SMUCS2Signed32ToStr, UCS2Signed32ToStr)
 QV_ALIAS(SMUCS2UnSigned32ToStr, UCS2UnSigned32ToStr)
 QV_ALIAS(SMUCS2DoubleToStr, UCS2DoubleToStr)
-QV_ALIAS(SMUCS2TimeToStr, UCS2TimeToStr)

@@ -1,4 +1,4 @@
-// Reading integers from text: the one loop behind every reader, and what a sign and a range make of its number.
+// Reading integers from text: the one loop of every reader, and how a sign and a range change its number.
 #pragma once
 
 #include <cctype>
@@ -18,7 +18,7 @@ inline const char *skipSpace(const char *text)
   return text;
 }
 
-/// What stands before the digits of a number, and where they start.
+/// What precedes the digits of a number, and where they start.
 struct Sign {
   bool negative;
   const char *digits;
@@ -54,7 +54,7 @@ struct Digits {
   Unsigned clamped() const { return wrapped ? std::numeric_limits<Unsigned>::max() : value; }
 };
 
-/// Puts a digit behind a number. True when the number wraps.
+/// Appends a digit to a number. True if the number wraps.
 inline bool addDigit(uint32_t &number, unsigned radix, unsigned digit)
 {
   const uint64_t longer = uint64_t{number} * radix + digit;
@@ -68,7 +68,7 @@ inline bool addDigit(uint64_t &number, unsigned radix, unsigned digit)
   return __builtin_add_overflow(number, digit, &number) || wrapped;
 }
 
-/// Reads digits up to the first other character, behind those that were read before.
+/// Reads digits up to the first other character, after those that were read before.
 template <unsigned kRadix, class Unsigned>
 Digits<Unsigned> readDigits(const char *text, Digits<Unsigned> digits = {})
 {

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "base/alias.h"
+#include "base/size.h"
 #include "base/status.h"
 #include "qvsupt32/value.h"
 
@@ -19,29 +20,35 @@ char folded(char c)
   return static_cast<char>(tolower(static_cast<unsigned char>(c)));
 }
 
-/// Whether the name is the parameter's, alone or with "=" and anything behind it.
-bool isNamed(const char *parameter, uint32_t nameLength, const char *name, bool ignoreCase)
+/// Whether the name is the parameter's, alone or followed by "=" and anything.
+bool isNamed(const char *parameter, size_t length, const char *name, bool ignoreCase)
 {
-  for (uint32_t i = 0; i <= nameLength; ++i) {
+  for (size_t i = 0; i <= length; ++i) {
     const bool equal = ignoreCase ? folded(parameter[i]) == folded(name[i]) : parameter[i] == name[i];
     if (!equal) {
-      return i == nameLength && name[i] == '\0';
+      return i == length && name[i] == '\0';
     }
   }
   return true;
+}
+
+/// 0 when the parameter has no name.
+size_t nameLength(const char *parameter)
+{
+  const char *separator = parameter == nullptr ? nullptr : strchr(parameter, kSeparator);
+  return separator == nullptr ? 0 : static_cast<size_t>(separator - parameter);
 }
 
 }  // namespace
 
 uint32_t GetUTF8StrParamNameLen(const char *parameter)
 {
-  const char *separator = parameter == nullptr ? nullptr : strchr(parameter, kSeparator);
-  return separator == nullptr ? 0 : static_cast<uint32_t>(separator - parameter);
+  return qv::clampSize(nameLength(parameter));
 }
 
 char *GetUTF8StrParamName(char *parameter)
 {
-  const uint32_t length = GetUTF8StrParamNameLen(parameter);
+  const size_t length = nameLength(parameter);
   if (length == 0) {
     return nullptr;
   }
@@ -51,7 +58,7 @@ char *GetUTF8StrParamName(char *parameter)
 
 char *GetUTF8StrParamValue(char *parameter)
 {
-  const uint32_t length = GetUTF8StrParamNameLen(parameter);
+  const size_t length = nameLength(parameter);
   return length == 0 ? nullptr : parameter + length + 1;
 }
 
@@ -61,7 +68,7 @@ int32_t GetParamIndexByUTF8StrName(int32_t count, char *const *parameters, const
     return kNoIndex;
   }
   for (int32_t i = 0; i < count; ++i) {
-    const uint32_t length = GetUTF8StrParamNameLen(parameters[i]);
+    const size_t length = nameLength(parameters[i]);
     if (length > 0 && isNamed(parameters[i], length, name, ignoreCase == 1)) {
       return i;
     }
@@ -87,7 +94,7 @@ uint32_t NVPUTF8ToTypeValue(int32_t count, char *const *parameters, const char *
 
 SMBool IsValidParam(const char *parameter)
 {
-  return GetUTF8StrParamNameLen(parameter) == 0 ? 0 : 1;
+  return nameLength(parameter) == 0 ? 0 : 1;
 }
 
 int32_t SMIsValidParam(const char *parameter)

@@ -1,16 +1,18 @@
-// Typed values as text and back: one table tells sizes, kinds and ranges of the thirteen types.
+// Typed values as text and back: one table has the sizes and kinds of the thirteen types.
 
 #include <charconv>
 #include <cstring>
 
 #include "base/alias.h"
 #include "base/heap.h"
+#include "base/size.h"
 #include "base/status.h"
 #include "qvsupt32/convert.h"
 #include "qvsupt32/format.h"
 #include "qvsupt32/language.h"
 #include "qvsupt32/value.h"
 #include "text/value/number_scan.h"
+#include "text/value/time_text.h"
 
 namespace {
 
@@ -118,17 +120,17 @@ Status readValue(const char *text, const Type &type, uint32_t radix, Bits &bits)
   switch (type.kind) {
     case Kind::boolean:
       bits = bitsOf(ASCIIToBoolnV(text, &status));
-      return static_cast<Status>(status);
+      return status == SM_STATUS_SUCCESS ? Status::success : Status::invalidParameter;
     case Kind::signedInteger:
       return readSigned(text, type, radix, bits);
     case Kind::unsignedInteger:
       return readUnsigned(text, type, radix, bits);
     case Kind::real:
       bits = bitsOf(ASCIIToDoubleVT(text, radix, &status));
-      return static_cast<Status>(status);
+      return status == SM_STATUS_SUCCESS ? Status::success : Status::invalidParameter;
     case Kind::language:
-      bits = bitsOf(GetLangIDFromLocaleName(text, &status));  // the flag of a name that is not known is -1
-      return static_cast<Status>(status);
+      bits = bitsOf(GetLangIDFromLocaleName(text, &status));
+      return status == SM_STATUS_SUCCESS ? Status::success : Status::unsuccessful;
     case Kind::time:
     case Kind::binary:
       break;
@@ -193,10 +195,8 @@ Status writeValue(const void *value, char *buffer, uint32_t size, const Type &ty
       return Status::success;
     case Kind::language:
       return writeText(buffer, GetLocaleNameFromLangID(load<uint32_t>(value)));
-    case Kind::time: {
-      const auto seconds = load<int32_t>(value);
-      return static_cast<Status>(TimeToUTF8Str(&seconds, buffer));
-    }
+    case Kind::time:
+      return qv::text::formTime(load<int32_t>(value), buffer) ? Status::success : Status::unsuccessful;
     case Kind::binary:
       break;
   }
@@ -209,9 +209,7 @@ Status writeDump(const void *bytes, uint32_t count, char *buffer, uint32_t *size
   if (dump == nullptr) {
     return Status::unsuccessful;
   }
-  const bool fits = *size >= count;
-  *size = count;
-  if (!fits) {
+  if (!qv::exchangeSize(*size, count)) {
     return Status::bufferTooSmall;
   }
   if (buffer == nullptr) {
