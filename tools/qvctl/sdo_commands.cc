@@ -2,9 +2,11 @@
 // damaged one is no danger.
 
 #include <sys/ipc.h>
+#include <sys/resource.h>
 #include <sys/shm.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <stdexcept>
 
@@ -22,6 +24,17 @@ struct BlockOptions {
   std::optional<std::string> segment;
   std::optional<std::string> schema;
 };
+
+/// Objects can be nested some thousand levels deep. The stack grows as far as the limit is at that moment.
+void makeRoomForDeepBlocks()
+{
+  constexpr rlim_t kEnough = 64 * 1024 * 1024;
+  rlimit limit{};
+  if (getrlimit(RLIMIT_STACK, &limit) == 0 && limit.rlim_cur < kEnough) {
+    limit.rlim_cur = std::min(limit.rlim_max, kEnough);
+    (void)setrlimit(RLIMIT_STACK, &limit);  // most blocks are shallow
+  }
+}
 
 /// Bytes to look for a block in, and how many there are beside those that were read.
 struct Bytes {
@@ -75,6 +88,7 @@ void tellMore(const Bytes &bytes, const SdoBlock &block)
 
 Exit show(Context &context, const BlockOptions &options)
 {
+  makeRoomForDeepBlocks();
   const SdoSchema schema = options.schema ? parseSchema(readWhole(*options.schema), *options.schema) : SdoSchema();
   const Bytes bytes = readBytes(options);
   std::vector<SdoFinding> findings;
@@ -97,6 +111,7 @@ Exit show(Context &context, const BlockOptions &options)
 
 Exit check(Context &context, const BlockOptions &options)
 {
+  makeRoomForDeepBlocks();
   const Bytes bytes = readBytes(options);
   std::vector<SdoFinding> findings;
   const SdoBlock block = decodeSdo(bytes.content, findings);
@@ -122,6 +137,7 @@ Exit check(Context &context, const BlockOptions &options)
 
 Exit make(Context &context, const std::optional<std::string> &input)
 {
+  makeRoomForDeepBlocks();
   if (Output::toTerminal()) {
     throw toolFailure("standard output", "a block is not for a terminal");
   }
