@@ -79,7 +79,9 @@ std::optional<EventStart> takeStart(std::string_view log, size_t begin, std::str
   uint32_t type = 0;
   int64_t id = 0;  // older programs write it as a signed number
   Cursor cursor(log, begin + entry.size());
-  if (!cursor.takeTag(stamp) || !cursor.takeNumber("</TimeStamp>", epoch) || !cursor.takeTag("<DateTime>") ||
+  event.startLost = entry == kXmlEnd;
+  const bool isStart = event.startLost ? cursor.take(stamp) : cursor.takeTag(stamp);
+  if (!isStart || !cursor.takeNumber("</TimeStamp>", epoch) || !cursor.takeTag("<DateTime>") ||
       !cursor.takeText("</DateTime>", event.dateTime) || !cursor.takeTag("<ComputerName>") ||
       !cursor.takeText("</ComputerName>", event.computer) || !cursor.takeTag("<Type>") ||
       !cursor.takeNumber("</Type>", type) || !cursor.takeTag("<ID>") || !cursor.takeNumber("</ID>", id) ||
@@ -89,7 +91,6 @@ std::optional<EventStart> takeStart(std::string_view log, size_t begin, std::str
   event.epoch = epoch;
   event.type = type;
   event.id = static_cast<uint32_t>(id);
-  event.startLost = entry == kXmlEnd;
   start.body = cursor.at();
   return start;
 }

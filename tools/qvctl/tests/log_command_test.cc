@@ -311,7 +311,7 @@ TEST_F(LogTest, CutLogsAreReadCheckedAndRepaired)
 TEST_F(LogTest, GoesOnAfterAWriterThatWasKilled)
 {
   // A text log goes on behind half a record, in the middle of a code unit too.
-  for (const size_t lost : {6, 31, 200, 260}) {
+  for (const size_t lost : {6u, 31u, 200u, 260u}) {
     SCOPED_TRACE(lost);
     const std::string half = textLog(record(1, u"one") + record(2, u"half"));
     put("a.log", half.substr(0, half.size() - lost) + utf16(record(3, u"three") + record(4, u"four")));
