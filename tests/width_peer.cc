@@ -3,6 +3,8 @@
 // usage: width_peer COMMAND [ARGUMENT...]; see kCommands. Every command that others wait for says "ready" on its output
 // and goes on when a line arrives on its input.
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -10,10 +12,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
 #include "qvsupt32.h"
+#include "support/scratch.h"
 
 namespace {
 
@@ -176,6 +180,39 @@ int tryFileLock(const Arguments &)
   return 0;
 }
 
+/// Drops the half entry of a process that was killed inside its write, and closes the log again: what an administrator
+/// does after SM_STATUS_BAD_TYPE. Until the tag is there nobody appends.
+void repairXmlLog(const std::string &path)
+{
+  constexpr std::string_view kEnd = "</EventLog>";
+  const int turn = open((path + ".repair").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  require(turn >= 0 && flock(turn, LOCK_EX) == 0, "a turn to repair");
+  const std::string content = support::get(path);
+  if (content.find(kEnd) == std::string::npos) {
+    const size_t last = content.rfind("</LogEntry>");
+    const size_t end = last == std::string::npos ? content.find("<EventLog>") + 10 : last + 11;
+    const int log = open(path.c_str(), O_RDWR | O_CLOEXEC);
+    require(log >= 0 && ftruncate(log, static_cast<off_t>(end)) == 0 &&
+                pwrite(log, kEnd.data(), kEnd.size(), static_cast<off_t>(end)) == static_cast<ssize_t>(kEnd.size()),
+            "repair");
+    close(log);
+    printf("r 0 0\n");
+  }
+  close(turn);
+}
+
+uint32_t appendToSoakLog(const std::string &path, uint32_t event)
+{
+  for (int tries = 0;; ++tries) {
+    const uint32_t status =
+        SMAppendToXMLLog(path.c_str(), SM_EVENT_ERROR, event, nullptr, u"soak", u"event", nullptr, 0, UINT32_MAX);
+    if (status != SM_STATUS_BAD_TYPE || tries == 100) {
+      return status;
+    }
+    repairXmlLog(path);
+  }
+}
+
 /// Does file work in four threads until it is killed, and tells what is done: the kind of work, the worker and the number
 /// that it wrote. Numbers of a worker go on where the files say that its last one was.
 int workForEver(const Arguments &arguments)
@@ -205,9 +242,7 @@ int workForEver(const Arguments &arguments)
         const CFGUKeyValueEntry entry = {key.data(), value.data()};
         require(SMCFGSetKeyValueEntry(values.c_str(), &entry, 0) == 0, "soak key=value set");
         printf("k %s %u\n", worker.c_str(), number);
-        require(SMAppendToXMLLog(xml.c_str(), SM_EVENT_ERROR, event, nullptr, u"soak", u"event", nullptr, 0,
-                                 UINT32_MAX) == 0,
-                "soak XML log");
+        require(appendToSoakLog(xml, event) == 0, "soak XML log");
         printf("x %s %u\n", worker.c_str(), event);
         require(AppendToUNITXTLog(text.c_str(), SM_EVENT_ERROR, event, u"soak", u"event", nullptr, 0, UINT32_MAX) == 0,
                 "soak text log");
