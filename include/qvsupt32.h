@@ -5,6 +5,10 @@
  * every status in the order in which it is decided, and what threads may do. "Threads" is left out where a function
  * works on its arguments alone: such calls may run in parallel as long as they do not share an object.
  *
+ * Most functions have two names, of which a new component uses the one with the SM prefix where there is one. With
+ * QVSUPT32_NO_UNPREFIXED defined first, every function without the prefix is hidden from a component that has functions
+ * of those names itself.
+ *
  * Nothing here throws, and nothing here prints. Compiles as C99 and later and as C++98 and later. */
 #ifndef QVSUPT32_H
 #define QVSUPT32_H

@@ -80,10 +80,11 @@ def lineOf(text, position):
 
 
 class Declaration:
-  """One declaration with QVSUPT32_API: its header, the name it declares, and its first and last line from 1."""
+  """One declaration with QVSUPT32_API: its header, the name it declares, whether that is a variable, and its first and
+  last line from 1."""
 
-  def __init__(self, header, name, first, last):
-    self.header, self.name, self.first, self.last = header, name, first, last
+  def __init__(self, header, name, variable, first, last):
+    self.header, self.name, self.variable, self.first, self.last = header, name, variable, first, last
 
 
 def declaredName(text):
@@ -108,5 +109,5 @@ def declarations(include):
       first, last = lineOf(code, match.start()), lineOf(code, match.end())
       if name is None:
         die(f"{header}:{first}: cannot tell what is declared here")
-      found.append(Declaration(header, name, first, last))
+      found.append(Declaration(header, name, re.search(r"\bextern\b", match[0]) is not None, first, last))
   return found

@@ -86,6 +86,7 @@ need_stages() {
 # The stages -----------------------------------------------------------------------------------------------------------
 
 stage_style() {
+  scripts/hide_unprefixed --check
   scripts/check_headers include
   scripts/check_docs include
   scripts/check_floors

@@ -12,6 +12,8 @@
 
 QVSUPT32_BEGIN_C
 
+#include "hide_unprefixed.inc"
+
 /* Bytes that encode64 writes at most for a count of bytes, and decode64 for a count of characters, from 0 on, NUL
  * included. */
 #define SM_BASE64_TEXT_SIZE(count) (((uint32_t)(count) + 2u) / 3u * 4u + 1u)
@@ -36,6 +38,8 @@ QVSUPT32_API uint32_t SMBase64Encode(char *text, const uint8_t *bytes, int32_t c
  * SM_STATUS_SUCCESS (0). */
 QVSUPT32_API uint32_t decode64(uint8_t *bytes, const char *text, int32_t count);
 QVSUPT32_API uint32_t SMBase64Decode(uint8_t *bytes, const char *text, int32_t count);
+
+#include "show_unprefixed.inc"
 
 QVSUPT32_END_C
 

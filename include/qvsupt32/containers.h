@@ -12,6 +12,8 @@
 
 QVSUPT32_BEGIN_C
 
+#include "hide_unprefixed.inc"
+
 /* Red-black tree ----------------------------------------------------------------------------------------------------
  *
  * The tree's handle is one pointer-sized slot of the caller that holds the root, null for an empty tree. Operations
@@ -306,6 +308,8 @@ QVSUPT32_API uint32_t SMFindFirstHashID(const uint32_t *table, uint32_t size, ui
  * unchanged. Identifiers acquired below the position meanwhile are not reported. */
 QVSUPT32_API uint32_t FindNextHashID(const uint32_t *table, uint32_t size, uint32_t *word, uint32_t *bit);
 QVSUPT32_API uint32_t SMFindNextHashID(const uint32_t *table, uint32_t size, uint32_t *word, uint32_t *bit);
+
+#include "show_unprefixed.inc"
 
 QVSUPT32_END_C
 

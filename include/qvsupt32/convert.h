@@ -14,6 +14,8 @@
 
 QVSUPT32_BEGIN_C
 
+#include "hide_unprefixed.inc"
+
 /* Code points ------------------------------------------------------------------------------------------------------ */
 
 /* Reads one character of UTF-8. A byte below 0x80 is itself, the zero byte included. The high bits of any other first
@@ -194,6 +196,8 @@ QVSUPT32_API char *BufToUTF8Str(const void *bytes, uint32_t *count, uint32_t bas
  *   SM_STATUS_SUCCESS (0)              appended; as after every append, strLen shows whether the record could grow */
 QVSUPT32_API uint32_t BufToUCS2Str(SSUCS2Str *record, const void *bytes, uint32_t count, uint32_t baseOffset);
 QVSUPT32_API uint32_t SMBufToUCS2Str(SSUCS2Str *record, const void *bytes, uint32_t count, uint32_t baseOffset);
+
+#include "show_unprefixed.inc"
 
 QVSUPT32_END_C
 

@@ -11,6 +11,8 @@
 
 QVSUPT32_BEGIN_C
 
+#include "hide_unprefixed.inc"
+
 /* 108 bytes without gaps on every machine: no member needs more alignment than 4. */
 typedef struct RFC1321Context {
   uint32_t bitCount[2];   /* message bits added so far, 64 bits: the low word, the high word */
@@ -57,6 +59,8 @@ QVSUPT32_API uint32_t RFC1321Step4T(uint32_t i);
 
 /* Returns value rotated left by shift bits. */
 QVSUPT32_API uint32_t RFC1321Step4RotateLeft(uint32_t value, uint32_t shift);
+
+#include "show_unprefixed.inc"
 
 QVSUPT32_END_C
 

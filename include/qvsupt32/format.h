@@ -93,6 +93,8 @@
 
 QVSUPT32_BEGIN_C
 
+#include "hide_unprefixed.inc"
+
 /* Formats the arguments into buffer, of which size bytes may be used, terminator included. Stores at most size - 1
  * bytes and then a zero byte, and returns the number of bytes stored without it. Output that does not fit is cut at
  * the end of the buffer, even inside a UTF-8 character.
@@ -111,6 +113,8 @@ QVSUPT32_API uint32_t SMvsnprintf(char *buffer, uint32_t size, const char *forma
 /* The same with the arguments themselves. */
 QVSUPT32_API uint32_t OSsnprintf(char *buffer, uint32_t size, const char *format, ...);
 QVSUPT32_API uint32_t SMsnprintf(char *buffer, uint32_t size, const char *format, ...);
+
+#include "show_unprefixed.inc"
 
 QVSUPT32_END_C
 

@@ -17,6 +17,8 @@
 
 QVSUPT32_BEGIN_C
 
+#include "hide_unprefixed.inc"
+
 /* Opaque context of one call. Always 0 on Linux. */
 typedef uint32_t SMExportContext;
 
@@ -114,6 +116,8 @@ QVSUPT32_API const char *SMGetVersionText(void);
 /* Returns a status as one line of English that starts with its name, "SM_STATUS_NOT_FOUND: ..."; "unknown status" for
  * other numbers. Never null; static storage. Cast a signed result to uint32_t. Since 4.1. */
 QVSUPT32_API const char *SMStatusText(uint32_t status);
+
+#include "show_unprefixed.inc"
 
 QVSUPT32_END_C
 

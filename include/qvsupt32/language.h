@@ -14,6 +14,8 @@
 
 QVSUPT32_BEGIN_C
 
+#include "hide_unprefixed.inc"
+
 #define SM_LANGUAGE_DEFAULT 1033u
 
 /* Returns the language of the process: that of the locale name in the environment variable LANG, the default when it is
@@ -32,6 +34,8 @@ QVSUPT32_API const char *GetLocaleNameFromLangID(uint32_t languageID);
 /* Returns a copy of the locale name of GetLocalLanguageID, which the caller frees with SMFreeMem; null when the heap is
  * exhausted. Threads: as GetLocalLanguageID. */
 QVSUPT32_API char *GetOSLocaleName(void);
+
+#include "show_unprefixed.inc"
 
 QVSUPT32_END_C
 

@@ -32,6 +32,8 @@
 
 QVSUPT32_BEGIN_C
 
+#include "hide_unprefixed.inc"
+
 /* Event types. */
 #define SM_EVENT_SUCCESS 0u
 #define SM_EVENT_ERROR 1u
@@ -306,6 +308,8 @@ QVSUPT32_API uint32_t SMAppendToOSSysLog(uint16_t eventType, uint32_t eventID, c
 
 /* Replaces every carriage return of a text by a space. A null text is left. */
 QVSUPT32_API void RemoveCarriageReturns(char *text);
+
+#include "show_unprefixed.inc"
 
 QVSUPT32_END_C
 

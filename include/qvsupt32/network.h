@@ -16,6 +16,8 @@
 
 QVSUPT32_BEGIN_C
 
+#include "hide_unprefixed.inc"
+
 /* Bytes of one address in the list of GetIPAddrStrList. */
 #define SM_IP_ADDRESS_SIZE 16
 
@@ -95,6 +97,8 @@ QVSUPT32_API uint32_t SMIPAddrASCIIToNetwork(const char *text, uint32_t *address
  *   SM_STATUS_SUCCESS (0)            *size is the length of the text, its terminator not counted */
 QVSUPT32_API uint32_t IPAddrNetworkToASCII(uint32_t address, char *buffer, uint32_t *size);
 QVSUPT32_API uint32_t SMIPAddrNetworkToASCII(uint32_t address, char *buffer, uint32_t *size);
+
+#include "show_unprefixed.inc"
 
 QVSUPT32_END_C
 

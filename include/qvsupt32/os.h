@@ -16,6 +16,8 @@
 
 QVSUPT32_BEGIN_C
 
+#include "hide_unprefixed.inc"
+
 /* IPC names and the IPC file ---------------------------------------------------------------------------------------
  *
  * An IPC name is a number that processes agree on: an offset plus a base that the site sets in /etc/vela.conf with a
@@ -151,6 +153,8 @@ QVSUPT32_API int32_t ReleaseSemaphore(int32_t id);
  *   SM_STATUS_UNSUCCESSFUL (-1)  id is 0
  *   SM_STATUS_SUCCESS (0)        any other, also if the set is gone */
 QVSUPT32_API int32_t ResetSemaphore(int32_t id);
+
+#include "show_unprefixed.inc"
 
 QVSUPT32_END_C
 

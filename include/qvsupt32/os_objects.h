@@ -31,6 +31,8 @@
 
 QVSUPT32_BEGIN_C
 
+#include "hide_unprefixed.inc"
+
 /* Kinds of records. */
 #define SM_KIND_LIBRARY 0u
 #define SM_KIND_MUTEX 1u
@@ -372,6 +374,8 @@ QVSUPT32_API void OSCriticalSectionDetach(void);
 
 /* Callback of the registry: compares a routine's address with that of a record. */
 QVSUPT32_API int32_t OSCriticalSectionRBTWalk(void *key, void *record);
+
+#include "show_unprefixed.inc"
 
 QVSUPT32_END_C
 

@@ -19,6 +19,8 @@
 
 QVSUPT32_BEGIN_C
 
+#include "hide_unprefixed.inc"
+
 #define SM_PRODUCT_ZKROOT 1u
 #define SM_PRODUCT_CORVANE 34u
 #define SM_PRODUCT_VELA 35u /* the library's own product: its "ini" and "log" directories hold the library's files */
@@ -83,6 +85,8 @@ QVSUPT32_API void SUPTMiscRemoveTrailingPathSeparator(char *path, uint32_t *size
 /* Cuts a path before its last "/", unless that is its first character, and stores the new size; otherwise path and
  * *size are left. Neither argument may be null. */
 QVSUPT32_API void SUPTMiscRemoveSubDir(char *path, uint32_t *size);
+
+#include "show_unprefixed.inc"
 
 QVSUPT32_END_C
 

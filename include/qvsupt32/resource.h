@@ -25,6 +25,8 @@
 
 QVSUPT32_BEGIN_C
 
+#include "hide_unprefixed.inc"
+
 /* Lines and texts -------------------------------------------------------------------------------------------------- */
 
 /* Reads a line of 16-bit units from the file's position, with its carriage return and line feed, and terminates it.
@@ -107,6 +109,8 @@ QVSUPT32_API __attribute__((malloc, warn_unused_result)) char *SMGetLocalizedPat
                                                                                           const char *localeName,
                                                                                           const char *subDirectory,
                                                                                           const char *fileName);
+
+#include "show_unprefixed.inc"
 
 QVSUPT32_END_C
 

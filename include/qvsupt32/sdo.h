@@ -27,6 +27,8 @@
 
 QVSUPT32_BEGIN_C
 
+#include "hide_unprefixed.inc"
+
 /* Type bytes are the caller's own code space, except for these bits. 0 is no type. */
 #define SDO_TYPE_MASK 0x0Fu   /* the bits that hold the next two */
 #define SDO_TYPE_BINARY 0x0Cu /* a block in binary form: taken by SDOConfigAddData, found in a binary's entries */
@@ -401,6 +403,8 @@ QVSUPT32_API int32_t BSOCWalkSDOBinaryGenerator(void *generator, void *entry);
 
 /* Compares the 16-bit field IDs at two addresses, in the machine's byte order: -1, 0 or 1. */
 QVSUPT32_API int32_t BSOBinaryFieldIDCompare(const void *a, const void *b);
+
+#include "show_unprefixed.inc"
 
 QVSUPT32_END_C
 

@@ -35,6 +35,8 @@
 
 QVSUPT32_BEGIN_C
 
+#include "hide_unprefixed.inc"
+
 /* Files and directories -------------------------------------------------------------------------------------------- */
 
 /* Creates a directory, the last component of its path only. SM_STATUS_SUCCESS (0) also if anything exists at the path
@@ -418,6 +420,8 @@ QVSUPT32_API int32_t CFGUGetFirstNonWhiteSpacePos(const char *text);
 
 /* Deletes the first character of a text. */
 QVSUPT32_API void CharsLeftShift(char *text);
+
+#include "show_unprefixed.inc"
 
 QVSUPT32_END_C
 

@@ -18,6 +18,8 @@
 
 QVSUPT32_BEGIN_C
 
+#include "hide_unprefixed.inc"
+
 /* UCS-2 strings ---------------------------------------------------------------------------------------------------- */
 
 /* Returns the number of units of s. */
@@ -157,6 +159,8 @@ QVSUPT32_API uint32_t IsASCIIHexNum(const char *s, SMBool lowerCase);
 
 /* Octal digits. */
 QVSUPT32_API uint32_t IsASCIIOctalNum(const char *s);
+
+#include "show_unprefixed.inc"
 
 QVSUPT32_END_C
 

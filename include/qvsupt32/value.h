@@ -15,6 +15,8 @@
 
 QVSUPT32_BEGIN_C
 
+#include "hide_unprefixed.inc"
+
 /* Type codes of typed values, with their binary form and the text that is written. */
 #define SM_TYPE_BOOLEAN 0u /* 16-bit, 1 is true, anything else false: "true" or "false" */
 #define SM_TYPE_S8 1u      /* signed 8-bit, decimal */
@@ -186,6 +188,8 @@ QVSUPT32_API uint32_t SMNVPUTF8ToTypeValue(int32_t count, char *const *parameter
 /* Returns 1 when the parameter has a name, else 0. */
 QVSUPT32_API SMBool IsValidParam(const char *parameter);
 QVSUPT32_API int32_t SMIsValidParam(const char *parameter);
+
+#include "show_unprefixed.inc"
 
 QVSUPT32_END_C
 
