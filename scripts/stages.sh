@@ -127,7 +127,7 @@ stage_rooms() {
 install_both() {
   local preset
   for preset in i386 x86_64; do
-    build "$preset" qvsupt32
+    build "$preset" qvsupt32 qvctl
     cmake --install "build/$preset" --prefix "$1" >/dev/null
   done
 }

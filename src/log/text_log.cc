@@ -53,7 +53,7 @@ using qv::Status;
 namespace log = qv::log;
 
 constexpr size_t kHeaderUnits = 128;
-constexpr off_t kHeaderBytes = 2 * kHeaderUnits;
+constexpr off_t kHeaderBytes = off_t{2} * kHeaderUnits;
 constexpr uint32_t kBytesPerDumpLine = 16;
 constexpr uint32_t kDumpLineUnits = 82;
 constexpr uint32_t kHostNameSize = 64;

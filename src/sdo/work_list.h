@@ -16,7 +16,8 @@ class WorkList {
   static_assert(std::is_trivially_copyable_v<T>, "realloc moves the records");
 
  public:
-  WorkList() {}  // the first few are not initialised before they are used
+  // Not defaulted, which the union would delete: the first few are not initialised before they are used.
+  WorkList() {}  // NOLINT(modernize-use-equals-default)
   uint32_t size() const { return size_; }
   T &operator[](uint32_t index) { return items_[index]; }
   T &last() { return items_[size_ - 1]; }
@@ -51,7 +52,7 @@ class WorkList {
   }
 
   union {
-    T few_[kFew];
+    T few_[kFew];  // NOLINT(readability-identifier-naming): private like the rest
   };
   HeapBlock<T> onHeap_;
   T *items_ = few_;

@@ -77,7 +77,8 @@ Entry normalize(std::string_view line, size_t equals, char *buffer)
 {
   const std::string_view value = trimValue({line.data() + equals + 1, line.size() - equals - 1});
   char *const end = copyPrefix(qv::before(line, value), buffer);
-  const bool hasQuotedBlanks = end[-1] != '=';  // those after "=" belong to the value
+  // Those after "=" belong to the value. There is an "=" in the prefix, so that the end is past the buffer's start.
+  const bool hasQuotedBlanks = end[-1] != '=';  // NOLINT(clang-analyzer-core.UndefinedBinaryOperatorResult)
   if (!hasQuotedBlanks && value.find('"') == std::string_view::npos) {
     return {{buffer, static_cast<size_t>(end - buffer) - 1}, value};
   }

@@ -62,6 +62,38 @@ Function *real(const char *name)
   return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
 }
 
+/// syscall(2) without the C library: the sanitizers' runtime comes here too, also while it starts or reports, when
+/// dlsym(3) must not be called.
+long callKernel(long number, const long (&arguments)[6])
+{
+  long result;
+#ifdef __i386__
+  asm volatile(
+      "push %%ebp\n\tpush %%ebx\n\tpush %%esi\n\tpush %%edi\n\t"
+      "mov (%%edi), %%ebx\n\tmov 4(%%edi), %%ecx\n\tmov 8(%%edi), %%edx\n\tmov 12(%%edi), %%esi\n\t"
+      "mov 20(%%edi), %%ebp\n\tmov 16(%%edi), %%edi\n\tint $0x80\n\t"
+      "pop %%edi\n\tpop %%esi\n\tpop %%ebx\n\tpop %%ebp"
+      : "=a"(result)
+      : "0"(number), "D"(arguments)
+      : "ecx", "edx", "memory", "cc");
+#else
+  register long fourth asm("r10") = arguments[3];
+  register long fifth asm("r8") = arguments[4];
+  register long sixth asm("r9") = arguments[5];
+  asm volatile("syscall"
+               : "=a"(result)
+               : "0"(number), "D"(arguments[0]), "S"(arguments[1]), "d"(arguments[2]), "r"(fourth), "r"(fifth),
+                 "r"(sixth)
+               : "rcx", "r11", "memory", "cc");
+#endif
+  constexpr long kLargestError = 4095;
+  if (result < 0 && result >= -kLargestError) {
+    errno = static_cast<int>(-result);
+    return -1;
+  }
+  return result;
+}
+
 /// Notes a sync that succeeded, and passes its result on.
 int recordSync(int descriptor, int result)
 {
@@ -361,8 +393,7 @@ long syscall(long number, ...) noexcept
     (void)strikes(Call::futexWait);
     return -1;
   }
-  return real<long(long, ...)>("syscall")(number, arguments[0], arguments[1], arguments[2], arguments[3], arguments[4],
-                                          arguments[5]);
+  return callKernel(number, arguments);
 }
 
 ssize_t write(int descriptor, const void *bytes, size_t size)

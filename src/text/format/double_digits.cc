@@ -211,7 +211,8 @@ char *writeShort(char *out, double magnitude, int decimals)
   constexpr uint32_t kPowers[] = {1, 10, 100, 1000};
   const Parts parts(magnitude);
   const auto bits = static_cast<unsigned>(-parts.shift);
-  const uint64_t unit = uint64_t{1} << bits;
+  // isShort() has bounded the exponent, so that there are at most 62 bits.
+  const uint64_t unit = uint64_t{1} << bits;  // NOLINT(clang-analyzer-core.UndefinedBinaryOperatorResult)
   const uint64_t scaled = (parts.mantissa & (unit - 1)) * kPowers[decimals];
   const uint64_t rest = scaled & (unit - 1);
   auto integral = static_cast<uint32_t>(parts.mantissa >> bits);
