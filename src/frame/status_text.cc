@@ -9,6 +9,7 @@
 
 const char *SMStatusText(uint32_t status)
 {
+  // NOLINTBEGIN(readability-uppercase-literal-suffix): the constants of a C header
   switch (status) {
     QV_STATUS(SM_STATUS_SUCCESS, "success")
     QV_STATUS(SM_STATUS_UNSUCCESSFUL, "a platform call, an allocation or a conversion failed")
@@ -38,6 +39,7 @@ const char *SMStatusText(uint32_t status)
     default:
       return "unknown status";
   }
+  // NOLINTEND(readability-uppercase-literal-suffix)
 }
 
 #undef QV_STATUS
