@@ -80,7 +80,7 @@ inline size_t offsetInBlock(const void *at)
 
 /// The number of units, at most `limit`, before the first one at which to stop. `stop` maps a block to all ones in the
 /// units at which to stop; the terminator must be one of them. Units at an odd address, as packed records have them,
-/// straddle blocks and are read one by one.
+/// straddle blocks and are read one by one. Without a limit the compiler drops what looks at it.
 template <class Unit, class Stop>
 size_t scan(const Unit *s, size_t limit, Stop stop)
 {
@@ -99,13 +99,14 @@ size_t scan(const Unit *s, size_t limit, Stop stop)
   uint32_t stops = highBits(stop(loadAligned(block))) >> offset << offset;
   while (stops == 0) {
     block += kBlockSize / sizeof(Unit);
-    if (static_cast<size_t>(block - s) >= limit) {
+    if (limit != kNoLimit && static_cast<size_t>(block - s) >= limit) {
       return limit;
     }
     stops = highBits(stop(loadAligned(block)));
   }
   const Unit *found = block + static_cast<size_t>(std::countr_zero(stops)) / sizeof(Unit);
-  return std::min(limit, static_cast<size_t>(found - s));
+  const auto length = static_cast<size_t>(found - s);
+  return limit == kNoLimit ? length : std::min(limit, length);
 }
 
 /// The number of units before the terminator, at most `limit`.

@@ -30,32 +30,41 @@ size_t asciiLength(const From *at, size_t limit)
   return text::scan(at, limit, [](__m128i block) { return Ascii::others(block); });
 }
 
-/// Converts the ASCII that a text begins with, up to `room` units, by aligned blocks, since the end of the text is not
-/// known. Returns its length.
+/// Converts the ASCII that a text begins with, up to `room` units. Returns its length. Since the end of the text is not
+/// known it goes by aligned blocks, and converts what precedes the first and follows the last one together with units of
+/// those.
 template <class Ascii, class From, class To>
-[[gnu::noinline]] size_t convertAscii(const From *at, size_t room, To *out)
+[[gnu::noinline, gnu::flatten]] size_t convertAscii(const From *at, size_t room, To *out)
 {
+  constexpr size_t kAligned = Ascii::kAligned;
   const From *const start = at;
   const size_t offset = text::offsetInBlock(at);
-  const bool byUnits = text::kByUnits || offset % sizeof(From) != 0;
-  if (offset != 0 || byUnits) {
-    const size_t beforeBlock = (text::kBlockSize - offset) / sizeof(From);
-    const size_t length = asciiLength<Ascii>(at, byUnits ? room : std::min(room, beforeBlock));
-    Ascii::convert(at, length, out);
-    if (byUnits || length < beforeBlock) {
-      return length;
+  const size_t beforeBlock = (text::kBlockSize - offset) / sizeof(From) % (text::kBlockSize / sizeof(From));
+  const auto startsWithAscii = [=] {
+    const char *block = reinterpret_cast<const char *>(start) - offset;
+    return text::highBits(Ascii::others(text::loadAligned(block))) >> offset == 0;
+  };
+  if (!text::kByUnits && offset % sizeof(From) == 0 && room >= beforeBlock + kAligned &&
+      (beforeBlock == 0 || startsWithAscii()) && Ascii::convertAligned(at + beforeBlock, out + beforeBlock)) {
+    if (beforeBlock != 0) {
+      Ascii::convert(at, kAligned, out);
     }
+    at += beforeBlock + kAligned;
+    out += beforeBlock + kAligned;
+    room -= beforeBlock + kAligned;
+    for (; room >= kAligned && Ascii::convertAligned(at, out); room -= kAligned) {
+      at += kAligned;
+      out += kAligned;
+    }
+    const size_t rest = asciiLength<Ascii>(at, room);
+    at += rest;
+    Ascii::convert(at - kAligned, kAligned, out + rest - kAligned);
+  } else {
+    const size_t length = asciiLength<Ascii>(at, room);
+    Ascii::convert(at, length, out);
     at += length;
-    out += length;
-    room -= length;
   }
-  for (; room >= Ascii::kAligned && Ascii::convertAligned(at, out); room -= Ascii::kAligned) {
-    at += Ascii::kAligned;
-    out += Ascii::kAligned;
-  }
-  const size_t rest = asciiLength<Ascii>(at, room);
-  Ascii::convert(at, rest, out);
-  return static_cast<size_t>(at - start) + rest;
+  return static_cast<size_t>(at - start);
 }
 
 /// Where converted text goes when only its size is asked for.
@@ -286,15 +295,23 @@ Status convertOne(const typename Direction::From *&at, Sink &sink)
   return Status::success;
 }
 
+/// Whether a unit is ASCII, the terminator included.
+template <class From>
+bool isAscii(From unit)
+{
+  return static_cast<std::conditional_t<sizeof(From) == 1, uint8_t, From>>(unit) < 0x80;
+}
+
+/// Converts text up to its terminator.
 template <class Direction, class Sink>
-[[gnu::flatten]] Status convertInto(Sink &sink, const typename Direction::From *at)
+[[gnu::noinline, gnu::flatten]] Status convertText(Sink &sink, const typename Direction::From *at)
 {
   using From = typename Direction::From;
   constexpr size_t kStep = 1024;  // units that are looked through for the end at a time
   const From *end = at;
   bool ended = false;
   while (*at != 0) {
-    if (const auto first = static_cast<std::conditional_t<sizeof(From) == 1, uint8_t, From>>(*at); first < 0x80) {
+    if (isAscii(*at)) {
       at += sink.template addAscii<typename Direction::Ascii>(at);
       if (*at == 0) {
         break;
@@ -311,19 +328,25 @@ template <class Direction, class Sink>
       }
     }
   }
-  if (sink.room() == 0) {
-    return Status::bufferTooSmall;
-  }
-  sink.add(1, [](typename Direction::To *out) { *out = 0; });
   return Status::success;
 }
 
 template <class Direction, class Sink>
-Status convertAndTell(Sink sink, uint32_t &size, const typename Direction::From *source)
+Status convertInto(Sink sink, uint32_t &size, const typename Direction::From *at)
 {
-  if (const Status status = convertInto<Direction>(sink, source); status != Status::success) {
-    return status;
+  // Most text is ASCII and needs no more than this.
+  if (isAscii(*at)) {
+    at += sink.template addAscii<typename Direction::Ascii>(at);
   }
+  if (*at != 0) {
+    if (const Status status = convertText<Direction>(sink, at); status != Status::success) {
+      return status;
+    }
+  }
+  if (sink.room() == 0) {
+    return Status::bufferTooSmall;
+  }
+  sink.add(1, [](typename Direction::To *out) { *out = 0; });
   const uint64_t bytes = sink.count() * sizeof(typename Direction::To);
   if (bytes > std::numeric_limits<uint32_t>::max()) {
     return Status::bufferTooSmall;
@@ -339,9 +362,9 @@ Status convert(typename Direction::To *buffer, uint32_t *size, const typename Di
     return Status::invalidParameter;
   }
   if (buffer == nullptr) {
-    return convertAndTell<Direction>(Counter(), *size, source);
+    return convertInto<Direction>(Counter(), *size, source);
   }
-  return convertAndTell<Direction>(Writer(buffer, *size / sizeof(*buffer)), *size, source);
+  return convertInto<Direction>(Writer(buffer, *size / sizeof(*buffer)), *size, source);
 }
 
 template <class Unit>
