@@ -856,6 +856,10 @@ TEST_F(FileFunctions, ReplaceFile)
   fs::remove(from);
   EXPECT_EQ(replace(), 258u);
   EXPECT_EQ(get(to), "(missing)");
+  fs::create_directories(from + "/inside");
+  fs::create_directory(to);
+  EXPECT_EQ(replace(), 270u) << "a directory is not removed, also where a rename would replace it";
+  EXPECT_TRUE(fs::is_empty(to) && fs::exists(from + "/inside"));
 }
 
 TEST_F(FileFunctions, TemporaryNames)

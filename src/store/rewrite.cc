@@ -32,19 +32,21 @@ int reuse(const char *path, const struct stat &original, bool &isRegular)
   return isSameFile(found.status(), original) ? -1 : found.open(O_WRONLY | O_TRUNC);
 }
 
-/// Two names of one file are left by rename(2), with success; a destination that is missing is created by it.
-bool areTwoFiles(const char *one, const char *other)
+/// Where rename(2) does what removing the destination first would do. It does more otherwise: two names of one file are
+/// left with success, a missing destination is created, and a directory takes the place of an empty one.
+bool isReplacedByRename(const char *destination, const char *source)
 {
-  struct stat first;
-  struct stat second;
-  return lstat(one, &first) == 0 && lstat(other, &second) == 0 && !isSameFile(first, second);
+  struct stat replaced;
+  struct stat replacing;
+  return lstat(destination, &replaced) == 0 && !S_ISDIR(replaced.st_mode) && lstat(source, &replacing) == 0 &&
+         !isSameFile(replaced, replacing);
 }
 
 }  // namespace
 
 bool exchangeInOneStep(const char *destination, const char *source)
 {
-  return areTwoFiles(destination, source) && rename(source, destination) == 0;
+  return isReplacedByRename(destination, source) && rename(source, destination) == 0;
 }
 
 Status exchange(const char *destination, const char *source)
