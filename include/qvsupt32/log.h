@@ -20,7 +20,8 @@
  * without the closing tag, which was under it, so that later appends are refused with SM_STATUS_BAD_TYPE until the log
  * is repaired (append "</EventLog>"), cleared or moved. Logs are not synced: a machine that loses power may lose the
  * records of its last seconds, keep a part of them, or hold zeros in their place; older records are not touched, except
- * that the XML log can lack its closing tag as above.
+ * that the XML log can lack its closing tag as above. A move syncs the names in the directory before the new log is made,
+ * so that the old records keep a name.
  *
  * No function here may be called from a signal handler. */
 #ifndef QVSUPT32_LOG_H

@@ -20,25 +20,8 @@ auto uninterrupted(Call call)
   return answer;
 }
 
-/// Reads up to `capacity` bytes, fewer only at the end of the file. -1 when reading fails.
-inline ssize_t readUpTo(int descriptor, void *buffer, size_t capacity)
-{
-  size_t held = 0;
-  while (held < capacity) {
-    const ssize_t got =
-        uninterrupted([&] { return read(descriptor, static_cast<char *>(buffer) + held, capacity - held); });
-    if (got < 0) {
-      return -1;
-    }
-    if (got == 0) {
-      break;
-    }
-    held += static_cast<size_t>(got);
-  }
-  return static_cast<ssize_t>(held);
-}
-
-/// The same from a place in the file, which does not move the descriptor's own.
+/// Reads up to `capacity` bytes from a place in the file, fewer only at its end. -1 when reading fails. The descriptor's
+/// own place stays.
 inline ssize_t readUpToAt(int descriptor, void *buffer, size_t capacity, off_t place)
 {
   size_t held = 0;

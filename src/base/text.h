@@ -56,6 +56,17 @@ inline void copyShort(void *to, const void *from, size_t size)
   }
 }
 
+/// The halves of a surrogate pair.
+constexpr bool isHighSurrogate(SMChar16 unit)
+{
+  return unit >= 0xD800 && unit <= 0xDBFF;
+}
+
+constexpr bool isLowSurrogate(SMChar16 unit)
+{
+  return unit >= 0xDC00 && unit <= 0xDFFF;
+}
+
 /// Whether a character is a decimal digit, whatever the locale.
 constexpr bool isDecimalDigit(char c)
 {

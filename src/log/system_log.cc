@@ -32,11 +32,6 @@ constexpr uint32_t kPrefixString = 768;
 
 using Utf8 = qv::HeapBlock<char>;
 
-bool isHighSurrogate(SMChar16 unit)
-{
-  return unit >= 0xD800 && unit <= 0xDBFF;
-}
-
 /// A message of limited length: longer text is cut after the last whole character that fits.
 class Message {
  public:
@@ -56,7 +51,7 @@ class Message {
   {
     const size_t capacity = kMessageUnits - 1 - length_;
     size_t length = std::min(qv::ucs2Length(text), capacity);
-    if (length == capacity && length > 0 && isHighSurrogate(text[length - 1])) {
+    if (length == capacity && length > 0 && qv::isHighSurrogate(text[length - 1])) {
       --length;
     }
     memcpy(units_ + length_, text, length * sizeof(SMChar16));

@@ -11,16 +11,6 @@ namespace {
 
 constexpr SMChar16 kReplacement = 0xFFFD;
 
-bool isHighSurrogate(SMChar16 unit)
-{
-  return unit >= 0xD800 && unit <= 0xDBFF;
-}
-
-bool isLowSurrogate(SMChar16 unit)
-{
-  return unit >= 0xDC00 && unit <= 0xDFFF;
-}
-
 /// True if XML 1.0 has a character of this one unit.
 bool isXmlCharacter(SMChar16 unit)
 {
@@ -54,7 +44,7 @@ void escape(std::u16string_view text, Add add)
       default:
         break;
     }
-    if (isHighSurrogate(text[i]) && i + 1 < text.size() && isLowSurrogate(text[i + 1])) {
+    if (qv::isHighSurrogate(text[i]) && i + 1 < text.size() && qv::isLowSurrogate(text[i + 1])) {
       add(text.substr(i, 2));
       ++i;
     } else {

@@ -5,6 +5,7 @@
 #include <charconv>
 
 #include "event_splitter.h"
+#include "log_cursor.h"
 #include "utf.h"
 
 namespace qvctl {
@@ -19,20 +20,9 @@ constexpr std::string_view kDescription = "Description:";
 constexpr std::string_view kData = "Data: Bytes in Hex";
 
 /// Reads on in a log, line by line.
-class Cursor {
+class Cursor : public LogCursor {
  public:
-  Cursor(std::string_view log, size_t at) : log_(log), at_(at) {}
-
-  size_t at() const { return at_; }
-
-  bool take(std::string_view expected)
-  {
-    if (log_.compare(at_, expected.size(), expected) != 0) {
-      return false;
-    }
-    at_ += expected.size();
-    return true;
-  }
+  using LogCursor::LogCursor;
 
   bool takeLineEnd() { return take("\r\n") || take("\n"); }
 
@@ -80,10 +70,6 @@ class Cursor {
     at_ = ahead.at_;
     return true;
   }
-
- private:
-  std::string_view log_;
-  size_t at_;
 };
 
 /// Where the end of the line before a place begins.

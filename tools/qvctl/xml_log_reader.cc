@@ -6,6 +6,7 @@
 #include <charconv>
 
 #include "event_splitter.h"
+#include "log_cursor.h"
 
 namespace qvctl {
 namespace {
@@ -13,20 +14,9 @@ namespace {
 constexpr std::string_view kBlanks = " \t\r\n";
 
 /// Reads on in a log.
-class Cursor {
+class Cursor : public LogCursor {
  public:
-  Cursor(std::string_view log, size_t at) : log_(log), at_(at) {}
-
-  size_t at() const { return at_; }
-
-  bool take(std::string_view expected)
-  {
-    if (log_.compare(at_, expected.size(), expected) != 0) {
-      return false;
-    }
-    at_ += expected.size();
-    return true;
-  }
+  using LogCursor::LogCursor;
 
   /// A tag, after blanks.
   bool takeTag(std::string_view tag)
@@ -63,10 +53,6 @@ class Cursor {
     at_ += static_cast<size_t>(end - begin);
     return take(closingTag);
   }
-
- private:
-  std::string_view log_;
-  size_t at_;
 };
 
 /// What the library writes before the free texts. `stamp` is the tag of the time stamp, or what is left of it.
