@@ -299,6 +299,22 @@ TEST_F(IniFile, DirectoryPartOfPaths)
   }
 }
 
+TEST_F(IniFile, LinksAreFollowedUpToTheLongestPath)
+{
+  constexpr size_t kLongest = 4095;  // PATH_MAX without the terminator
+  for (const size_t length : {kLongest, kLongest + 1}) {
+    const size_t directorySize = directory.size() + 1;
+    std::string target;
+    while (directorySize + target.size() + 2 * std::string("x").size() < length) {
+      target += "./";
+    }
+    target.resize(length - directorySize, 'x');
+    fs::remove(file);
+    fs::create_symlink(target, file);
+    EXPECT_EQ(AppendValue("s", "k", "v", file.c_str()), length > kLongest ? SM_STATUS_FILE_OPEN_FAILED : 0u);
+  }
+}
+
 TEST_F(IniFile, OddThingsInPlaceOfTheFile)
 {
   const auto all = [&] {
