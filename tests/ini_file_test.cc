@@ -334,6 +334,10 @@ TEST_F(IniFile, OddThingsInPlaceOfTheFile)
   EXPECT_EQ(set("s", "k", "1"), 0u);
   EXPECT_EQ(set("t", "k", "1"), 0u);
   EXPECT_EQ(get(target), "[s]\nk=1\n[t]\nk=1\n") << "additions follow the link";
+  chmod(directory.c_str(), 01777);
+  EXPECT_EQ(AppendValue("u", "k", "1", file.c_str()), 0u) << "the sticky bit keeps others from a link";
+  chmod(directory.c_str(), 0755);
+  put(target, "[s]\nk=1\n[t]\nk=1\n");
   EXPECT_TRUE(fs::is_symlink(file));
   EXPECT_EQ(set("s", "k", "2"), 0u);
   EXPECT_EQ(get(target), "[s]\nk=1\n[t]\nk=1\n") << "a replacement takes the place of the link";

@@ -10,6 +10,8 @@
 #include <cstring>
 #include <optional>
 #include <set>
+#include <span>
+#include <string_view>
 
 #include "qvsupt32.h"
 #include "support/child.h"
@@ -24,39 +26,48 @@ using Inside = Child::Inside;
 using Word = uintptr_t;
 using Words = std::vector<Word>;
 
+/// Plain data, of which a table costs the compiler nothing.
 struct Parameter {
-  std::string type;  // and name
-  std::string name;
+  const char *typeAndName;
+  const char *ownName;
   bool mayBeNull;
+
+  std::string_view type() const { return typeAndName; }
+  std::string_view name() const { return ownName; }
+  bool isDouble() const { return typeAndName != nullptr && type().starts_with("double"); }
 
   bool isPointer() const
   {
-    return type.find('*') != type.npos || type.find("Callback") != type.npos || type.find("OSRoutine") != type.npos;
+    return type().find('*') != std::string_view::npos || type().find("Callback") != std::string_view::npos ||
+           type().find("OSRoutine") != std::string_view::npos;
   }
 };
 
 struct Function {
-  std::string name;
-  std::string result;
+  const char *ownName;
+  const char *result;
   void (*address)();
-  std::vector<Parameter> parameters;
+  Parameter listed[10];
+
+  std::string_view name() const { return ownName; }
+
+  std::span<const Parameter> parameters() const
+  {
+    return {listed,
+            std::find_if(std::begin(listed), std::end(listed), [](auto &one) { return one.typeAndName == nullptr; })};
+  }
 
   /// Whether all arguments are words, or pairs of them, where the others are.
   bool isCallable() const
   {
-    return std::none_of(parameters.begin(), parameters.end(), [](const Parameter &parameter) {
-      return sizeof(Word) == 8 && parameter.type.find("double") != parameter.type.npos;
-    });
+    return sizeof(Word) == 4 || std::none_of(std::begin(listed), std::end(listed),
+                                             [](const Parameter &parameter) { return parameter.isDouble(); });
   }
 };
 
-const std::vector<Function> &functions()
-{
-  static const std::vector<Function> list = {
+const Function kFunctions[] = {
 #include "signatures.inc"
-  };
-  return list;
-}
+};
 
 // Arguments -----------------------------------------------------------------------------------------------------------
 
@@ -105,24 +116,24 @@ int32_t callback(void *, void *)
   return 0;
 }
 
-Word textArgument(const std::string &name)
+Word textArgument(std::string_view name)
 {
-  const std::map<std::string, std::string> texts = {{"path", kIniFile},
-                                                    {"pathFile", kIniFile},
-                                                    {"directory", "/dev/shm/scratch"},
-                                                    {"temporaryPath", "/dev/shm/scratch/x.tmp"},
-                                                    {"section", "s"},
-                                                    {"key", "k"},
-                                                    {"keyName", "k"},
-                                                    {"parameter", "k=v"},
-                                                    {"line", "[s]"}};
+  const std::map<std::string_view, std::string> texts = {{"path", kIniFile},
+                                                         {"pathFile", kIniFile},
+                                                         {"directory", "/dev/shm/scratch"},
+                                                         {"temporaryPath", "/dev/shm/scratch/x.tmp"},
+                                                         {"section", "s"},
+                                                         {"key", "k"},
+                                                         {"keyName", "k"},
+                                                         {"parameter", "k=v"},
+                                                         {"line", "[s]"}};
   const auto found = texts.find(name);
   return text(found == texts.end() ? "text" : found->second);
 }
 
 Word pointerArgument(const Function &function, const Parameter &parameter)
 {
-  const auto is = [&](const char *part) { return parameter.type.find(part) != std::string::npos; };
+  const auto is = [&](const char *part) { return parameter.type().find(part) != std::string_view::npos; };
   if (is("Callback") || is("OSRoutine")) {
     return address(callback);
   }
@@ -134,13 +145,13 @@ Word pointerArgument(const Function &function, const Parameter &parameter)
     return block(parameters, sizeof(parameters));
   }
   if (is("char *")) {
-    return textArgument(parameter.name);
+    return textArgument(parameter.name());
   }
   if (is("FILE *")) {
     return address(fopen(kIniFile, "r+"));
   }
   if (is("uint32_t *")) {
-    const uint32_t number = parameter.name == "size" ? kSize : parameter.name == "count" ? 1 : 0;
+    const uint32_t number = parameter.name() == "size" ? kSize : parameter.name() == "count" ? 1 : 0;
     return block(&number, sizeof(number));
   }
   if (is("OSSyncInfo *")) {
@@ -159,9 +170,9 @@ Word pointerArgument(const Function &function, const Parameter &parameter)
   if (is("SDOConfig *")) {
     return address(newObject());
   }
-  if (parameter.name == "array" || parameter.name == "binary" || parameter.name == "block" ||
-      parameter.name == "element") {
-    return flatObject(parameter.name == "array" || function.name.find("ArrayGet") != std::string::npos);
+  if (parameter.name() == "array" || parameter.name() == "binary" || parameter.name() == "block" ||
+      parameter.name() == "element") {
+    return flatObject(parameter.name() == "array" || function.name().find("ArrayGet") != std::string_view::npos);
   }
   return block();
 }
@@ -170,16 +181,16 @@ Word pointerArgument(const Function &function, const Parameter &parameter)
 Words argumentsOf(const Function &function, std::vector<size_t> &places)
 {
   Words words;
-  for (const Parameter &parameter : function.parameters) {
+  for (const Parameter &parameter : function.parameters()) {
     places.push_back(words.size());
-    if (parameter.isPointer() || parameter.type.starts_with("va_list")) {
+    if (parameter.isPointer() || parameter.type().starts_with("va_list")) {
       words.push_back(pointerArgument(function, parameter));
-    } else if (parameter.type.find("64_t") != std::string::npos || parameter.type.starts_with("double")) {
+    } else if (parameter.type().find("64_t") != std::string_view::npos || parameter.isDouble()) {
       words.insert(words.end(), 8 / sizeof(Word), 0);
     } else {
-      words.push_back(parameter.name == "size"                                   ? kSize
-                      : parameter.name == "timeout" || parameter.name == "index" ? 0
-                                                                                 : 1);
+      words.push_back(parameter.name() == "size"                                     ? kSize
+                      : parameter.name() == "timeout" || parameter.name() == "index" ? 0
+                                                                                     : 1);
     }
   }
   words.resize(14);
@@ -218,20 +229,20 @@ class Signatures : public support::Scratch {
 TEST_F(Signatures, NullIsAnsweredWhereTheContractSaysSo)
 {
   size_t calls = 0;
-  for (const Function &function : functions()) {
+  for (const Function &function : kFunctions) {
     if (!function.isCallable()) {
       continue;
     }
-    for (size_t i = 0; i < function.parameters.size(); ++i) {
-      const Parameter &parameter = function.parameters[i];
+    for (size_t i = 0; i < function.parameters().size(); ++i) {
+      const Parameter &parameter = function.parameters()[i];
       if (parameter.isPointer() && parameter.mayBeNull) {
         EXPECT_TRUE(survives([&] {
           std::vector<size_t> places;
           Words words = argumentsOf(function, places);
           words[places[i]] = 0;
           (void)call(function, words);
-        })) << function.name
-            << " with null for " << parameter.type;
+        })) << function.name()
+            << " with null for " << parameter.type();
         ++calls;
       }
     }
@@ -242,13 +253,15 @@ TEST_F(Signatures, NullIsAnsweredWhereTheContractSaysSo)
 /// The buffer of an in-out call, or none: its size follows it.
 std::optional<size_t> bufferOf(const Function &function)
 {
-  const std::set<std::string> buffers = {"char *", "SMChar16 *", "void *", "uint8_t *"};
-  const std::set<std::string> inputs = {"array", "binary"};  // those are edited
-  const auto &parameters = function.parameters;
+  const std::set<std::string_view> buffers = {"char *", "SMChar16 *", "void *", "uint8_t *"};
+  const std::set<std::string_view> inputs = {"array", "binary"};  // those are edited
+  const auto parameters = function.parameters();
   for (size_t i = 0; i + 1 < parameters.size(); ++i) {
-    const std::string type = parameters[i].type.substr(0, parameters[i].type.size() - parameters[i].name.size());
-    if (buffers.contains(type) && !inputs.contains(parameters[i].name) && parameters[i + 1].type == "uint32_t *size") {
-      return function.result.ends_with("int32_t") ? std::optional(i) : std::nullopt;
+    const std::string_view type =
+        parameters[i].type().substr(0, parameters[i].type().size() - parameters[i].name().size());
+    if (buffers.contains(type) && !inputs.contains(parameters[i].name()) &&
+        parameters[i + 1].type() == "uint32_t *size") {
+      return std::string_view(function.result).ends_with("int32_t") ? std::optional(i) : std::nullopt;
     }
   }
   return std::nullopt;
@@ -261,13 +274,13 @@ void callWithEverySize(const Function &function, size_t buffer, Inside &inside)
   std::vector<size_t> places;
   const Words words = argumentsOf(function, places);
   auto &size = *reinterpret_cast<uint32_t *>(words[places[buffer + 1]]);
-  const uint32_t unit = function.name.find("ToUTF16Chars") == std::string::npos ? 1 : sizeof(SMChar16);
-  const bool wide = function.parameters[buffer].type.starts_with("SMChar16");
+  const uint32_t unit = function.name().find("ToUTF16Chars") == std::string_view::npos ? 1 : sizeof(SMChar16);
+  const bool wide = function.parameters()[buffer].type().starts_with("SMChar16");
   if (static_cast<uint32_t>(call(function, words)) != SM_STATUS_SUCCESS) {
     inside.report({0});
     return;
   }
-  const bool isArray = function.name.find("ArrayToBinaryArray") != std::string::npos;  // which writes what fits
+  const bool isArray = function.name().find("ArrayToBinaryArray") != std::string_view::npos;  // which writes what fits
   uint32_t needed = size;
   if (size = 1; static_cast<uint32_t>(call(function, words)) != SM_STATUS_SUCCESS && size > 1) {
     needed = size;  // more than is used
@@ -278,7 +291,7 @@ void callWithEverySize(const Function &function, size_t buffer, Inside &inside)
     tight[places[buffer]] = address(block.data());
     size = given;
     for (size_t i = 0; i < places.size(); ++i) {
-      if (function.parameters[i].type.starts_with("FILE")) {
+      if (function.parameters()[i].type().starts_with("FILE")) {
         rewind(reinterpret_cast<FILE *>(words[places[i]]));
       }
     }
@@ -293,11 +306,11 @@ void callWithEverySize(const Function &function, size_t buffer, Inside &inside)
 TEST_F(Signatures, EverySizeOfABufferIsKept)
 {
   size_t tried = 0;
-  for (const Function &function : functions()) {
+  for (const Function &function : kFunctions) {
     if (const auto buffer = function.isCallable() ? bufferOf(function) : std::nullopt) {
       Child child([&](Inside &inside) { callWithEverySize(function, *buffer, inside); });
       const std::string report = child.report();
-      EXPECT_EQ(report.find('\n'), report.size() - 1) << function.name << ": " << report;
+      EXPECT_EQ(report.find('\n'), report.size() - 1) << function.name() << ": " << report;
       tried += report != "0\n";
     }
   }
