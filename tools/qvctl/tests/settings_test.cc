@@ -18,6 +18,7 @@ using tool::expectRows;
 using tool::killAtEveryCall;
 using tool::run;
 using tool::ToolTest;
+using tool::whyNotKilled;
 
 constexpr uint32_t kFileLockRecord = 120000;
 
@@ -281,8 +282,8 @@ void expectOldOrNew(std::initializer_list<KilledWrite> rows)
 
 TEST_F(ToolTest, IniKilledAnywhereLeavesTheOldFileOrTheNew)
 {
-  if (support::isEmulated()) {
-    GTEST_SKIP() << "an emulated program cannot be traced";
+  if (const char *reason = whyNotKilled(); reason != nullptr) {
+    GTEST_SKIP() << reason;
   }
   expectOldOrNew({
       {"ini set a.ini s k new", "a.ini", "[s]\nk=old\n[t]\n", "[s]\nk=new\n[t]\n"},
@@ -294,8 +295,8 @@ TEST_F(ToolTest, IniKilledAnywhereLeavesTheOldFileOrTheNew)
 
 TEST_F(ToolTest, KvKilledAnywhereLeavesTheOldFileOrTheNew)
 {
-  if (support::isEmulated()) {
-    GTEST_SKIP() << "an emulated program cannot be traced";
+  if (const char *reason = whyNotKilled(); reason != nullptr) {
+    GTEST_SKIP() << reason;
   }
   expectOldOrNew({
       {"kv set a.conf k new", "a.conf", "k=old\nl=1\n", "k=new\nl=1\n"},
