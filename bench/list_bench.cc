@@ -25,14 +25,6 @@ int32_t rank(const Payload &a, const Payload &b)
   return static_cast<int32_t>(a.key) - static_cast<int32_t>(b.key);
 }
 
-/// A pointer that the compiler cannot see through, as if it came from another program.
-template <class Function>
-Function opaque(Function function)
-{
-  benchmark::DoNotOptimize(function);
-  return function;
-}
-
 /// The keys of a walk in their order, as one number.
 struct Sum {
   uint32_t value = 0;
