@@ -11,6 +11,7 @@
 namespace {
 
 using qv::Status;
+using qv::tree::Fetch;
 using qv::tree::Node;
 using qv::tree::Place;
 using Callback = SMRedBlackTreeCallback;
@@ -154,7 +155,7 @@ Node *allocate(Node *parent, void *datum)
 
 Place locate(Node *root, void *key, Callback compare)
 {
-  return qv::tree::locate(root, [key, compare](void *datum) { return compare(key, datum); });
+  return qv::tree::locate<Fetch::children>(root, [key, compare](void *datum) { return compare(key, datum); });
 }
 
 /// Walks `before`'s subtree, the node, then the other one, and returns the datum at which the callback returned 0.

@@ -14,15 +14,20 @@ struct Place {
   bool leftOfParent;
 };
 
-/// Descends from root; rank(datum) answers as a comparison callback does. The children are fetched while the datum is
-/// compared: in a large tree the time goes into waiting for them.
-template <class Rank>
+/// Whether the children are fetched while a datum is compared. In a tree that is larger than the caches the time goes
+/// into waiting for them; in a small one the fetches are work for nothing.
+enum class Fetch : bool { none, children };
+
+/// Descends from root; rank(datum) answers as a comparison callback does.
+template <Fetch fetch, class Rank>
 inline Place locate(Node *root, Rank rank)
 {
   Place place = {nullptr, nullptr, false};
   for (Node *node = root; node != nullptr;) {
-    __builtin_prefetch(node->left);
-    __builtin_prefetch(node->right);
+    if constexpr (fetch == Fetch::children) {
+      __builtin_prefetch(node->left);
+      __builtin_prefetch(node->right);
+    }
     const int32_t order = rank(node->data);
     if (order == 0) {
       place.found = node;
