@@ -386,49 +386,46 @@ int32_t compareKeys(void *a, void *b)
   return *static_cast<int32_t *>(a) - *static_cast<int32_t *>(b);
 }
 
-struct FilledTree {
-  explicit FilledTree(size_t count) : keys(count)
-  {
-    std::mt19937 random(kSeed);
-    for (size_t i = 0; i < count; ++i) {
-      keys[i] = static_cast<int32_t>(i);
-    }
-    std::shuffle(keys.begin(), keys.end(), random);
-    for (int32_t &key : keys) {
-      require(RedBlackTreeDataInsert(&root, &key, &key, compareKeys) == 0, "trick/fetch_children", "does not insert");
-    }
-    std::generate_n(std::back_inserter(sought), 65536, [&] { return static_cast<int32_t>(random() % count); });
-  }
-  FilledTree(const FilledTree &) = delete;
-  FilledTree &operator=(const FilledTree &) = delete;
-
-  std::vector<int32_t> keys;
-  std::vector<int32_t> sought;
-  SMRedBlackTreeNode *root = nullptr;  // until the process ends
-};
-
+/// Inserts all keys into a new tree, as RedBlackTreeDataInsert does. Returns the root's key.
 template <qv::tree::Fetch fetch>
-size_t findAll(const FilledTree &tree)
+int32_t insertAll(const std::vector<int32_t *> &keys)
 {
   const auto compare = opaque(&compareKeys);
-  size_t found = 0;
-  for (int32_t key : tree.sought) {
-    const auto rank = [&](void *datum) { return compare(&key, datum); };
-    found += qv::tree::locate<fetch>(tree.root, rank).found != nullptr ? 1 : 0;
+  SMRedBlackTreeNode *root = nullptr;
+  for (int32_t *key : keys) {
+    const auto rank = [&](void *datum) { return compare(key, datum); };
+    const qv::tree::Place place = qv::tree::locate<fetch>(root, rank);
+    SMRedBlackTreeNode *node = SMRedBlackTreeNodeAlloc(place.parent, key);
+    (place.parent == nullptr ? root : place.leftOfParent ? place.parent->left : place.parent->right) = node;
+    RedBlackTreeInsertFixup(&root, node);
   }
-  return found;
+  const int32_t top = *static_cast<int32_t *>(root->data);
+  RedBlackTreeDelete(&root, nullptr, nullptr);
+  return top;
 }
 
 void addFetches()
 {
   for (const size_t count : {100U, 10000U, 1000000U}) {
-    const auto tree = [count]() -> const FilledTree & {
-      static std::map<size_t, FilledTree> made;
-      return made.try_emplace(count, count).first->second;
+    const auto keys = [count]() -> const std::vector<int32_t *> & {
+      static std::map<size_t, std::vector<int32_t *>> made;
+      std::vector<int32_t *> &ordered = made[count];
+      if (ordered.empty()) {
+        constexpr size_t kRecord = 4;  // numbers in a record, of which the first is the key
+        static std::map<size_t, std::vector<int32_t>> records;
+        std::vector<int32_t> &numbers = records[count];
+        numbers.resize(count * kRecord);
+        for (size_t i = 0; i < count; ++i) {
+          numbers[i * kRecord] = static_cast<int32_t>(i);
+          ordered.push_back(&numbers[i * kRecord]);
+        }
+        std::shuffle(ordered.begin(), ordered.end(), std::mt19937(kSeed));
+      }
+      return ordered;
     };
     addTrick(
-        "fetch_children", count, 65536, [=] { return findAll<qv::tree::Fetch::children>(tree()); },
-        [=] { return findAll<qv::tree::Fetch::none>(tree()); });
+        "fetch_children", count, count, [=] { return insertAll<qv::tree::Fetch::children>(keys()); },
+        [=] { return insertAll<qv::tree::Fetch::none>(keys()); });
   }
 }
 

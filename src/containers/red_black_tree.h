@@ -14,8 +14,9 @@ struct Place {
   bool leftOfParent;
 };
 
-/// Whether the children are fetched while a datum is compared. In a tree that is larger than the caches the time goes
-/// into waiting for them; in a small one the fetches are work for nothing.
+/// Whether both children are fetched while a datum is compared. A fix-up looks at the nodes beside the path next: in a
+/// tree that is larger than the caches the time of inserting and deleting goes into waiting for them. A search alone
+/// gains nothing.
 enum class Fetch : bool { none, children };
 
 /// Descends from root; rank(datum) answers as a comparison callback does.
