@@ -1,20 +1,11 @@
 // Base64: known texts, the rules for text that is none, and long inputs, which are coded in blocks, beside the same group
 // by group.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstring>
-#include <random>
-#include <string>
-#include <vector>
-
-#include "qvsupt32.h"
-#include "support/guarded_block.h"
+#include "support/test.h"
 
 namespace {
 
-using support::GuardedBlock;
+using namespace support;
 using Bytes = std::vector<uint8_t>;
 
 constexpr char kStandard[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";

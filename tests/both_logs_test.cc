@@ -1,45 +1,26 @@
 // What both logs do alike, case by case over each, and the exported functions on their files.
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <csignal>
-#include <cstdlib>
-#include <cstring>
-
-#include "qvsupt32.h"
-#include "support/child.h"
-#include "support/faults.h"
 #include "support/log_formats.h"
-#include "support/residue.h"
+#include "support/test.h"
 
 namespace {
 
-using support::Call;
-using support::Child;
-using support::Fault;
-using support::get;
-using support::kMaximum;
-using support::put;
-using support::utf16;
-using Inside = support::Child::Inside;
-namespace fs = std::filesystem;
+using namespace support;
 
 // Either log ----------------------------------------------------------------------------------------------------------
 
 template <class Format>
-class EitherLog : public support::FixedTime {
+class EitherLog : public FixedTime {
  protected:
-  uint32_t append(const support::LogEvent &event = {}) const { return Format::append(path_, event); }
+  uint32_t append(const LogEvent &event = {}) const { return Format::append(path_, event); }
 
-  const support::ScratchDirectory directory_{"/etc/tallowmere/eitherlog"};
+  const ScratchDirectory directory_{"/etc/tallowmere/eitherlog"};
   const std::string path_ = directory_.file("new/a.log");
   const std::string backup_ = directory_.file("new/a.lo_");
 };
-using Formats = testing::Types<support::TextFormat, support::XmlFormat>;
+using Formats = testing::Types<TextFormat, XmlFormat>;
 TYPED_TEST_SUITE(EitherLog, Formats);
 
 TYPED_TEST(EitherLog, RefusesWhatPassesItsLimits)
@@ -49,11 +30,11 @@ TYPED_TEST(EitherLog, RefusesWhatPassesItsLimits)
   const std::u16string longestDescription(16383, u'd');
   const std::u16string tooLongDescription = longestDescription + u"d";
   const std::string data(32769, '\0');
-  const support::LogEvent refused[] = {
+  const LogEvent refused[] = {
       {.dataSize = 1},      {.data = data.data(), .dataSize = 32769},    {.source = u""}, {.source = tooLong.c_str()},
       {.description = u""}, {.description = tooLongDescription.c_str()},
   };
-  for (const support::LogEvent &event : refused) {
+  for (const LogEvent &event : refused) {
     EXPECT_EQ(this->append(event), SM_STATUS_BAD_ARGUMENT);
   }
   EXPECT_EQ(AppendToUNITXTLog(nullptr, 4, 1, u"S", nullptr, nullptr, 0, kMaximum), SM_STATUS_BAD_ARGUMENT);
@@ -163,9 +144,9 @@ TYPED_TEST(EitherLog, LosesNothingWhenACallFails)
       EXPECT_EQ(after.substr(0, before.size()), before) << static_cast<int>(row.call);
     }
   }
-  const long blocks = support::liveBlocks();
+  const long blocks = liveBlocks();
   EXPECT_EQ(this->append({.data = data.data(), .dataSize = 3000}), SM_STATUS_SUCCESS);
-  EXPECT_EQ(support::liveBlocks(), blocks);
+  EXPECT_EQ(liveBlocks(), blocks);
 }
 
 TYPED_TEST(EitherLog, KeepsItsRecordsWhenAnAppenderIsKilledAtAnyWrite)
@@ -201,8 +182,8 @@ TYPED_TEST(EitherLog, HasItsPermissionsAndIsClosedOverAnExec)
   EXPECT_EQ(permissions(), fs::perms(0664));
   fs::permissions(this->path_, fs::perms(0600));
   std::string inherited;
-  const Fault atWrite(TypeParam::kWrite, 1, [&] { inherited = support::inheritableDescriptors(); });
-  const std::string usual = support::inheritableDescriptors();
+  const Fault atWrite(TypeParam::kWrite, 1, [&] { inherited = inheritableDescriptors(); });
+  const std::string usual = inheritableDescriptors();
   EXPECT_EQ(this->append(), SM_STATUS_SUCCESS);
   EXPECT_EQ(permissions(), fs::perms(0664));
   EXPECT_EQ(inherited, usual);
@@ -215,14 +196,14 @@ TYPED_TEST(EitherLog, ShowsTheTimeOfTheZoneThatIsSetNow)
   EXPECT_EQ(this->append(), SM_STATUS_SUCCESS);
   const std::string log = get(this->path_);
   const std::string eastern = "Thu Dec 31 19:00:00 2099";
-  EXPECT_EQ(support::count(log, eastern) + support::count(log, utf16(eastern)), 1u);
+  EXPECT_EQ(count(log, eastern) + count(log, utf16(eastern)), 1u);
 }
 
 // Their files ---------------------------------------------------------------------------------------------------------
 
 class LogFiles : public testing::Test {
  protected:
-  const support::ScratchDirectory directory_{"/etc/tallowmere/logfiles"};
+  const ScratchDirectory directory_{"/etc/tallowmere/logfiles"};
   const std::string path_ = directory_.file("a.log");
   const std::string backup_ = directory_.file("a.lo_");
 };

@@ -1,29 +1,15 @@
 // Character-set conversion, dynamic strings, escapes and dumps: exact bytes, sizes and statuses, at every buffer size and
 // with texts and buffers that end at an unreadable page.
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/mman.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <clocale>
-#include <cstdio>
-#include <cstring>
-#include <memory>
-#include <optional>
-#include <random>
-#include <string>
-#include <vector>
 
-#include "qvsupt32.h"
-#include "support/faults.h"
-#include "support/guarded_block.h"
+#include "support/test.h"
 
 namespace {
 
-using support::Call;
-using support::GuardedBlock;
+using namespace support;
 
 constexpr uint32_t kUnsuccessful = SM_STATUS_UNSUCCESSFUL;
 constexpr uint8_t kFill = 0xAA;
@@ -291,7 +277,6 @@ TEST(StringConversion, ReadsMalformedUtf8AsFarAsItIsToBeRead)
     std::string bytes;
     std::optional<std::u16string> units;  // none: refused
   };
-  using namespace std::string_literals;
   const Row rows[] = {
       {"\x80", {}},
       {"\xBF", {}},
@@ -460,7 +445,6 @@ TEST(CodePoints, AreWrittenInTheirShortestForm)
     std::string bytes;
     std::u16string units;  // empty: refused
   };
-  using namespace std::string_literals;
   const Row rows[] = {
       {0, "\0"s, u"\0"s},
       {0x7F, "\x7F", u"\x7F"},
@@ -687,11 +671,11 @@ TEST(Escape, FailsWithoutMemory)
 {
   const std::u16string text(5000, u'\x4E2D');  // the working string has to grow
   char buffer[8] = "kept";
-  const unsigned failures = support::failEach(Call::allocation, ENOMEM, [&](unsigned nth) {
+  const unsigned failures = failEach(Call::allocation, ENOMEM, [&](unsigned nth) {
     uint32_t size = sizeof(buffer);
-    const long blocks = support::liveBlocks();
+    const long blocks = liveBlocks();
     const uint32_t status = UCS2ToEscape(buffer, &size, text.c_str());
-    EXPECT_EQ(blocks, support::liveBlocks());
+    EXPECT_EQ(blocks, liveBlocks());
     EXPECT_EQ(status == kUnsuccessful ? sizeof(buffer) : 30001u, size) << nth;
     EXPECT_TRUE(status == kUnsuccessful || nth == 5) << nth;
   });
@@ -732,7 +716,7 @@ TEST(DynamicString, BeginsNotWithoutMemory)
 {
   char16_t other[] = u"not the record's";
   SSUCS2Str units = {other, 1, 1};
-  support::Fault fault(Call::allocation, 1);
+  Fault fault(Call::allocation, 1);
   EXPECT_EQ(nullptr, SSUCS2StrAlloc(&units, 16));
   EXPECT_EQ(nullptr, units.pStr);
 }
@@ -892,7 +876,7 @@ TEST(DynamicString, KeepsItsTextWithoutMemory)
     SSUCS2StrCatUCS2Str(&toUnits, u"kept");
     SSUTF8StrCatUTF8Str(&toBytes, "kept");
     {
-      support::Fault fault(Call::allocation, 1, ENOMEM, true);
+      Fault fault(Call::allocation, 1, ENOMEM, true);
       append(&toUnits, &toBytes, bytes, units);
       EXPECT_TRUE(fault.struck());
     }
@@ -963,8 +947,8 @@ TEST(Dump, FailsWithoutMemory)
 {
   const std::vector<uint8_t> bytes(16 * 30, 'b');  // 2460 characters: the working string has to grow once
   const auto count = static_cast<uint32_t>(bytes.size());
-  const long blocks = support::liveBlocks();
-  EXPECT_EQ(1u, support::failEach(Call::allocation, ENOMEM, [&](unsigned nth) {
+  const long blocks = liveBlocks();
+  EXPECT_EQ(1u, failEach(Call::allocation, ENOMEM, [&](unsigned nth) {
               uint32_t size = count;
               char *text = BufToUTF8Str(bytes.data(), &size, 0);
               EXPECT_EQ(nth == 1, text == nullptr);
@@ -974,20 +958,20 @@ TEST(Dump, FailsWithoutMemory)
   // A buffer for exactly five lines, and none for the sixth: what was appended stays.
   Utf8Record record(5 * 82 + 1);
   {
-    support::Fault fault(Call::allocation, 1);
+    Fault fault(Call::allocation, 1);
     EXPECT_EQ(kUnsuccessful, BufToSSUTF8Str(&record, bytes.data(), 96, 0));
   }
   EXPECT_EQ(5u * 82, record.strLen);
   // The working string, its growth, the append to the record.
   const uint32_t statuses[] = {SM_STATUS_NO_MEMORY, kUnsuccessful, SM_STATUS_SUCCESS, SM_STATUS_SUCCESS};
   Ucs2Record units(16);
-  EXPECT_EQ(3u, support::failEach(Call::allocation, ENOMEM, [&](unsigned nth) {
+  EXPECT_EQ(3u, failEach(Call::allocation, ENOMEM, [&](unsigned nth) {
               EXPECT_EQ(statuses[nth - 1], BufToUCS2Str(&units, bytes.data(), count, 0)) << nth;
               EXPECT_EQ(nth == 4 ? 2460u : 0u, units.strLen);
             }));
   SSUTF8StrFree(&record);
   SSUCS2StrFree(&units);
-  EXPECT_EQ(blocks, support::liveBlocks());
+  EXPECT_EQ(blocks, liveBlocks());
 }
 
 }  // namespace

@@ -4,30 +4,18 @@
 
 #include "frame/lock/file_guard.h"
 
-#include <gtest/gtest.h>
 #include <pthread.h>
 #include <sched.h>
 #include <sys/mman.h>
-#include <unistd.h>
 
-#include <atomic>
-#include <chrono>
 #include <future>
-#include <optional>
-#include <thread>
-#include <vector>
 
-#include "qvsupt32.h"
-#include "support/child.h"
-#include "support/faults.h"
-#include "support/record_locks.h"
+#include "support/test.h"
 
 namespace {
 
+using namespace support;
 using qv::FileGuard;
-using support::Call;
-using support::Child;
-using support::Fault;
 
 constexpr char kHeld[] = "WRITE 120000 120000\n";
 constexpr uint16_t kTry = 0;
@@ -35,7 +23,7 @@ constexpr uint16_t kWait = 1;
 
 std::string ownLocks()
 {
-  return support::recordLocks(getpid());
+  return recordLocks(getpid());
 }
 
 bool obtains(uint16_t mode)
@@ -124,7 +112,7 @@ TEST(FileGuard, TryIsNeverRefusedByThreadsOfItsProcess)
 
 TEST(FileGuard, TryIsRefusedAtOnceWhereTheInsiderWaitsForAnotherProcess)
 {
-  support::RecordHolder holder(120000);
+  RecordHolder holder(120000);
   std::promise<void> tried;
   std::promise<void> refused;
   std::thread trying;
@@ -172,7 +160,7 @@ TEST(FileGuard, TryWaitsUntilItIsKnownWhetherAnotherProcessHasTheRecord)
   EXPECT_TRUE(obtained);
 
   // The record turns out to be another process's: those that wait for the insider are refused with it.
-  support::RecordHolder holder(120000);
+  RecordHolder holder(120000);
   std::thread waiting([&] {
     std::promise<void> started;
     const Fault firstTry(Call::fcntl, 1, [&] {

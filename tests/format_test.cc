@@ -1,29 +1,17 @@
 // Formatted output: exact bytes, results, flags and counts, at every size of a buffer that ends at an unreadable page and
 // without a buffer. Digits are compared with those of the platform, which are exact as well.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <cfenv>
 #include <cfloat>
 #include <climits>
 #include <cmath>
 #include <cstdarg>
-#include <cstdio>
-#include <cstring>
-#include <random>
-#include <string>
-#include <vector>
 
-#include "qvsupt32.h"
-#include "support/faults.h"
-#include "support/guarded_block.h"
+#include "support/test.h"
 
 namespace {
 
-using support::Call;
-using support::Fault;
-using support::GuardedBlock;
+using namespace support;
 
 constexpr uint32_t kSizeMax = 0x80000000;
 constexpr uint32_t kUnset = 0x5A5A5A5A;
@@ -311,12 +299,12 @@ TEST(Format, OnlyUCS2TextFailsWithoutMemory)
   }
   EXPECT_EQ(calls, 0u);
 
-  const long blocks = support::liveBlocks();
+  const long blocks = liveBlocks();
   uint32_t stored[4] = {};
-  const unsigned failures = support::failEach(Call::allocation, ENOMEM, [&](unsigned nth) {
+  const unsigned failures = failEach(Call::allocation, ENOMEM, [&](unsigned nth) {
     stored[nth] = OSsnprintf(buffer, sizeof(buffer), "ab%Scd", u"\u20AC");
   });
-  EXPECT_EQ(support::liveBlocks(), blocks);
+  EXPECT_EQ(liveBlocks(), blocks);
   EXPECT_EQ(failures, 1u);
   EXPECT_EQ(stored[1], 2u);
   EXPECT_EQ(stored[2], 7u);

@@ -1,15 +1,10 @@
 // The hash identifier table: against a plain model bit by bit, and at the edges of tables of every size.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <random>
-#include <vector>
-
-#include "qvsupt32.h"
-#include "support/guarded_block.h"
+#include "support/test.h"
 
 namespace {
+
+using namespace support;
 
 /// A table that ends at an unreadable page.
 class Table {
@@ -19,7 +14,7 @@ class Table {
   uint32_t size() const { return size_; }
 
  private:
-  support::GuardedBlock block_;
+  GuardedBlock block_;
   uint32_t size_;
 };
 

@@ -1,35 +1,17 @@
 // INI files: exact bytes and statuses of reads, lists and rewrites; files with anything in them, and anything in place
 // of files; and what is on the disk after each system call and allocation has failed.
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <linux/capability.h>
 #include <sys/inotify.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
-#include <unistd.h>
 
-#include <functional>
-#include <optional>
-#include <vector>
-
-#include "qvsupt32.h"
-#include "support/child.h"
-#include "support/faults.h"
-#include "support/guarded_block.h"
 #include "support/names.h"
-#include "support/record_locks.h"
-#include "support/scratch.h"
+#include "support/test.h"
 
 namespace {
 
-using support::Call;
-using support::Fault;
-using support::get;
-using support::put;
-using namespace std::string_literals;
-namespace fs = std::filesystem;
+using namespace support;
 
 constexpr uint32_t kFailed = 0xFFFFFFFF;
 constexpr uint32_t kLongestValue = 8192;
@@ -46,11 +28,11 @@ struct Buffer {
   char *data() { return reinterpret_cast<char *>(block.data()); }
   std::string text() { return {data(), block.size()}; }
 
-  support::GuardedBlock block;
+  GuardedBlock block;
   uint32_t size;
 };
 
-using Ini = support::Scratch;
+using Ini = Scratch;
 
 class IniFile : public Ini {
  protected:
@@ -262,7 +244,7 @@ TEST_F(IniFile, WriterChecksInItsOrder)
   EXPECT_EQ(set(name.c_str(), name.c_str(), "v"), 0u) << "the longest line is one line";
   EXPECT_EQ(get(file), "[" + name + "]\n" + name + "=v\n");
 
-  const support::RecordHolder holder(120000);
+  const RecordHolder holder(120000);
   const std::string made = path("made/x.ini");
   EXPECT_EQ(WriteINIFileValue_astring("s", "k", "v", 2, made.c_str(), 0), 11u);
   EXPECT_TRUE(fs::is_empty(path("made"))) << "the directory comes before the lock";
@@ -274,7 +256,7 @@ TEST_F(IniFile, WriterChecksInItsOrder)
 
 TEST_F(IniFile, DirectoryPartOfPaths)
 {
-  support::Child child([&](support::Child::Inside &inside) {
+  Child child([&](Child::Inside &inside) {
     fs::create_directory(path("desk"));
     if (chroot(directory.c_str()) != 0 || chdir("/desk") != 0) {
       return;
@@ -407,7 +389,7 @@ TEST_F(IniFile, PermissionsThatRefuse)
   const std::string old = "[s]\nk=1\n";
   put(file, old);
   put(path("x.cfg"), "k=1\n");
-  support::Child child([&](support::Child::Inside &inside) {
+  Child child([&](Child::Inside &inside) {
     dropPowers();
     put(temporary, "left over");
     chmod(temporary.c_str(), 0444);
@@ -493,7 +475,7 @@ TEST_F(IniFile, HostileDirectoryLeadsNowhereElse)
 
 TEST_F(IniFile, ALineOfManyMegabytes)
 {
-  const off_t size = support::isEmulated() ? 10'000'000 : 100'000'000;
+  const off_t size = isEmulated() ? 10'000'000 : 100'000'000;
   const int descriptor = open(file.c_str(), O_RDWR | O_CREAT, 0666);
   const std::string end = "[s]\nk=v\n";
   const off_t at = (size / static_cast<off_t>(kLineLimit)) * static_cast<off_t>(kLineLimit);
@@ -595,13 +577,13 @@ TEST_F(IniFile, EveryFailureLeavesTheOldContentOrTheNew)
         operation.before == "(missing)" ? fs::remove(file) : (put(file, operation.before), true);
         uint32_t status;
         bool struck;
-        const long blocks = support::liveBlocks();
+        const long blocks = liveBlocks();
         {
           const Fault failing(fault.call, nth, fault.error);
           status = set(operation.section, operation.key, operation.value);
           struck = failing.struck();
         }
-        EXPECT_EQ(support::liveBlocks(), blocks);
+        EXPECT_EQ(liveBlocks(), blocks);
         const std::string now = get(file);
         EXPECT_EQ(now, status == 0 ? operation.after : operation.before)
             << status << " call " << static_cast<int>(fault.call) << " " << nth;
@@ -782,7 +764,7 @@ TEST(IniHeader, Parsed)
   }
 }
 
-using FileFunctions = support::Scratch;
+using FileFunctions = Scratch;
 
 TEST_F(FileFunctions, Directories)
 {
@@ -827,7 +809,7 @@ TEST_F(FileFunctions, Sizes)
     EXPECT_EQ(sizeOf(file), size > INT32_MAX ? "-1 0" : "0 2147483647");
     EXPECT_EQ(GetStreamFileSize(stream.get()), size > INT32_MAX ? -1 : INT32_MAX);
   }
-  support::expectOneFunction({"GetSizeOfFile", "GetTmpFile"});
+  expectOneFunction({"GetSizeOfFile", "GetTmpFile"});
 }
 
 TEST_F(FileFunctions, ReplaceFile)
@@ -883,7 +865,7 @@ TEST_F(FileFunctions, TemporaryNames)
     EXPECT_EQ(GetTmpFile(directory.c_str(), name.data(), &name.size), length > 255 ? 16u : 0u);
     fs::current_path("/");
   }
-  support::Child child([&](support::Child::Inside &inside) {
+  Child child([&](Child::Inside &inside) {
     fs::current_path(deep);
     fs::current_path("..");
     fs::remove_all(path(times(100, 'd')));

@@ -1,26 +1,13 @@
 // Typed values in INI files: the stored text and the value read back at the limits of each type, what a read answers
 // with a default, the sizes that are taken, and the files of products.
 
-#include <gtest/gtest.h>
-
 #include <cmath>
-#include <cstring>
-#include <vector>
 
-#include "qvsupt32.h"
-#include "support/faults.h"
-#include "support/guarded_block.h"
-#include "support/record_locks.h"
-#include "support/scratch.h"
+#include "support/test.h"
 
 namespace {
 
-using support::Call;
-using support::Fault;
-using support::get;
-using support::put;
-using namespace std::string_literals;
-namespace fs = std::filesystem;
+using namespace support;
 
 constexpr uint32_t kFailed = 0xFFFFFFFF;
 constexpr uint32_t kMostBytes = 1638;
@@ -36,7 +23,7 @@ std::string textOf(const std::u16string &text)
   return {reinterpret_cast<const char *>(text.data()), 2 * text.size()};
 }
 
-class IniValue : public support::Scratch {
+class IniValue : public Scratch {
  protected:
   uint32_t write(int32_t type, const std::string &value)
   {
@@ -46,7 +33,7 @@ class IniValue : public support::Scratch {
   /// Status, size and the bytes of a buffer that ends at an unreadable page.
   std::string read(int32_t type, uint32_t size, const std::string &defaultValue = "")
   {
-    support::GuardedBlock buffer(std::vector<uint8_t>(size, '?'));
+    GuardedBlock buffer(std::vector<uint8_t>(size, '?'));
     const uint32_t status =
         ReadINIPathFileValue("s", "k", type, buffer.data(), &size, defaultValue.empty() ? nullptr : defaultValue.data(),
                              static_cast<uint32_t>(defaultValue.size()), file.c_str(), 1);
@@ -248,7 +235,7 @@ TEST_F(IniValue, SizesThatAreTaken)
   }
 }
 
-using Product = support::Scratch;
+using Product = Scratch;
 
 TEST_F(Product, FilesLieInItsIniDirectory)
 {

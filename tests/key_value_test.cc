@@ -1,31 +1,16 @@
 // Key=value files: normal forms, loading, setting one occurrence while all other lines keep their bytes, and what is on
 // the disk after each system call and allocation has failed.
 
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include <algorithm>
-#include <cstring>
-#include <vector>
-
-#include "qvsupt32.h"
-#include "support/faults.h"
-#include "support/record_locks.h"
-#include "support/scratch.h"
+#include "support/test.h"
 
 namespace {
 
-using support::Call;
-using support::Fault;
-using support::get;
-using support::put;
-using namespace std::string_literals;
-namespace fs = std::filesystem;
+using namespace support;
 
 constexpr uint32_t kFailed = 0xFFFFFFFF;
 constexpr size_t kMostText = 8448;
 
-class KeyValue : public support::Scratch {
+class KeyValue : public Scratch {
  protected:
   /// The entries of a file as "key=value|", or "none".
   std::string load() const
@@ -120,7 +105,7 @@ TEST_F(KeyValue, LoadsTheEntries)
   }
   put(file, lines);
   EXPECT_EQ(load(), wanted);
-  const unsigned failures = support::failEach(Call::allocation, ENOMEM, [&](unsigned) {
+  const unsigned failures = failEach(Call::allocation, ENOMEM, [&](unsigned) {
     uint32_t loaded = 9;
     CFGUKeyValueEntry *entries = CFGUGetKeyValueEntries(file.c_str(), &loaded);
     CFGUFreeKeyValueEntries(entries, loaded);
@@ -178,12 +163,12 @@ TEST_F(KeyValue, OnePassCountsOrFills)
   EXPECT_EQ(pass(entries, 2), kFailed);
   EXPECT_EQ(count, 3u);
   EXPECT_TRUE(isEmpty()) << "nothing stays of a pass that failed";
-  EXPECT_EQ(support::failEach(Call::allocation, ENOMEM,
-                              [&](unsigned nth) {
-                                const uint32_t status = pass(entries, 4);
-                                EXPECT_EQ(status, nth <= 6 ? 272u : 0u);
-                                EXPECT_EQ(isEmpty(), status != 0);
-                              }),
+  EXPECT_EQ(failEach(Call::allocation, ENOMEM,
+                     [&](unsigned nth) {
+                       const uint32_t status = pass(entries, 4);
+                       EXPECT_EQ(status, nth <= 6 ? 272u : 0u);
+                       EXPECT_EQ(isEmpty(), status != 0);
+                     }),
             6u)
       << "two an entry";
   EXPECT_EQ(count, 3u);
@@ -301,7 +286,7 @@ TEST_F(KeyValue, EveryFailureLeavesTheOldContentOrTheNew)
       bool struck = true;
       for (unsigned nth = 1; struck; ++nth) {
         put(file, content);
-        const long blocks = support::liveBlocks();
+        const long blocks = liveBlocks();
         uint32_t status;
         {
           const Fault failing(fault.call, nth, fault.error);
@@ -309,7 +294,7 @@ TEST_F(KeyValue, EveryFailureLeavesTheOldContentOrTheNew)
           struck = failing.struck();
         }
         EXPECT_TRUE(struck || nth > 1) << "the call is made";
-        EXPECT_EQ(support::liveBlocks(), blocks);
+        EXPECT_EQ(liveBlocks(), blocks);
         EXPECT_TRUE(status == SM_STATUS_SUCCESS || (struck && status == fault.status)) << status;
         EXPECT_EQ(get(file), status == 0 ? operation.result : content) << static_cast<int>(fault.call) << " " << nth;
       }

@@ -1,15 +1,10 @@
 // Languages: the table both ways, the environment, and the copy that the caller owns.
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <string>
-#include <utility>
-
-#include "qvsupt32.h"
-#include "support/faults.h"
+#include "support/test.h"
 
 namespace {
+
+using namespace support;
 
 constexpr uint32_t kUntouched = 77;
 
@@ -62,13 +57,13 @@ TEST(Language, EverythingElseIsTheDefault)
 
 TEST(Language, NoMemoryForTheCopy)
 {
-  const long blocks = support::liveBlocks();
-  EXPECT_EQ(1U, support::failEach(support::Call::allocation, ENOMEM, [](unsigned nth) {
+  const long blocks = liveBlocks();
+  EXPECT_EQ(1U, failEach(Call::allocation, ENOMEM, [](unsigned nth) {
               char *name = GetOSLocaleName();
               EXPECT_EQ(nth == 1, name == nullptr);
               SMFreeMem(name);
             }));
-  EXPECT_EQ(blocks, support::liveBlocks());
+  EXPECT_EQ(blocks, liveBlocks());
 }
 
 }  // namespace

@@ -1,16 +1,10 @@
 // Linked lists: links, ends and statuses of both families, which share their cases where they behave alike.
 
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <vector>
-
-#include "qvsupt32.h"
-#include "support/faults.h"
+#include "support/test.h"
 
 namespace {
 
-using support::Call;
+using namespace support;
 
 struct Single {
   using List = SLList;
@@ -231,7 +225,7 @@ TYPED_TEST(ListTest, AllocationAndNulls)
   EXPECT_EQ(nullptr, entry->next);
   void *dataWhenFreed = entry;
   {
-    support::Fault freed(Call::free, 1, [&] { dataWhenFreed = entry->data; });
+    Fault freed(Call::free, 1, [&] { dataWhenFreed = entry->data; });
     F::freeEntry(entry);
   }
   EXPECT_EQ(dataWhenFreed, nullptr);
@@ -250,7 +244,7 @@ TYPED_TEST(ListTest, AllocationAndNulls)
     EXPECT_EQ(nullptr, F::allocateEntry(static_cast<uint32_t>(UINT32_MAX - sizeof(Entry) + 1)));
   }
 
-  const long before = support::liveBlocks();
+  const long before = liveBlocks();
   auto *list = F::allocateList();
   ASSERT_NE(nullptr, list);
   EXPECT_EQ(1, F::isEmpty(list));
@@ -258,9 +252,9 @@ TYPED_TEST(ListTest, AllocationAndNulls)
   F::init(list);
   EXPECT_EQ(nullptr, list->head);
   F::freeList(list);
-  EXPECT_EQ(before, support::liveBlocks());
+  EXPECT_EQ(before, liveBlocks());
   {
-    support::Fault fault(Call::allocation, 1, ENOMEM, true);
+    Fault fault(Call::allocation, 1, ENOMEM, true);
     EXPECT_EQ(nullptr, F::allocateList());
     EXPECT_EQ(nullptr, F::allocateEntry(4));
   }

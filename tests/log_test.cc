@@ -1,34 +1,15 @@
 // All logs by one call: selectors, paths, maximum sizes, the line in the system log; and the logs under many processes and
 // threads at once. What both logs do alike is in both_logs_test.
 
-#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <unistd.h>
 
-#include <cstdlib>
-#include <cstring>
-#include <map>
-#include <thread>
-#include <vector>
-
-#include "qvsupt32.h"
-#include "support/child.h"
-#include "support/faults.h"
 #include "support/log_formats.h"
-#include "support/residue.h"
+#include "support/test.h"
 
 namespace {
 
-using support::Call;
-using support::Child;
-using support::Fault;
-using support::get;
-using support::put;
-using support::utf16;
-using Inside = support::Child::Inside;
-using namespace std::string_literals;
-namespace fs = std::filesystem;
+using namespace support;
 
 constexpr char kVela[] = "/etc/tallowmere/vela";
 constexpr char kTextLog[] = "/etc/tallowmere/vela/log/qvsys32.log";
@@ -46,7 +27,7 @@ class Logs : public testing::Test {
     tzset();
   }
 
-  const support::ScratchDirectory log_{"/etc/tallowmere/vela/log"};
+  const ScratchDirectory log_{"/etc/tallowmere/vela/log"};
 };
 
 TEST_F(Logs, LieBelowTheInstallDirectory)
@@ -70,10 +51,10 @@ TEST_F(Logs, LieBelowTheInstallDirectory)
   EXPECT_STREQ(path, kXmlLog);
   EXPECT_EQ(size, sizeof(kXmlLog));
   const std::string log = get(kXmlLog);
-  EXPECT_EQ(support::count(log, "<LogEntry>"), 1u);
-  EXPECT_EQ(support::count(log,
-                           "<Type>4</Type><ID>0</ID><UserInfo>Local System</UserInfo><Source>VELA</Source>"
-                           "<Description>Log was cleared</Description><Data></Data>"),
+  EXPECT_EQ(count(log, "<LogEntry>"), 1u);
+  EXPECT_EQ(count(log,
+                  "<Type>4</Type><ID>0</ID><UserInfo>Local System</UserInfo><Source>VELA</Source>"
+                  "<Description>Log was cleared</Description><Data></Data>"),
             1u);
 }
 
@@ -96,7 +77,7 @@ TEST_F(Logs, HaveBackupPaths)
   EXPECT_TRUE(fs::is_empty(log_.file("")));
   EXPECT_EQ(GetBackupSMLogPathFileName(SMLOG_XML, path, &size), SM_STATUS_SUCCESS);
   EXPECT_STREQ(path, kXmlBackup);
-  EXPECT_EQ(support::count(get(kXmlBackup), "Log was cleared"), 1u);
+  EXPECT_EQ(count(get(kXmlBackup), "Log was cleared"), 1u);
 }
 
 TEST_F(Logs, NeedAnInstallDirectoryAndRoomForTheirNames)
@@ -156,10 +137,10 @@ TEST_F(Logs, TakeAnEventAndAreCleared)
 {
   EXPECT_EQ(AppendToSMLog(0, 4, 1, u"S", nullptr, nullptr, 0), SM_STATUS_BAD_ARGUMENT);
   EXPECT_EQ(SMAppendToLog(SMLOG_UNITXT | SMLOG_XML, SM_EVENT_WARNING, 5, u"S", u"text", "d", 1), SM_STATUS_SUCCESS);
-  EXPECT_EQ(support::count(get(kTextLog), utf16(u"EventID: 5\r\nSource: S\r\nType: Warning\r\n")), 1u);
-  EXPECT_EQ(support::count(get(kXmlLog),
-                           "<Type>2</Type><ID>5</ID><UserInfo></UserInfo><Source>S</Source>"
-                           "<Description>text</Description><Data>0x00000000: 64"),
+  EXPECT_EQ(count(get(kTextLog), utf16(u"EventID: 5\r\nSource: S\r\nType: Warning\r\n")), 1u);
+  EXPECT_EQ(count(get(kXmlLog),
+                  "<Type>2</Type><ID>5</ID><UserInfo></UserInfo><Source>S</Source>"
+                  "<Description>text</Description><Data>0x00000000: 64"),
             1u);
   // Only the XML log's refusal is told.
   EXPECT_EQ(AppendToSMLog(SMLOG_UNITXT, 4, 1, nullptr, nullptr, nullptr, 0), SM_STATUS_SUCCESS);
@@ -167,25 +148,25 @@ TEST_F(Logs, TakeAnEventAndAreCleared)
 
   EXPECT_EQ(ClearSMLog(0, u"S"), SM_STATUS_BAD_ARGUMENT);
   EXPECT_EQ(ClearSMLog(SMLOG_OSSYSLOG | SMLOG_XML, u"S"), SM_STATUS_NOT_SUPPORTED);
-  EXPECT_EQ(support::count(get(kXmlLog), "<LogEntry>"), 2u);
+  EXPECT_EQ(count(get(kXmlLog), "<LogEntry>"), 2u);
   EXPECT_EQ(SMClearLog(SMLOG_UNITXT | SMLOG_XML, u"S"), SM_STATUS_SUCCESS);
-  EXPECT_EQ(support::count(get(kTextLog), utf16(u"EventID: ")), 1u);
-  EXPECT_EQ(support::count(get(kXmlLog), "<LogEntry>"), 1u);
-  EXPECT_EQ(support::count(get(kXmlLog), "<UserInfo>Local System</UserInfo><Source>S</Source>"), 1u);
+  EXPECT_EQ(count(get(kTextLog), utf16(u"EventID: ")), 1u);
+  EXPECT_EQ(count(get(kXmlLog), "<LogEntry>"), 1u);
+  EXPECT_EQ(count(get(kXmlLog), "<UserInfo>Local System</UserInfo><Source>S</Source>"), 1u);
   fs::remove(kTextLog);
   EXPECT_EQ(ClearSMLog(SMLOG_UNITXT | SMLOG_XML, u"other"), SM_STATUS_UNSUCCESSFUL);
-  EXPECT_EQ(support::count(get(kXmlLog), "other"), 0u);
+  EXPECT_EQ(count(get(kXmlLog), "other"), 0u);
 }
 
 TEST_F(Logs, CreateTheXmlLogBeforeTheyAppendToIt)
 {
   EXPECT_EQ(AppendToSMLog(SMLOG_XML, 4, 1, u"", nullptr, nullptr, 0), SM_STATUS_BAD_ARGUMENT);
-  EXPECT_EQ(support::count(get(kXmlLog), "<ID>"), 1u) << "also for an event that is refused";
+  EXPECT_EQ(count(get(kXmlLog), "<ID>"), 1u) << "also for an event that is refused";
   for (const char *empty : {"", "less than a header"}) {
     put(kXmlLog, empty);
     EXPECT_EQ(AppendToSMLog(SMLOG_XML, 4, 5, u"S", nullptr, nullptr, 0), SM_STATUS_SUCCESS);
     const std::string log = get(kXmlLog);
-    EXPECT_EQ(support::count(log, "<ID>"), 2u);
+    EXPECT_EQ(count(log, "<ID>"), 2u);
     EXPECT_LT(log.find("Log was cleared"), log.find("<ID>5</ID>"));
   }
   fs::remove_all(log_.file(""));
@@ -320,18 +301,18 @@ TEST_F(SystemLog, LeavesNothingBehindALine)
 {
   const auto append = [] { return OSAppendToSysLog(4, 5, u"S", nullptr, nullptr, 0); };
   ASSERT_EQ(append(), SM_STATUS_SUCCESS);
-  const long blocks = support::liveBlocks();
+  const long blocks = liveBlocks();
   EXPECT_EQ(append() | append(), SM_STATUS_SUCCESS);
   // Identity, message, what the lookup needs, and the line; a lookup without its key delivers the reason.
   for (const unsigned nth : {1u, 2u, 3u, 5u}) {
     const Fault noMemory(Call::allocation, nth);
     EXPECT_EQ(append(), SM_STATUS_UNSUCCESSFUL) << nth;
   }
-  EXPECT_EQ(support::liveBlocks(), blocks);
+  EXPECT_EQ(liveBlocks(), blocks);
 
-  const std::string usual = support::inheritableDescriptors();
+  const std::string usual = inheritableDescriptors();
   std::string atLookup;
-  const Fault atRead(Call::read, 1, [&] { atLookup = support::inheritableDescriptors(); });
+  const Fault atRead(Call::read, 1, [&] { atLookup = inheritableDescriptors(); });
   EXPECT_EQ(append(), SM_STATUS_SUCCESS);
   EXPECT_EQ(atLookup, usual);
 }
@@ -370,7 +351,7 @@ TEST(RemoveCarriageReturns, PutsSpacesInTheirPlace)
 /// Under emulation everything takes many times as long.
 int rounds(int native)
 {
-  return support::isEmulated() ? native / 10 : native;
+  return isEmulated() ? native / 10 : native;
 }
 
 /// Every ID that occurs in the entries or records of a text, with the number of times.
@@ -424,8 +405,8 @@ TEST_F(Logs, KeepEveryRecordOfManyProcessesAndThreads)
       EXPECT_EQ(times, 1) << id;
     }
   }
-  EXPECT_EQ(support::count(log, "</Data></LogEntry><LogEntry>") + 1, static_cast<size_t>(kProcesses * appends));
-  EXPECT_EQ(support::count(log, "</EventLog>"), 1u);
+  EXPECT_EQ(count(log, "</Data></LogEntry><LogEntry>") + 1, static_cast<size_t>(kProcesses * appends));
+  EXPECT_EQ(count(log, "</EventLog>"), 1u);
   EXPECT_EQ(log.substr(log.size() - 11), "</EventLog>");
 }
 
@@ -451,7 +432,7 @@ TEST_F(Logs, LoseOnlyWhatASecondBackupReplaces)
   for (const std::string &path : {xml, log_.file("small.xm_")}) {
     const std::string log = get(path);
     EXPECT_LT(log.size(), kSmall + 2000u) << path;
-    EXPECT_EQ(support::count(log, "<LogEntry><TimeStamp>"), support::count(log, "</Data></LogEntry>")) << path;
+    EXPECT_EQ(count(log, "<LogEntry><TimeStamp>"), count(log, "</Data></LogEntry>")) << path;
     EXPECT_EQ(log.substr(log.size() - 11), "</EventLog>") << path;
     for (const auto &[id, times] : idsIn(log, "<ID>", "</ID>")) {
       EXPECT_TRUE(times == 1 || id == "1") << id;

@@ -1,17 +1,12 @@
 // MD5: the test suite of RFC 1321, every length around a block in every cut, and the exported parts.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <cmath>
-#include <cstring>
-#include <string>
-#include <vector>
 
-#include "qvsupt32.h"
-#include "support/guarded_block.h"
+#include "support/test.h"
 
 namespace {
+
+using namespace support;
 
 std::string hex(const uint8_t (&digest)[16])
 {
@@ -35,7 +30,7 @@ std::string digest(const std::string &message, size_t run)
   RFC1321Context context;
   memset(&context, 0xA5, sizeof(context));
   SMRFC1321Load(&context);
-  support::GuardedBlock bytes(std::vector<uint8_t>(message.begin(), message.end()));
+  GuardedBlock bytes(std::vector<uint8_t>(message.begin(), message.end()));
   for (size_t at = 0; at < message.size(); at += run) {
     SMRFC1321AddMsg(&context, bytes.data() + at, static_cast<uint32_t>(std::min(run, message.size() - at)));
     SMRFC1321AddMsg(&context, nullptr, 0);

@@ -1,20 +1,11 @@
 // A 32-bit and a 64-bit process share everything that the library shares between processes, each in both parts: files
 // under the file lock, logs across their rotation, named objects, blocks.
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <csignal>
-#include <memory>
-#include <string>
-#include <vector>
-
-#include "qvsupt32.h"
-#include "support/scratch.h"
+#include "support/test.h"
 
 namespace {
+
+using namespace support;
 
 /// A peer that runs, with its input and output at our ends of two pipes.
 class Peer {
@@ -99,7 +90,7 @@ size_t occurrences(const std::string &text, const std::string &piece)
 }
 
 /// The width's own peer and the other one's, in both orders.
-class MixedWidth : public support::Scratch, public testing::WithParamInterface<bool> {
+class MixedWidth : public Scratch, public testing::WithParamInterface<bool> {
  protected:
   void SetUp() override
   {
@@ -122,7 +113,7 @@ class MixedWidth : public support::Scratch, public testing::WithParamInterface<b
     EXPECT_EQ(other.wait(), 0) << said;
   }
 
-  const size_t count = support::isEmulated() ? 50 : 500;
+  const size_t count = isEmulated() ? 50 : 500;
 };
 
 TEST_P(MixedWidth, SettingsOfBothAreKept)
@@ -130,11 +121,11 @@ TEST_P(MixedWidth, SettingsOfBothAreKept)
   const std::string number = std::to_string(count);
   const std::string ini = path("settings.ini");
   const std::string values = path("values");
-  support::put(values, "first=line\n");
+  put(values, "first=line\n");
   runBoth({"set", ini, "a", number}, {"set", ini, "b", number});
   runBoth({"key-value", values, "a", number}, {"key-value", values, "b", number});
-  const std::string settings = support::get(ini);
-  const std::string entries = support::get(values);
+  const std::string settings = get(ini);
+  const std::string entries = get(values);
   for (const char *peer : {"a", "b"}) {
     for (size_t i = 0; i < count; ++i) {
       const std::string line = "\n" + (peer + std::to_string(i)) + "=" + std::to_string(i) + "\n";
@@ -150,15 +141,15 @@ TEST_P(MixedWidth, LogsOfBothAreWholeAcrossARotation)
   // One rotation of each: every record is in the log or in its backup.
   runBoth({"append", path("x"), number, std::to_string(count * 600)},
           {"append", path("x"), number, std::to_string(count * 600)});
-  const std::string xml = support::get(path("x.xml"));
-  const std::string oldXml = support::get(path("x.xm_"));
+  const std::string xml = get(path("x.xml"));
+  const std::string oldXml = get(path("x.xm_"));
   EXPECT_EQ(occurrences(xml + oldXml, "<Source>peer</Source><Description>event</Description>"), 2 * count);
   EXPECT_EQ(occurrences(xml + oldXml, "Log backup created"), 1u);
   for (const std::string &log : {xml, oldXml}) {
     EXPECT_EQ(occurrences(log, "<LogEntry>"), occurrences(log, "</LogEntry>"));
     EXPECT_TRUE(log.ends_with("</LogEntry></EventLog>"));
   }
-  std::string text = support::get(path("x.log")) + support::get(path("x.lo_"));
+  std::string text = get(path("x.log")) + get(path("x.lo_"));
   std::erase(text, '\0');
   EXPECT_GE(occurrences(text, "Log backup created"), 1u);
   EXPECT_EQ(occurrences(text, "\r\nDescription:\r\nevent\r\nData: Bytes in Hex\r\n0x00000000: 77 69 64 74"),

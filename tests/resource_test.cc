@@ -1,31 +1,12 @@
 // String resources: what the line reader cuts, which entry a lookup takes from which file and how it is delivered, what
 // stands in a string's place when the lookup cannot start, and the most specific path.
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <string>
-#include <string_view>
-
-#include "qvsupt32.h"
-#include "support/faults.h"
-#include "support/guarded_block.h"
 #include "support/names.h"
-#include "support/record_locks.h"
+#include "support/test.h"
 
 namespace {
 
-using namespace std::string_literals;
-using support::Call;
-using support::Fault;
-using support::GuardedBlock;
-namespace fs = std::filesystem;
+using namespace support;
 
 constexpr char kFile[] = "/etc/strings.dat";
 constexpr char kMark[] = "\xFF\xFE";
@@ -291,15 +272,15 @@ TEST(Lookup, SaysWhyItCannotStart)
   EXPECT_EQ(GetUCS2StrFromIDPathFile(5, nullptr, nullptr, buffer, &size), 46u);
   EXPECT_EQ(latin1(buffer), "Invalid Path File Name");
 
-  const long blocks = support::liveBlocks();
-  const unsigned struck = support::failEach(Call::allocation, ENOMEM, [&](unsigned nth) {
+  const long blocks = liveBlocks();
+  const unsigned struck = failEach(Call::allocation, ENOMEM, [&](unsigned nth) {
     size = sizeof(buffer);
     const uint32_t result = GetUCS2StrFromIDPathFile(5, nullptr, kFile, buffer, &size);
     EXPECT_EQ(result, nth == 1 ? 0u : nth == 2 ? 52u : 4u);
     EXPECT_EQ(size, result);
   });
   EXPECT_EQ(struck, 2u);
-  EXPECT_EQ(blocks, support::liveBlocks());
+  EXPECT_EQ(blocks, liveBlocks());
 }
 
 TEST(Lookup, HoldsTheLockWhileItReadsAndNoLonger)
@@ -307,11 +288,11 @@ TEST(Lookup, HoldsTheLockWhileItReadsAndNoLonger)
   writeFile(kMark + units("0:5=x\r\n"));
   std::string locks;
   {
-    const Fault watcher(Call::read, 1, [&] { locks = support::recordLocks(getpid()); });
+    const Fault watcher(Call::read, 1, [&] { locks = recordLocks(getpid()); });
     EXPECT_EQ(lookUp(5), "'x'");
   }
   EXPECT_EQ(locks, "WRITE 120000 120000\n");
-  EXPECT_EQ(support::recordLocks(getpid()), "");
+  EXPECT_EQ(recordLocks(getpid()), "");
 }
 
 /// Installs a resource file and settings for the product, and forgets what was read before.
@@ -403,7 +384,7 @@ std::string pathOf(const char *base, const char *product, const char *locale, co
 
 TEST(LocalizedPath, TakesTheMostSpecificThatExists)
 {
-  support::expectOneFunction({"GetLocalizedPathFileName"});
+  expectOneFunction({"GetLocalizedPathFileName"});
   fs::create_directory("/etc/tree");
   fs::current_path("/etc/tree");
   const auto make = [](const fs::path &path) {
@@ -440,16 +421,16 @@ TEST(LocalizedPath, TakesTheMostSpecificThatExists)
   EXPECT_EQ(pathOf(".", "app", "zh", "sub", longName.c_str()), "./app/sub/" + longName);
   EXPECT_EQ(pathOf(".", "app", "zh", "sub", (longName + "n").c_str()), "none");
 
-  const long blocks = support::liveBlocks();
-  EXPECT_EQ(support::failEach(Call::allocation, ENOMEM,
-                              [](unsigned nth) {
-                                char *path = GetLocalizedPathFileName(".", "app", "zh", "help", "a.txt");
-                                EXPECT_EQ(path == nullptr, nth == 1);
-                                SMFreeMem(path);
-                              }),
+  const long blocks = liveBlocks();
+  EXPECT_EQ(failEach(Call::allocation, ENOMEM,
+                     [](unsigned nth) {
+                       char *path = GetLocalizedPathFileName(".", "app", "zh", "help", "a.txt");
+                       EXPECT_EQ(path == nullptr, nth == 1);
+                       SMFreeMem(path);
+                     }),
             1u);
   EXPECT_EQ(pathOf(".", "app", "zh", "help", "none.txt"), "none");
-  EXPECT_EQ(blocks, support::liveBlocks());
+  EXPECT_EQ(blocks, liveBlocks());
   fs::current_path("/");
 }
 

@@ -5,29 +5,17 @@
 //
 // QVSUPT32_SOAK_SECONDS is how long it runs; 10 unless set.
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <chrono>
-#include <csignal>
-#include <fstream>
-#include <map>
-#include <sstream>
-#include <string>
 #include <unordered_map>
-#include <vector>
 
-#include "qvsupt32.h"
-#include "support/residue.h"
-#include "support/scratch.h"
+#include "support/test.h"
 
 namespace {
 
+using namespace support;
+
 constexpr size_t kProcesses = 8;
 
-class Soak : public support::Scratch {
+class Soak : public Scratch {
  protected:
   /// Starts the work of a slot. What it acknowledges is appended to the slot's own file.
   pid_t start(size_t slot)
@@ -74,8 +62,8 @@ TEST_F(Soak, EveryAcknowledgedChangeIsThere)
 {
   const char *configured = getenv("QVSUPT32_SOAK_SECONDS");
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(configured ? atoi(configured) : 10);
-  support::put(path("soak.values"), "first=line\n");
-  const std::string objects = support::systemVObjects();
+  put(path("soak.values"), "first=line\n");
+  const std::string objects = systemVObjects();
   std::vector<pid_t> running;
   for (size_t slot = 0; slot < kProcesses; ++slot) {
     running.push_back(start(slot));
@@ -90,9 +78,9 @@ TEST_F(Soak, EveryAcknowledgedChangeIsThere)
     stop(pid);
   }
 
-  std::string text = support::get(path("soak.log"));
+  std::string text = get(path("soak.log"));
   std::erase(text, '\0');
-  const std::string xml = support::get(path("soak.xml"));
+  const std::string xml = get(path("soak.xml"));
   const auto inXml = piecesBetween(xml, "<ID>", "</ID>");
   const auto inText = piecesBetween(text, "EventID: ", "\r\n");
   EXPECT_TRUE(xml.ends_with("</LogEntry></EventLog>"));
@@ -103,7 +91,7 @@ TEST_F(Soak, EveryAcknowledgedChangeIsThere)
   size_t acknowledged = 0;
   size_t repairs = 0;
   for (size_t slot = 0; slot < kProcesses; ++slot) {
-    std::istringstream lines(support::get(path("acknowledged" + std::to_string(slot))));
+    std::istringstream lines(get(path("acknowledged" + std::to_string(slot))));
     for (std::string line; std::getline(lines, line);) {
       char kind = 0;
       std::string worker;
@@ -157,7 +145,7 @@ TEST_F(Soak, EveryAcknowledgedChangeIsThere)
   printf("%zu processes, %zu acknowledged changes, %zu kills inside a write of the XML log\n", instances, acknowledged,
          repairs);
 
-  EXPECT_EQ(support::systemVObjects(), objects);
+  EXPECT_EQ(systemVObjects(), objects);
   EXPECT_EQ(FileLock(0), 1u) << "the file lock went with its holders";
   EXPECT_EQ(FileUnlock(), 0);
   // A temporary file of a killed rewrite may be there; the next rewrite replaces it.

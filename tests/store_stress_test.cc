@@ -1,26 +1,11 @@
 // Many processes and threads that write one settings file, readers among them, and writers that are killed at any
 // instant: no update is lost, and nobody ever sees a value that was not written whole.
 
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <unistd.h>
-
-#include <atomic>
-#include <chrono>
-#include <functional>
-#include <random>
-#include <thread>
-#include <vector>
-
-#include "qvsupt32.h"
-#include "support/child.h"
-#include "support/scratch.h"
+#include "support/test.h"
 
 namespace {
 
-using support::Child;
-using support::get;
-using support::put;
+using namespace support;
 
 constexpr int kWriters = 8;
 
@@ -35,7 +20,7 @@ bool isWhole(const std::string &value, size_t length)
   return value.size() == length && value.find_first_not_of(value[0]) == std::string::npos;
 }
 
-class Stress : public support::Scratch {
+class Stress : public Scratch {
  protected:
   std::string read(const std::string &section, const std::string &key) const
   {
@@ -100,7 +85,7 @@ class Stress : public support::Scratch {
     }
   }
 
-  const int kKeys = support::isEmulated() ? 20 : 200;
+  const int kKeys = isEmulated() ? 20 : 200;
   const std::string file = path("x.ini");
 };
 
@@ -145,7 +130,7 @@ TEST_F(Stress, ThreadsLoseNoUpdate)
 
 TEST_F(Stress, WriterKilledAtAnyInstantLeavesTheOldContentOrTheNew)
 {
-  const int rounds = support::isEmulated() ? 40 : 500;
+  const int rounds = isEmulated() ? 40 : 500;
   const std::string config = path("x.cfg");
   const std::string tail = "[o]\n# " + std::string(9000, '-') + "\nk=1\n";
   std::mt19937 random(1);

@@ -2,26 +2,16 @@
 // is noticed; the order of units and bytes; digits.
 
 #include <dlfcn.h>
-#include <gtest/gtest.h>
 #include <locale.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
 #include <iterator>
-#include <memory>
 #include <numeric>
-#include <random>
-#include <string>
-#include <vector>
 
-#include "qvsupt32.h"
-#include "support/guarded_block.h"
+#include "support/test.h"
 
 namespace {
 
+using namespace support;
 using Text = std::u16string;
 
 constexpr size_t kBlockUnits = 8;  // what the library looks at in one step
@@ -48,7 +38,7 @@ class Guarded {
 
  private:
   static constexpr size_t kMost = 5100;
-  support::GuardedBlock block_;
+  GuardedBlock block_;
   SMChar16 *units_;
 };
 
@@ -256,8 +246,8 @@ TEST(Strings, LimitedComparisonsNeedNoTerminator)
       const SMChar16 *t = otherGuarded.hold(Text(length, u'q') + Text(behind, u'z'));
       ASSERT_EQ(0, Uni_strncasecmp(s, t, static_cast<int32_t>(length)));
       ASSERT_EQ(0, Uni_strncasecmp(t, s, static_cast<int32_t>(length)));
-      support::GuardedBlock a(std::vector<uint8_t>(length, 'Q'));
-      support::GuardedBlock b(std::vector<uint8_t>(length + behind, 'q'));
+      GuardedBlock a(std::vector<uint8_t>(length, 'Q'));
+      GuardedBlock b(std::vector<uint8_t>(length + behind, 'q'));
       const auto *bytes = reinterpret_cast<const char *>(a.data());
       auto *others = reinterpret_cast<char *>(b.data());
       const auto limit = static_cast<uint32_t>(length);
@@ -456,7 +446,7 @@ TEST(Strings, IntegersAsDigits)
       {INT32_MIN, "10000000000000000000000000000000"},
   };
   for (const auto &[value, digits] : inBase2) {
-    support::GuardedBlock block(33);
+    GuardedBlock block(33);
     auto *text = reinterpret_cast<char *>(block.data());
     EXPECT_EQ(text, dec2bin(text, value));
     EXPECT_STREQ(digits, text);

@@ -1,23 +1,10 @@
 // Threads, dynamic libraries, process services, and critical sections.
 
 #include <dlfcn.h>
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <pthread.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <atomic>
-#include <fstream>
-#include <sstream>
-#include <string>
-#include <thread>
-#include <vector>
-
-#include "qvsupt32.h"
-#include "support/child.h"
-#include "support/faults.h"
 #include "support/signed_statuses.h"
+#include "support/test.h"
 
 namespace {
 
@@ -39,12 +26,7 @@ extern "C" int pthread_create(pthread_t *identifier, const pthread_attr_t *attri
 
 namespace {
 
-using support::Call;
-using support::Child;
-using support::kBadType;
-using support::kInvalid;
-using support::kOk;
-using support::kTimeout;
+using namespace support;
 
 std::atomic<uintptr_t> lastArgument{0};
 
@@ -64,7 +46,7 @@ TEST(ThreadTest, RunsTheRoutineAndJoins)
   EXPECT_EQ(SMThreadStop(thread), kOk);
   EXPECT_TRUE(recordWasComplete);
   EXPECT_EQ(lastArgument, UINTPTR_MAX - 1) << "the stop came after the routine's end";
-  const support::Fault fault(Call::allocation, 1);
+  const Fault fault(Call::allocation, 1);
   EXPECT_EQ(SMThreadStart(keepArgument, 0), nullptr);
 }
 
@@ -73,7 +55,7 @@ TEST(LibraryTest, LoadsAndLinks)
   EXPECT_EQ(SMLibLoad(nullptr), nullptr);
   EXPECT_EQ(SMLibLoad("/no/such/library.so"), nullptr);
   {
-    const support::Fault fault(Call::allocation, 1);
+    const Fault fault(Call::allocation, 1);
     EXPECT_EQ(SMLibLoad("libc.so.6"), nullptr);
   }
   OSSyncInfo *library = SMLibLoad(QVSUPT32_LIBRARY);
@@ -188,17 +170,17 @@ TEST(CriticalSectionTest, RunsOnlyWhereItMay)
   SMCriticalSectionExecute(runOther, 77, SM_WAIT_FOREVER);
   EXPECT_EQ(lastArgument, 77u);
   EXPECT_EQ(pOSCritSecRBTree, nullptr) << "nobody is inside";
-  const long before = support::liveBlocks();
-  const unsigned failed = support::failEach(Call::allocation, ENOMEM, [before](unsigned) {
+  const long before = liveBlocks();
+  const unsigned failed = failEach(Call::allocation, ENOMEM, [before](unsigned) {
     lastArgument = 0;
     SMCriticalSectionExecute(keepArgument, 3, SM_WAIT_FOREVER);
     EXPECT_EQ(pOSCritSecRBTree, nullptr);
-    EXPECT_EQ(support::liveBlocks(), before);
+    EXPECT_EQ(liveBlocks(), before);
   });
   EXPECT_EQ(failed, 3u) << "record, section, node";
   EXPECT_EQ(lastArgument, 3u);
   {
-    const support::Fault allocations(Call::allocation);
+    const Fault allocations(Call::allocation);
     SMCriticalSectionExecute(keepArgument, 4, SM_WAIT_FOREVER);
     EXPECT_EQ(lastArgument, 4u);
     EXPECT_EQ(allocations.calls(), 0u) << "the record of the last routine is kept";

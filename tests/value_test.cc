@@ -1,25 +1,17 @@
 // Numbers, times, typed values and parameters: limits, statuses and their order, what is left unwritten, locales.
 
-#include <gtest/gtest.h>
 #include <locale.h>
-#include <stdlib.h>
 #include <time.h>
 
 #include <climits>
 #include <cmath>
-#include <cstring>
-#include <filesystem>
 #include <limits>
-#include <string>
-#include <vector>
 
-#include "qvsupt32.h"
-#include "support/faults.h"
-#include "support/guarded_block.h"
+#include "support/test.h"
 
 namespace {
 
-using support::GuardedBlock;
+using namespace support;
 
 std::string text(const SMChar16 *units)
 {
@@ -294,13 +286,13 @@ TEST(TypedValueTest, DumpsFailWithoutMemory)
 {
   const uint8_t bytes[20] = {};
   char out[256] = "kept";
-  EXPECT_EQ(1u, support::failEach(support::Call::allocation, ENOMEM, [&](unsigned nth) {
+  EXPECT_EQ(1u, failEach(Call::allocation, ENOMEM, [&](unsigned nth) {
               uint32_t size = sizeof(out);
-              const long before = support::liveBlocks();
+              const long before = liveBlocks();
               const uint32_t status = SMXLTTypeValueToUTF8(bytes, 20, out, &size, SM_TYPE_BINARY);
               EXPECT_EQ(nth == 1 ? SM_STATUS_UNSUCCESSFUL : SM_STATUS_SUCCESS, status);
               EXPECT_EQ(nth == 1 ? sizeof(out) : 165u, size);
-              EXPECT_EQ(before, support::liveBlocks());
+              EXPECT_EQ(before, liveBlocks());
             }));
 }
 
@@ -369,10 +361,10 @@ TEST(Ucs2Test, LongTextFailsWithoutMemory)
   SMChar16 units[2000];
   uint32_t size = sizeof(units);
   {
-    const support::Fault fault(support::Call::allocation, 1);
+    const Fault fault(Call::allocation, 1);
     EXPECT_EQ(0, SMUCS2ToSigned32(longText.c_str()));
   }
-  const support::Fault fault(support::Call::allocation, 1);
+  const Fault fault(Call::allocation, 1);
   EXPECT_EQ(SM_STATUS_UNSUCCESSFUL, SMUCS2DoubleToStr(1e300, 600, units, &size));
   EXPECT_EQ(sizeof(units), size);
 }

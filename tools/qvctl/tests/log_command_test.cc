@@ -1,22 +1,15 @@
 // The `log` commands, against logs that the library writes and logs that it would not.
 
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "qvsupt32/log.h"
-#include "support/record_locks.h"
+#include "support/test.h"
 #include "tool.h"
 
 namespace {
 
-using support::get;
-using support::put;
-using tool::expectRows;
-using tool::killAtEveryCall;
-using tool::run;
+using namespace support;
+using namespace tool;
 using Json = nlohmann::json;
 
 constexpr uint32_t kFileLockRecord = 120000;
@@ -81,7 +74,7 @@ std::vector<std::string> texts(const Json &list)
   return found;
 }
 
-class LogTest : public tool::ToolTest {
+class LogTest : public ToolTest {
  protected:
   /// Adds an event to both logs, as a component does.
   void append(const std::u16string &source, const std::u16string &description, const std::string &data = "",
@@ -405,7 +398,7 @@ TEST_F(LogTest, ReadersNeverWaitAndWritersAsToldTo)
 {
   put("a.xml", xmlLog(simple("a")).substr(0, 200));
   run("qvctl log write --type 1 --id 1 --source s one");
-  support::RecordHolder holder(kFileLockRecord);
+  RecordHolder holder(kFileLockRecord);
   for (const char *command : {"log show", "log check a.xml", "log export --format csv", "log report -o p.html"}) {
     const int status = run(std::string("timeout 20 qvctl ") + command).status;
     EXPECT_EQ(status, std::string(command) == "log check a.xml" ? 3 : 0) << command;
@@ -506,7 +499,7 @@ TEST_F(LogTest, FollowsAcrossRotations)
 
 TEST_F(LogTest, KilledAnywhereLeavesTheOldLogOrTheNew)
 {
-  if (support::isEmulated()) {
+  if (isEmulated()) {
     GTEST_SKIP() << "an emulated program cannot be traced";
   }
   const std::string old = xmlLog(simple("old"));

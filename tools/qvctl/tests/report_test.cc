@@ -1,28 +1,26 @@
 // The page of `log report`, in a browser.
 
-#include <filesystem>
-
 #include "browser.h"
 #include "qvsupt32/log.h"
+#include "support/test.h"
 #include "tool.h"
 
 namespace {
 
-using support::get;
-using support::put;
-using tool::run;
+using namespace support;
+using namespace tool;
 using Json = nlohmann::json;
 
 constexpr uint32_t kLargest = 4194304;
 
-class ReportTest : public tool::ToolTest {
+class ReportTest : public ToolTest {
  protected:
   void SetUp() override
   {
     if (tool::Browser::program().empty()) {
       GTEST_SKIP() << "chromium is not installed";
     }
-    if (support::isEmulated()) {
+    if (isEmulated()) {
       GTEST_SKIP() << "the browser is no program for an emulated machine";
     }
   }

@@ -1,23 +1,13 @@
 // The `ini` and `kv` commands.
 
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <filesystem>
-
 #include "qvsupt32/store.h"
-#include "support/child.h"
-#include "support/record_locks.h"
+#include "support/test.h"
 #include "tool.h"
 
 namespace {
 
-using support::get;
-using support::put;
-using tool::expectRows;
-using tool::killAtEveryCall;
-using tool::run;
-using tool::ToolTest;
+using namespace support;
+using namespace tool;
 
 constexpr uint32_t kFileLockRecord = 120000;
 
@@ -213,7 +203,7 @@ TEST_F(ToolTest, WaitsForTheLockAsLongAsItIsTold)
 {
   put("a.ini", "[s]\nk=v\n");
   put("a.conf", "k=v\n");
-  support::RecordHolder holder(kFileLockRecord);
+  RecordHolder holder(kFileLockRecord);
   for (const char *command : {"ini get a.ini s k --default d", "ini set a.ini s k w", "ini unset a.ini s k",
                               "ini list a.ini", "kv get a.conf k", "kv set a.conf k w", "kv set new.conf k w",
                               "kv unset a.conf k", "kv list a.conf", "text get 5 --file a.ini", "text check a.ini"}) {
@@ -235,15 +225,15 @@ TEST_F(ToolTest, LosesNoKeyAmongToolsAndComponents)
 {
   constexpr int kKeys = 25;
   const auto component = [](const char *name) {
-    return [name](support::Child::Inside &inside) {
+    return [name](Child::Inside &inside) {
       for (int i = 0; i < kKeys; ++i) {
         const std::string key = name + std::to_string(i);
         inside.report({WriteINIFileValue_astring("s", key.c_str(), "v", 2, "shared.ini", 1) == 0 ? 0 : 1});
       }
     };
   };
-  support::Child first(component("a"));
-  support::Child second(component("b"));
+  Child first(component("a"));
+  Child second(component("b"));
   const std::string loop = "for i in $(seq 0 24); do qvctl ini set shared.ini s $k$i v || exit 1; done";
   EXPECT_EQ(run("k=c; (" + loop + ") & k=d; " + loop + "; wait $! ").status, 0);
   EXPECT_EQ(first.report().find('1'), std::string::npos);
@@ -281,7 +271,7 @@ void expectOldOrNew(std::initializer_list<KilledWrite> rows)
 
 TEST_F(ToolTest, IniKilledAnywhereLeavesTheOldFileOrTheNew)
 {
-  if (support::isEmulated()) {
+  if (isEmulated()) {
     GTEST_SKIP() << "an emulated program cannot be traced";
   }
   expectOldOrNew({
@@ -294,7 +284,7 @@ TEST_F(ToolTest, IniKilledAnywhereLeavesTheOldFileOrTheNew)
 
 TEST_F(ToolTest, KvKilledAnywhereLeavesTheOldFileOrTheNew)
 {
-  if (support::isEmulated()) {
+  if (isEmulated()) {
     GTEST_SKIP() << "an emulated program cannot be traced";
   }
   expectOldOrNew({

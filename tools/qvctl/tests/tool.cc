@@ -3,18 +3,14 @@
 #include "tool.h"
 
 #include <poll.h>
-#include <signal.h>
 #include <sys/ptrace.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstring>
-#include <filesystem>
+#include "support/test.h"
 
 namespace tool {
 namespace {
 
-namespace fs = std::filesystem;
+using namespace support;
 
 struct Pipe {
   Pipe() { EXPECT_EQ(pipe(ends), 0); }
