@@ -40,7 +40,7 @@ std::string encoded(const Bytes &bytes, const char *alphabet = nullptr)
   const auto count = static_cast<int32_t>(bytes.size());
   const size_t size = SM_BASE64_TEXT_SIZE(count);
   auto *text = reinterpret_cast<char *>(out.hold(Bytes(size)));
-  EXPECT_EQ(0U, encode64(text, in.hold(bytes), count, alphabet));
+  EXPECT_EQ(encode64(text, in.hold(bytes), count, alphabet), 0U);
   return {text, size};
 }
 
@@ -52,7 +52,7 @@ Bytes decoded(const std::string &text)
   const auto count = static_cast<int32_t>(text.size());
   const size_t size = SM_BASE64_BYTES_SIZE(count);
   uint8_t *start = out.hold(Bytes(size, 0xAA));
-  EXPECT_EQ(0U, decode64(start, reinterpret_cast<char *>(in.hold(bytesOf(text))), count));
+  EXPECT_EQ(decode64(start, reinterpret_cast<char *>(in.hold(bytesOf(text))), count), 0U);
   Bytes bytes(start, start + size);
   while (!bytes.empty() && bytes.back() == 0xAA) {
     bytes.pop_back();
@@ -107,23 +107,23 @@ TEST(Base64, KnownTexts)
       {"\xFB\xEF\xBE\xFF\xFF", "++++//8="},
   };
   for (const auto &[bytes, text] : rows) {
-    EXPECT_EQ(std::string(text) + '\0', encoded(bytesOf(bytes)));
-    EXPECT_EQ(withNul(bytesOf(bytes)), decoded(text));
+    EXPECT_EQ(encoded(bytesOf(bytes)), std::string(text) + '\0');
+    EXPECT_EQ(decoded(text), withNul(bytesOf(bytes)));
   }
-  EXPECT_EQ(4001U, encoded(Bytes(3000)).size());
+  EXPECT_EQ(encoded(Bytes(3000)).size(), 4001U);
 
   char text[] = "?";
   EXPECT_EQ(encode64(text, nullptr, -1, nullptr), SM_STATUS_SUCCESS);
-  EXPECT_EQ(0, text[0]);
+  EXPECT_EQ(text[0], 0);
   uint8_t bytes[] = {'?'};
-  EXPECT_EQ(0U, decode64(bytes, "AAAA", INT32_MIN));
-  EXPECT_EQ(0, bytes[0]);
+  EXPECT_EQ(decode64(bytes, "AAAA", INT32_MIN), 0U);
+  EXPECT_EQ(bytes[0], 0);
 
   char group[5];
-  EXPECT_EQ(0U, SMBase64Encode(group, bytesOf("foo").data(), 3, nullptr));
-  EXPECT_STREQ("Zm9v", group);
-  EXPECT_EQ(0U, SMBase64Decode(reinterpret_cast<uint8_t *>(group), group, 4));
-  EXPECT_STREQ("foo", group);
+  EXPECT_EQ(SMBase64Encode(group, bytesOf("foo").data(), 3, nullptr), 0U);
+  EXPECT_STREQ(group, "Zm9v");
+  EXPECT_EQ(SMBase64Decode(reinterpret_cast<uint8_t *>(group), group, 4), 0U);
+  EXPECT_STREQ(group, "foo");
 }
 
 TEST(Base64, TextThatIsNone)
@@ -151,7 +151,7 @@ TEST(Base64, TextThatIsNone)
       {"Zm9\nvYmF", std::string("fo\xFF\xBD\x89\x85", 6)},
   };
   for (const auto &[text, bytes] : rows) {
-    EXPECT_EQ(withNul(bytesOf(bytes)), decoded(text)) << text;
+    EXPECT_EQ(decoded(text), withNul(bytesOf(bytes))) << text;
   }
 }
 
@@ -168,9 +168,9 @@ TEST(Base64, EncodesInBlocksAsByGroups)
                             alphabet)
                         .substr(0, 4);
       }
-      ASSERT_EQ(byGroups + '\0', encoded(bytes, alphabet)) << size;
+      ASSERT_EQ(encoded(bytes, alphabet), byGroups + '\0') << size;
     }
-    ASSERT_EQ(withNul(bytes), decoded(encoded(bytes))) << size;
+    ASSERT_EQ(decoded(encoded(bytes)), withNul(bytes)) << size;
   }
 }
 
@@ -198,7 +198,7 @@ TEST(Base64, DecodesOverItsText)
     Bytes both = withNul(bytesOf(text));
     decode64(both.data(), reinterpret_cast<char *>(both.data()), static_cast<int32_t>(text.size()));
     both.resize(expected.size());
-    ASSERT_EQ(expected, both) << round;
+    ASSERT_EQ(both, expected) << round;
   }
 }
 

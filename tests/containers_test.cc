@@ -3,7 +3,6 @@
 
 #include <set>
 
-#include "support/names.h"
 #include "support/test.h"
 
 namespace {
@@ -385,12 +384,6 @@ TEST(RedBlackTree, AFailedAllocationLeavesTheTreeAsItWas)
     EXPECT_EQ(tree.insert(3), SM_STATUS_ALREADY_EXISTS) << "an equal datum is met before a node is needed";
   }
   EXPECT_EQ(shape(tree.root), "2b(1r,3r)");
-}
-
-TEST(RedBlackTree, BothNamesAreOneFunction)
-{
-  expectOneFunction({"RedBlackTreeAttach", "RedBlackTreeDetach", "RedBlackTreeDataInsert", "RedBlackTreeDataReplace",
-                     "RedBlackTreeDataDelete", "RedBlackTreeDelete", "RedBlackTreeDataWalk"});
 }
 
 }  // namespace

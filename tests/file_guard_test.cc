@@ -10,6 +10,7 @@
 
 #include <future>
 
+#include "support/observed_thread.h"
 #include "support/test.h"
 
 namespace {
@@ -30,12 +31,6 @@ bool obtains(uint16_t mode)
 {
   const FileGuard guard(mode);
   return static_cast<bool>(guard);
-}
-
-/// Time for another thread to do what it should not do, or to fall asleep.
-void giveTime()
-{
-  std::this_thread::sleep_for(std::chrono::milliseconds(20));
 }
 
 /// An operation of the library itself that does not wait.
@@ -102,11 +97,12 @@ TEST(FileGuard, TryIsNeverRefusedByThreadsOfItsProcess)
 
   std::optional<FileGuard> guard(std::in_place, kWait);
   std::atomic<bool> entered = false;
-  std::thread trying([&] { entered = obtains(kTry); });
-  giveTime();
-  EXPECT_FALSE(entered);
-  guard.reset();
-  trying.join();
+  {
+    const ObservedThread trying([&] { entered = obtains(kTry); });
+    trying.waitUntilAsleep();
+    EXPECT_FALSE(entered);
+    guard.reset();
+  }
   EXPECT_TRUE(entered) << "it waited for the insider's work";
 }
 
@@ -115,7 +111,7 @@ TEST(FileGuard, TryIsRefusedAtOnceWhereTheInsiderWaitsForAnotherProcess)
   RecordHolder holder(120000);
   std::promise<void> tried;
   std::promise<void> refused;
-  std::thread trying;
+  std::optional<ObservedThread> trying;
   std::thread waiting([&] {
     const Fault firstSleep(Call::usleep, 1, [&] {
       tried.set_value();
@@ -124,8 +120,8 @@ TEST(FileGuard, TryIsRefusedAtOnceWhereTheInsiderWaitsForAnotherProcess)
     });
     const FileGuard guard(kWait);
     EXPECT_TRUE(guard);
-    trying = std::thread([] { EXPECT_TRUE(obtains(kTry)) << "the insider waits no longer"; });
-    giveTime();
+    trying.emplace([] { EXPECT_TRUE(obtains(kTry)) << "the insider waits no longer"; });
+    trying->waitUntilAsleep();
   });
   tried.get_future().wait();
   {
@@ -136,43 +132,37 @@ TEST(FileGuard, TryIsRefusedAtOnceWhereTheInsiderWaitsForAnotherProcess)
   }
   refused.set_value();
   waiting.join();
-  trying.join();
+  trying.reset();
   EXPECT_TRUE(isFree());
 }
 
 TEST(FileGuard, TryWaitsUntilItIsKnownWhetherAnotherProcessHasTheRecord)
 {
-  std::thread trying;
+  std::optional<ObservedThread> trying;
   std::atomic<bool> done = false;
   std::atomic<bool> obtained = false;
-  {
-    const Fault firstTry(Call::fcntl, 1, [&] {
-      trying = std::thread([&] {
-        obtained = obtains(kTry);
-        done = true;
-      });
-      giveTime();
-      EXPECT_FALSE(done) << "the insider has not tried the record yet";
+  const auto tryAndWait = [&] {
+    trying.emplace([&] {
+      obtained = obtains(kTry);
+      done = true;
     });
+    trying->waitUntilAsleep();
+    EXPECT_FALSE(done) << "the insider has not tried the record yet";
+  };
+  {
+    const Fault firstTry(Call::fcntl, 1, tryAndWait);
     EXPECT_TRUE(obtains(kTry));
   }
-  trying.join();
+  trying.reset();
   EXPECT_TRUE(obtained);
+  done = false;
 
   // The record turns out to be another process's: those that wait for the insider are refused with it.
   RecordHolder holder(120000);
   std::thread waiting([&] {
-    std::promise<void> started;
-    const Fault firstTry(Call::fcntl, 1, [&] {
-      trying = std::thread([&] {
-        started.set_value();
-        obtained = obtains(kTry);
-      });
-      started.get_future().wait();
-      giveTime();
-    });
+    const Fault firstTry(Call::fcntl, 1, tryAndWait);
     const Fault sleeps(Call::usleep, 1, [&] {
-      trying.join();
+      trying.reset();
       holder.letGo();
     });
     const Fault wakes(Call::futexWake);
@@ -221,17 +211,17 @@ TEST(FileGuard, TakesTheGateBeforeTheRecordAndLeavesItAfter)
   std::optional<FileGuard> guard(std::in_place, kWait);
   ASSERT_TRUE(*guard);
   EXPECT_EQ(ownLocks(), kHeld);
-  std::thread next;
+  std::optional<ObservedThread> next;
   std::atomic<bool> inside = false;
   {
     const Fault release(Call::fcntl, 1, [&] {
-      next = std::thread([&] { inside = obtains(kWait); });
-      giveTime();
+      next.emplace([&] { inside = obtains(kWait); });
+      next->waitUntilAsleep();
       EXPECT_FALSE(inside) << "no thread gets in while the record is still held";
     });
     guard.reset();
   }
-  next.join();
+  next.reset();
   EXPECT_TRUE(inside);
   EXPECT_EQ(ownLocks(), "");
   EXPECT_TRUE(isFree());

@@ -61,12 +61,12 @@ void expectText(const std::string &expected, const char *format, Arguments... ar
     memset(buffer, kFill, size);
     uint32_t flag = kUnset;
     ASSERT_EQ(formatFlagged(buffer, size, &flag, format, arguments...), stored);
-    ASSERT_EQ(std::string(buffer, size), bytes);
+    ASSERT_EQ(bytes, std::string(buffer, size));
     ASSERT_EQ(flag, truncated);
 
     memset(buffer, kFill, size);
     ASSERT_EQ(OSsnprintf(buffer, size, format, arguments...), stored);
-    ASSERT_EQ(std::string(buffer, size), bytes);
+    ASSERT_EQ(bytes, std::string(buffer, size));
 
     flag = kUnset;
     ASSERT_EQ(formatFlagged(nullptr, size, &flag, format, arguments...), stored);

@@ -90,7 +90,7 @@ TEST(StatusText, BeginsWithTheNameAndIsOneLine)
                                                    {256, "SM_STATUS_NOT_FOUND: "},
                                                    {291, "SM_STATUS_VALUE_TOO_SMALL: "}};
   for (const auto &[status, start] : rows) {
-    EXPECT_EQ(std::string(SMStatusText(status)).substr(0, start.size()), start);
+    EXPECT_EQ(start, std::string(SMStatusText(status)).substr(0, start.size()));
   }
   int known = 0;
   for (uint32_t status = 0xFFFFFFFF; status != 1000; ++status) {

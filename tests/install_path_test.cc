@@ -52,7 +52,6 @@ TEST_F(InstallPath, ComesFromThePlatform)
   uint32_t size = sizeof(path);
   EXPECT_EQ(SMGetInstallPath(path, &size), 0u);
   EXPECT_STREQ(path, "/etc/tallowmere/vela");
-  EXPECT_EQ(SMGetInstallPathByProductID, SUPTMiscGetInstallPathByProductID);
 }
 TEST_F(InstallPath, ComesFromTheEnvironmentOnce)
 {

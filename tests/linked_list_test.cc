@@ -79,7 +79,7 @@ std::vector<int> contents(const SLList &list)
     numbers.push_back(numberOf<SLListEntry>(entry));
     last = entry;
   }
-  EXPECT_EQ(last, list.tail);
+  EXPECT_EQ(list.tail, last);
   return numbers;
 }
 
@@ -89,10 +89,10 @@ std::vector<int> contents(const DLList &list)
   const DLListEntry *last = nullptr;
   for (const DLListEntry *entry = list.head; entry != nullptr; entry = entry->next) {
     numbers.push_back(numberOf<DLListEntry>(entry));
-    EXPECT_EQ(last, entry->previous);
+    EXPECT_EQ(entry->previous, last);
     last = entry;
   }
-  EXPECT_EQ(last, list.tail);
+  EXPECT_EQ(list.tail, last);
   return numbers;
 }
 
@@ -135,21 +135,21 @@ TYPED_TEST(ListTest, EndsGrowAndShrink)
   F::insertAtHead(&this->list_, this->entry(1));
   F::insertAtTail(&this->list_, this->entry(3));
   EXPECT_EQ(Numbers({1, 2, 3}), contents(this->list_));
-  EXPECT_EQ(0, F::isEmpty(&this->list_));
+  EXPECT_EQ(F::isEmpty(&this->list_), 0);
 
-  EXPECT_EQ(1, numberOf<typename F::Entry>(F::removeAtHead(&this->list_)));
+  EXPECT_EQ(numberOf<typename F::Entry>(F::removeAtHead(&this->list_)), 1);
   EXPECT_EQ(Numbers({2, 3}), contents(this->list_));
-  EXPECT_EQ(3, numberOf<typename F::Entry>(F::removeAtTail(&this->list_)));
+  EXPECT_EQ(numberOf<typename F::Entry>(F::removeAtTail(&this->list_)), 3);
   EXPECT_EQ(Numbers({2}), contents(this->list_));
-  EXPECT_EQ(2, numberOf<typename F::Entry>(F::removeAtTail(&this->list_)));
-  EXPECT_EQ(nullptr, this->list_.head);
-  EXPECT_EQ(nullptr, this->list_.tail);
-  EXPECT_EQ(nullptr, F::removeAtTail(&this->list_));
-  EXPECT_EQ(nullptr, F::removeAtHead(&this->list_));
-  EXPECT_EQ(1, F::isEmpty(&this->list_));
+  EXPECT_EQ(numberOf<typename F::Entry>(F::removeAtTail(&this->list_)), 2);
+  EXPECT_EQ(this->list_.head, nullptr);
+  EXPECT_EQ(this->list_.tail, nullptr);
+  EXPECT_EQ(F::removeAtTail(&this->list_), nullptr);
+  EXPECT_EQ(F::removeAtHead(&this->list_), nullptr);
+  EXPECT_EQ(F::isEmpty(&this->list_), 1);
 
   F::insertAtTail(&this->list_, this->entry(4));
-  EXPECT_EQ(4, numberOf<typename F::Entry>(F::removeAtHead(&this->list_)));
+  EXPECT_EQ(numberOf<typename F::Entry>(F::removeAtHead(&this->list_)), 4);
   EXPECT_EQ(Numbers({}), contents(this->list_));
 }
 
@@ -169,8 +169,8 @@ TYPED_TEST(ListTest, OrderedInsert)
     this->list_ = {nullptr, nullptr};
     this->fill({1, 3, 5});
     int key = row.key;
-    EXPECT_EQ(row.status, F::insert(&this->list_, this->entry(key), &key, compare<Entry>));
-    EXPECT_EQ(row.after, contents(this->list_));
+    EXPECT_EQ(F::insert(&this->list_, this->entry(key), &key, compare<Entry>), row.status);
+    EXPECT_EQ(contents(this->list_), row.after);
   }
   this->list_ = {nullptr, nullptr};
   int key = 7;
@@ -190,21 +190,21 @@ TYPED_TEST(ListTest, WalkReplaceAndUnlink)
   this->fill({1, 2, 3});
   int key = 2;
   Entry *found = F::walk(&this->list_, &key, compare<Entry>);
-  ASSERT_NE(nullptr, found);
-  EXPECT_EQ(2, numberOf<Entry>(found));
-  EXPECT_EQ(nullptr, F::walk(&this->list_, &key, never));
-  EXPECT_EQ(nullptr, F::walk(&this->list_, nullptr, compare<Entry>));
-  EXPECT_EQ(nullptr, F::walk(&this->list_, &key, nullptr));
-  EXPECT_EQ(nullptr, F::walk(nullptr, &key, compare<Entry>));
+  ASSERT_NE(found, nullptr);
+  EXPECT_EQ(numberOf<Entry>(found), 2);
+  EXPECT_EQ(F::walk(&this->list_, &key, never), nullptr);
+  EXPECT_EQ(F::walk(&this->list_, nullptr, compare<Entry>), nullptr);
+  EXPECT_EQ(F::walk(&this->list_, &key, nullptr), nullptr);
+  EXPECT_EQ(F::walk(nullptr, &key, compare<Entry>), nullptr);
 
   for (int replaced : {1, 3, 2}) {
     Entry *old = F::replace(&this->list_, this->entry(10 * replaced), &replaced, compare<Entry>);
-    ASSERT_NE(nullptr, old);
-    EXPECT_EQ(replaced, numberOf<Entry>(old));
+    ASSERT_NE(old, nullptr);
+    EXPECT_EQ(numberOf<Entry>(old), replaced);
   }
   EXPECT_EQ(Numbers({10, 20, 30}), contents(this->list_));
-  EXPECT_EQ(nullptr, F::replace(&this->list_, this->entry(0), &key, never));
-  EXPECT_EQ(nullptr, F::replace(&this->list_, nullptr, &key, compare<Entry>));
+  EXPECT_EQ(F::replace(&this->list_, this->entry(0), &key, never), nullptr);
+  EXPECT_EQ(F::replace(&this->list_, nullptr, &key, compare<Entry>), nullptr);
 
   Entry *middle = this->list_.head->next;
   F::unlink(&this->list_, this->list_.head, middle);
@@ -220,9 +220,9 @@ TYPED_TEST(ListTest, AllocationAndNulls)
   using F = TypeParam;
   using Entry = typename F::Entry;
   Entry *entry = F::allocateEntry(16);
-  ASSERT_NE(nullptr, entry);
-  EXPECT_EQ(entry + 1, entry->data);
-  EXPECT_EQ(nullptr, entry->next);
+  ASSERT_NE(entry, nullptr);
+  EXPECT_EQ(entry->data, entry + 1);
+  EXPECT_EQ(entry->next, nullptr);
   void *dataWhenFreed = entry;
   {
     Fault freed(Call::free, 1, [&] { dataWhenFreed = entry->data; });
@@ -230,33 +230,33 @@ TYPED_TEST(ListTest, AllocationAndNulls)
   }
   EXPECT_EQ(dataWhenFreed, nullptr);
   entry = F::allocateEntry(0);
-  ASSERT_NE(nullptr, entry);
-  EXPECT_EQ(nullptr, entry->data);
+  ASSERT_NE(entry, nullptr);
+  EXPECT_EQ(entry->data, nullptr);
   int data = 0;
   entry->data = &data;
   entry->next = entry;
   F::initEntry(entry);
-  EXPECT_EQ(nullptr, entry->next);
-  EXPECT_EQ(&data, entry->data);
+  EXPECT_EQ(entry->next, nullptr);
+  EXPECT_EQ(entry->data, &data);
   F::freeEntry(entry);
   if (sizeof(void *) == 4) {
-    EXPECT_EQ(nullptr, F::allocateEntry(UINT32_MAX));
-    EXPECT_EQ(nullptr, F::allocateEntry(static_cast<uint32_t>(UINT32_MAX - sizeof(Entry) + 1)));
+    EXPECT_EQ(F::allocateEntry(UINT32_MAX), nullptr);
+    EXPECT_EQ(F::allocateEntry(static_cast<uint32_t>(UINT32_MAX - sizeof(Entry) + 1)), nullptr);
   }
 
   const long before = liveBlocks();
   auto *list = F::allocateList();
-  ASSERT_NE(nullptr, list);
-  EXPECT_EQ(1, F::isEmpty(list));
+  ASSERT_NE(list, nullptr);
+  EXPECT_EQ(F::isEmpty(list), 1);
   list->head = this->entry(1);
   F::init(list);
-  EXPECT_EQ(nullptr, list->head);
+  EXPECT_EQ(list->head, nullptr);
   F::freeList(list);
-  EXPECT_EQ(before, liveBlocks());
+  EXPECT_EQ(liveBlocks(), before);
   {
     Fault fault(Call::allocation, 1, ENOMEM, true);
-    EXPECT_EQ(nullptr, F::allocateList());
-    EXPECT_EQ(nullptr, F::allocateEntry(4));
+    EXPECT_EQ(F::allocateList(), nullptr);
+    EXPECT_EQ(F::allocateEntry(4), nullptr);
   }
 
   F::freeList(nullptr);
@@ -269,9 +269,9 @@ TYPED_TEST(ListTest, AllocationAndNulls)
   F::insertAtTail(&this->list_, nullptr);
   F::unlink(nullptr, nullptr, this->entry(1));
   F::unlink(&this->list_, nullptr, nullptr);
-  EXPECT_EQ(nullptr, F::removeAtHead(nullptr));
-  EXPECT_EQ(nullptr, F::removeAtTail(nullptr));
-  EXPECT_EQ(1, F::isEmpty(nullptr));
+  EXPECT_EQ(F::removeAtHead(nullptr), nullptr);
+  EXPECT_EQ(F::removeAtTail(nullptr), nullptr);
+  EXPECT_EQ(F::isEmpty(nullptr), 1);
   EXPECT_EQ(Numbers({}), contents(this->list_));
 }
 
@@ -284,10 +284,10 @@ TEST(DoubleListTest, WalksBackwards)
     DLListInsertEntryAtTail(&list, &entries[i].entry);
   }
   int key = 5;
-  EXPECT_EQ(&entries[2].entry, SMDLListWalkAtTail(&list, &key, compare<DLListEntry>));
-  EXPECT_EQ(&entries[0].entry, SMDLListWalkAtHead(&list, &key, compare<DLListEntry>));
-  EXPECT_EQ(nullptr, SMDLListWalkAtTail(&list, &key, never));
-  EXPECT_EQ(nullptr, SMDLListWalkAtTail(&list, nullptr, never));
+  EXPECT_EQ(SMDLListWalkAtTail(&list, &key, compare<DLListEntry>), &entries[2].entry);
+  EXPECT_EQ(SMDLListWalkAtHead(&list, &key, compare<DLListEntry>), &entries[0].entry);
+  EXPECT_EQ(SMDLListWalkAtTail(&list, &key, never), nullptr);
+  EXPECT_EQ(SMDLListWalkAtTail(&list, nullptr, never), nullptr);
 }
 
 }  // namespace

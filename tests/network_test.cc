@@ -5,7 +5,6 @@
 #include <sched.h>
 #include <sys/resource.h>
 
-#include "support/names.h"
 #include "support/test.h"
 
 namespace {
@@ -32,13 +31,6 @@ std::string onHost(const std::string &name, Code code)
     code(inside);
   });
   return child.report();
-}
-
-TEST(IPSupport, NamesOfOneFunction)
-{
-  expectOneFunction(
-      {"GetIPHostName", "UCS2GetIPHostName", "GetIPAddrStrList", "IPAddrASCIIToNetwork", "IPAddrNetworkToASCII"});
-  EXPECT_EQ(&SMGetDNSSuffixNameName, &GetDNSSuffixName);
 }
 
 TEST(IPSupport, AnswersFromAttachToDetach)

@@ -8,6 +8,7 @@
 #include <sched.h>
 #include <sys/sem.h>
 
+#include "support/observed_thread.h"
 #include "support/test.h"
 
 namespace {
@@ -247,13 +248,13 @@ TEST(RecordLock, BadDescriptorIsOpenedOnceForAllThreads)
   const std::string expected = "1 WRITE 5 6\n\n";  // the kernel joins neighbours
   Child whileOpening([](Inside &inside) {
     close(l_ipc_fd);
-    std::thread other;
+    std::optional<ObservedThread> other;
     const Fault opens(Call::open, 1, [&] {
-      other = std::thread([] { EXPECT_EQ(LockIPCFileRecord(6, 0), 0); });
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+      other.emplace([] { EXPECT_EQ(LockIPCFileRecord(6, 0), 0); });
+      other->waitUntilAsleep();
     });
     inside.report({LockIPCFileRecord(5, 0)});
-    other.join();
+    other.reset();
     inside.report("%s", openIpcFiles().c_str());
   });
   EXPECT_EQ(whileOpening.report(), "0\n" + expected);

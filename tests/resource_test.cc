@@ -1,7 +1,6 @@
 // String resources: what the line reader cuts, which entry a lookup takes from which file and how it is delivered, what
 // stands in a string's place when the lookup cannot start, and the most specific path.
 
-#include "support/names.h"
 #include "support/test.h"
 
 namespace {
@@ -384,7 +383,6 @@ std::string pathOf(const char *base, const char *product, const char *locale, co
 
 TEST(LocalizedPath, TakesTheMostSpecificThatExists)
 {
-  expectOneFunction({"GetLocalizedPathFileName"});
   fs::create_directory("/etc/tree");
   fs::current_path("/etc/tree");
   const auto make = [](const fs::path &path) {

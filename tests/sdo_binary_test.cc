@@ -3,7 +3,6 @@
 
 #include <pthread.h>
 
-#include "support/names.h"
 #include "support/objects.h"
 #include "support/test.h"
 
@@ -945,15 +944,6 @@ TEST(SdoBinaryArray, MeasuringMeetsAChangedObjectToo)
   size = 140000;
   EXPECT_EQ(SDOConfigArrayToBinaryArray(tooMuch + 1, 2, buffer.data(), &size), kFailed);
   EXPECT_EQ(SDOConfigArrayToBinaryArray(tooMuch, 3, buffer.data(), &size), kTooSmall) << "the first that fails decides";
-}
-
-TEST(Sdo, BothNamesAreOneFunction)
-{
-  expectOneFunction({"SDOConfigAlloc", "SDOConfigFree", "SDOConfigGetCount", "SDOConfigAddData", "SDOConfigGetDataByID",
-                     "SDOConfigGetDataByIndex", "SDOConfigRemoveData", "SDOConfigGetBinarySize", "SDOConfigToBinary",
-                     "SDOBinaryToConfig", "SDOConfigArrayToBinaryArray", "SDOBinaryArrayToConfigArray",
-                     "SDOBinaryGetCount", "SDOBinaryGetDataByID", "SDOBinaryGetDataByIndex", "SDOBinarySetData",
-                     "SDOBinaryArrayInitHeader", "SDOBinaryArrayAddData", "SDOBinaryArrayGetByIndex"});
 }
 
 }  // namespace

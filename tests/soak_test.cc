@@ -24,7 +24,7 @@ class Soak : public Scratch {
     const std::string program = otherWidth ? QVSUPT32_OTHER_PEER : QVSUPT32_PEER;
     const std::string worker = "w" + std::to_string(slot) + "-";
     const std::string firstEvent = std::to_string(1'000'000 * ++instances);
-    const std::string acknowledged = path("acknowledged" + std::to_string(slot));
+    const std::string acknowledged = acknowledgedOf(slot);
     const pid_t pid = fork();
     if (pid == 0) {
       const int output = open(acknowledged.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
@@ -34,6 +34,8 @@ class Soak : public Scratch {
     }
     return pid;
   }
+
+  std::string acknowledgedOf(size_t slot) const { return path("acknowledged" + std::to_string(slot)); }
 
   void stop(pid_t pid)
   {
@@ -61,16 +63,19 @@ std::unordered_map<std::string, int> piecesBetween(const std::string &text, cons
 TEST_F(Soak, EveryAcknowledgedChangeIsThere)
 {
   const char *configured = getenv("QVSUPT32_SOAK_SECONDS");
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(configured ? atoi(configured) : 10);
+  const auto over = std::chrono::steady_clock::now() + std::chrono::seconds(configured ? atoi(configured) : 10);
   put(path("soak.values"), "first=line\n");
   const std::string objects = systemVObjects();
   std::vector<pid_t> running;
   for (size_t slot = 0; slot < kProcesses; ++slot) {
     running.push_back(start(slot));
   }
-  for (size_t turn = 0; std::chrono::steady_clock::now() < end; ++turn) {
-    usleep(50'000);
+  const auto hasAcknowledged = [&](size_t slot) { return !get(acknowledgedOf(slot)).empty(); };
+  for (size_t turn = 0; std::chrono::steady_clock::now() < over || turn < kProcesses; ++turn) {
     const size_t slot = (turn * 5 + 3) % kProcesses;
+    do {
+      usleep(50'000);
+    } while (!hasAcknowledged(slot));  // on a machine that is slow to start it
     stop(running[slot]);
     running[slot] = start(slot);
   }
@@ -83,15 +88,17 @@ TEST_F(Soak, EveryAcknowledgedChangeIsThere)
   const std::string xml = get(path("soak.xml"));
   const auto inXml = piecesBetween(xml, "<ID>", "</ID>");
   const auto inText = piecesBetween(text, "EventID: ", "\r\n");
-  EXPECT_TRUE(xml.ends_with("</LogEntry></EventLog>"));
-  EXPECT_EQ(piecesBetween(xml, "<LogEntr", ">")["y"], piecesBetween(xml, "</LogEntr", ">")["y"]);
+  // The last kills may have been inside a write, which nobody repaired.
+  const size_t end = xml.rfind("</LogEntry>") + 11;
+  EXPECT_TRUE(xml.substr(end) == "</EventLog>" || xml.find("</EventLog>", end) == std::string::npos);
+  EXPECT_EQ(piecesBetween(xml.substr(0, end), "<LogEntr", ">")["y"], piecesBetween(xml, "</LogEntr", ">")["y"]);
 
   std::map<std::string, uint32_t> stored;
   std::map<std::string, uint32_t> entries;
   size_t acknowledged = 0;
   size_t repairs = 0;
   for (size_t slot = 0; slot < kProcesses; ++slot) {
-    std::istringstream lines(get(path("acknowledged" + std::to_string(slot))));
+    std::istringstream lines(get(acknowledgedOf(slot)));
     for (std::string line; std::getline(lines, line);) {
       char kind = 0;
       std::string worker;

@@ -43,7 +43,7 @@ TEST(RecordTest, NamesAndSizes)
     OSSyncInfo *info = OSSyncInfoAlloc(std::string(row.longest, 'n').c_str(), 64, row.kind);
     ASSERT_NE(info, nullptr);
     EXPECT_EQ(info->kind, static_cast<uint32_t>(row.kind));
-    EXPECT_EQ((row.kind == 1 ? "/etc/tallowmere/vela/." : "") + std::string(row.longest, 'n'), info->name);
+    EXPECT_EQ(info->name, (row.kind == 1 ? "/etc/tallowmere/vela/." : "") + std::string(row.longest, 'n'));
     SMFreeMem(info);
     info = OSSyncInfoAlloc(nullptr, 64, row.kind);
     ASSERT_NE(info, nullptr);

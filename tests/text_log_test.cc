@@ -177,7 +177,7 @@ TEST_F(TextLog, PiecesGoToAnyStream)
       {written([](FILE *stream) { return UniAppendBufferDump(stream, 0, nullptr, 0); }), ""},
   };
   for (const auto &row : rows) {
-    EXPECT_EQ(row.got, "0 " + row.expected);
+    EXPECT_EQ("0 " + row.expected, row.got);
   }
   EXPECT_EQ(written([](FILE *stream) { return UniAppendCRLF(stream, 0); }), "2 ");
   EXPECT_EQ(written([](FILE *stream) { return UniAppendTab(stream, 0); }), "2 ");

@@ -90,15 +90,15 @@ TEST(ProcessTest, KeyboardTest)
   EXPECT_EQ(answer([] { close(STDIN_FILENO); }), "0\n");
   EXPECT_EQ(answer([] {
               int ends[2];
-              ASSERT_EQ(0, pipe(ends));
+              ASSERT_EQ(pipe(ends), 0);
               dup2(ends[0], STDIN_FILENO);
             }),
             "0\n");
   EXPECT_EQ(answer([] {
               int ends[2];
-              ASSERT_EQ(0, pipe(ends));
+              ASSERT_EQ(pipe(ends), 0);
               dup2(ends[0], STDIN_FILENO);
-              ASSERT_EQ(1, write(ends[1], "x", 1));
+              ASSERT_EQ(write(ends[1], "x", 1), 1);
             }),
             "1\n");
   EXPECT_EQ(SMLongFileNamesEnable(), kOk);
@@ -107,28 +107,23 @@ TEST(ProcessTest, KeyboardTest)
 
 TEST(ProcessTest, ShutdownRunsTheCommand)
 {
-  // A recorder stands in for the machine's command.
+  // A recorder stands in for the machine's command: it writes into a pipe, whose reader waits for it.
   if (access("/sbin/shutdown", F_OK) != 0) {
     GTEST_SKIP() << "no /sbin/shutdown to stand in for";
   }
   ASSERT_EQ(mkdir("/etc/scratch", 0755), 0);
-  std::ofstream("/etc/scratch/shutdown") << "#!/bin/sh\necho \"$@\" > \"/etc/scratch/asked.$1\"\n";
+  std::ofstream("/etc/scratch/shutdown") << "#!/bin/sh\necho \"$@\" >/etc/scratch/asked\n";
   ASSERT_EQ(chmod("/etc/scratch/shutdown", 0755), 0);
+  ASSERT_EQ(mkfifo("/etc/scratch/asked", 0600), 0);
   ASSERT_EQ(system("mount --bind /etc/scratch/shutdown /sbin/shutdown"), 0);
-  const auto asked = [](const char *option) {
-    const std::string path = std::string("/etc/scratch/asked.") + option;
+  const auto asked = [](int32_t result) {
+    std::ifstream file("/etc/scratch/asked");
     std::string line;
-    for (int tries = 0; line.empty() && tries < 5000; ++tries) {
-      std::ifstream file(path);
-      std::getline(file, line);
-      usleep(1000);
-    }
-    return line;
+    std::getline(file, line);
+    return std::to_string(result) + " " + line;
   };
-  EXPECT_EQ(SMOSShutdown(9, 1), 1);
-  EXPECT_EQ(asked("-r"), "-r now");
-  EXPECT_EQ(SMOSShutdown(0, 2), 1);
-  EXPECT_EQ(asked("-h"), "-h now");
+  EXPECT_EQ(asked(SMOSShutdown(9, 1)), "1 -r now");
+  EXPECT_EQ(asked(SMOSShutdown(0, 2)), "1 -h now");
   ASSERT_EQ(system("umount /sbin/shutdown"), 0);
 }
 

@@ -40,8 +40,8 @@ TEST(NumberTest, DecimalReadersWrapAndStop)
       {"0x10", 0, 0},
   };
   for (const auto &row : rows) {
-    EXPECT_EQ(row.asSigned, SMASCIIToSigned64(row.text)) << row.text;
-    EXPECT_EQ(row.asUnsigned, SMASCIIToUnSigned64(row.text)) << row.text;
+    EXPECT_EQ(SMASCIIToSigned64(row.text), row.asSigned) << row.text;
+    EXPECT_EQ(SMASCIIToUnSigned64(row.text), row.asUnsigned) << row.text;
   }
 }
 
@@ -52,10 +52,10 @@ TEST(NumberTest, WritersFillExactlyTheirRoom)
     GuardedBlock block(21);
     char *buffer = reinterpret_cast<char *>(block.data());
     char *digits = SMSigned64ToASCII(buffer, number);
-    EXPECT_EQ(number < 0 ? buffer + 1 : buffer, digits);
+    EXPECT_EQ(digits, number < 0 ? buffer + 1 : buffer);
     EXPECT_EQ(std::to_string(number), buffer);
     const auto pattern = static_cast<uint64_t>(number);
-    EXPECT_EQ(buffer, SMUnSigned64ToASCII(buffer, pattern));
+    EXPECT_EQ(SMUnSigned64ToASCII(buffer, pattern), buffer);
     EXPECT_EQ(std::to_string(pattern), buffer);
   }
 }
@@ -96,14 +96,14 @@ TEST(NumberTest, ValidatingReaders)
   for (const auto &row : rows) {
     SCOPED_TRACE(std::string(row.text == nullptr ? "null" : row.text) + " radix " + std::to_string(row.radix));
     uint32_t status = 99;
-    EXPECT_EQ(row.signed32, ASCIIToSigned32VT(row.text, row.radix, &status));
-    EXPECT_EQ(row.status, status);
-    EXPECT_EQ(row.unsigned32, ASCIIToUnSigned32VT(row.text, row.radix, &status));
-    EXPECT_EQ(row.status, status);
-    EXPECT_EQ(row.signed64, ASCIIToSigned64VT(row.text, row.radix, &status));
-    EXPECT_EQ(row.status, status);
-    EXPECT_EQ(row.unsigned64, ASCIIToUnSigned64VT(row.text, row.radix, &status));
-    EXPECT_EQ(row.status, status);
+    EXPECT_EQ(ASCIIToSigned32VT(row.text, row.radix, &status), row.signed32);
+    EXPECT_EQ(status, row.status);
+    EXPECT_EQ(ASCIIToUnSigned32VT(row.text, row.radix, &status), row.unsigned32);
+    EXPECT_EQ(status, row.status);
+    EXPECT_EQ(ASCIIToSigned64VT(row.text, row.radix, &status), row.signed64);
+    EXPECT_EQ(status, row.status);
+    EXPECT_EQ(ASCIIToUnSigned64VT(row.text, row.radix, &status), row.unsigned64);
+    EXPECT_EQ(status, row.status);
   }
 }
 
@@ -121,22 +121,22 @@ TEST(NumberTest, ValidatedDoubles)
   };
   for (const auto &row : rows) {
     uint32_t status = 99;
-    EXPECT_EQ(row.value, ASCIIToDoubleVT(row.text, 10, &status)) << row.text;
-    EXPECT_EQ(row.status, status) << row.text;
+    EXPECT_EQ(ASCIIToDoubleVT(row.text, 10, &status), row.value) << row.text;
+    EXPECT_EQ(status, row.status) << row.text;
   }
   uint32_t status = 99;
   // Digits beyond what a double holds and beyond 64 bits, decimals beyond the exact powers of ten.
   for (const char *text : {"9007199254740991", "9007199254740993", "-900719925474099.5", "18446744073709551617.5",
                            "0.0000000000000000000007", "0.00000000000000000000007"}) {
-    EXPECT_EQ(strtod(text, nullptr), ASCIIToDoubleVT(text, 10, &status)) << text;
+    EXPECT_EQ(ASCIIToDoubleVT(text, 10, &status), strtod(text, nullptr)) << text;
   }
   EXPECT_TRUE(std::signbit(ASCIIToDoubleVT("-0.000", 10, &status)));
-  EXPECT_EQ(255.0, ASCIIToDoubleVT("ff", 16, &status));
-  EXPECT_EQ(0u, status);
-  EXPECT_EQ(0.0, ASCIIToDoubleVT("1.5", 7, &status));
-  EXPECT_EQ(271u, status);
-  EXPECT_EQ(0.0, ASCIIToDouble("no number"));
-  EXPECT_EQ(2.5, ASCIIToDouble("  2.5abc"));
+  EXPECT_EQ(ASCIIToDoubleVT("ff", 16, &status), 255.0);
+  EXPECT_EQ(status, 0u);
+  EXPECT_EQ(ASCIIToDoubleVT("1.5", 7, &status), 0.0);
+  EXPECT_EQ(status, 271u);
+  EXPECT_EQ(ASCIIToDouble("no number"), 0.0);
+  EXPECT_EQ(ASCIIToDouble("  2.5abc"), 2.5);
 }
 
 TEST(TypedValueTest, Reading)
@@ -183,26 +183,26 @@ TEST(TypedValueTest, Reading)
     const auto width = static_cast<uint32_t>(row.bytes.size());
     GuardedBlock value(std::vector<uint8_t>(width == 0 ? 8 : width, 0xA5));
     uint32_t size = static_cast<uint32_t>(value.size());
-    EXPECT_EQ(row.status, SMXLTUTF8ToTypeValue(row.text, value.data(), &size, row.type, row.radix));
-    EXPECT_EQ(value.size(), size);
-    EXPECT_EQ(width == 0 ? std::vector<uint8_t>(8, 0xA5) : row.bytes, value.bytes());
+    EXPECT_EQ(SMXLTUTF8ToTypeValue(row.text, value.data(), &size, row.type, row.radix), row.status);
+    EXPECT_EQ(size, value.size());
+    EXPECT_EQ(value.bytes(), width == 0 ? std::vector<uint8_t>(8, 0xA5) : row.bytes);
     size = 0;
-    EXPECT_EQ(row.status, SMXLTUTF8ToTypeValue(row.text, nullptr, &size, row.type, row.radix)) << "validation only";
-    EXPECT_EQ(0u, size);
+    EXPECT_EQ(SMXLTUTF8ToTypeValue(row.text, nullptr, &size, row.type, row.radix), row.status) << "validation only";
+    EXPECT_EQ(size, 0u);
     if (width != 0) {
       size = width - 1;
-      EXPECT_EQ(16u, SMXLTUTF8ToTypeValue(row.text, value.data(), &size, row.type, row.radix));
-      EXPECT_EQ(width, size);
+      EXPECT_EQ(SMXLTUTF8ToTypeValue(row.text, value.data(), &size, row.type, row.radix), 16u);
+      EXPECT_EQ(size, width);
     }
   }
   uint32_t size = 4;
   uint32_t value = 9;
-  EXPECT_EQ(271u, SMXLTUTF8ToTypeValue(nullptr, &value, &size, SM_TYPE_TIME, 10)) << "null comes before the type";
-  EXPECT_EQ(271u, SMXLTUTF8ToTypeValue("1", nullptr, &size, SM_TYPE_U32, 10));
-  EXPECT_EQ(271u, SMXLTUTF8ToTypeValue("1", &value, nullptr, SM_TYPE_U32, 10));
+  EXPECT_EQ(SMXLTUTF8ToTypeValue(nullptr, &value, &size, SM_TYPE_TIME, 10), 271u) << "null comes before the type";
+  EXPECT_EQ(SMXLTUTF8ToTypeValue("1", nullptr, &size, SM_TYPE_U32, 10), 271u);
+  EXPECT_EQ(SMXLTUTF8ToTypeValue("1", &value, nullptr, SM_TYPE_U32, 10), 271u);
   size = 0;
-  EXPECT_EQ(290u, SMXLTUTF8ToTypeValue("300", &value, &size, SM_TYPE_U8, 10)) << "the range comes before the size";
-  EXPECT_EQ(0u, size);
+  EXPECT_EQ(SMXLTUTF8ToTypeValue("300", &value, &size, SM_TYPE_U8, 10), 290u) << "the range comes before the size";
+  EXPECT_EQ(size, 0u);
 }
 
 template <class T>
@@ -244,24 +244,24 @@ TEST(TypedValueTest, WritingAndReadingBack)
     GuardedBlock buffer(row.least);
     char *out = reinterpret_cast<char *>(buffer.data());
     memset(out, 0x5A, row.least);
-    EXPECT_EQ(16u, SMXLTTypeValueToUTF8(row.value.data(), 0, out, &size, row.type));
-    EXPECT_EQ(row.least, size);
-    EXPECT_EQ(0x5A, out[0]) << "nothing is written";
-    EXPECT_EQ(0u, SMXLTTypeValueToUTF8(row.value.data(), 0, out, &size, row.type));
-    EXPECT_EQ(row.least, size);
-    EXPECT_EQ(std::string(row.text).substr(0, row.least - 1), out);
+    EXPECT_EQ(SMXLTTypeValueToUTF8(row.value.data(), 0, out, &size, row.type), 16u);
+    EXPECT_EQ(size, row.least);
+    EXPECT_EQ(out[0], 0x5A) << "nothing is written";
+    EXPECT_EQ(SMXLTTypeValueToUTF8(row.value.data(), 0, out, &size, row.type), 0u);
+    EXPECT_EQ(size, row.least);
+    EXPECT_EQ(out, std::string(row.text).substr(0, row.least - 1));
     if (row.readsBack) {
       std::vector<uint8_t> back(row.value.size());
       size = static_cast<uint32_t>(back.size());
-      EXPECT_EQ(0u, SMXLTUTF8ToTypeValue(out, back.data(), &size, row.type, 10));
-      EXPECT_EQ(row.value, back);
+      EXPECT_EQ(SMXLTUTF8ToTypeValue(out, back.data(), &size, row.type, 10), 0u);
+      EXPECT_EQ(back, row.value);
     }
   }
   uint32_t size = 64;
   char out[64];
-  EXPECT_EQ(271u, SMXLTTypeValueToUTF8(nullptr, 0, out, &size, 13)) << "null comes before the type";
-  EXPECT_EQ(271u, SMXLTTypeValueToUTF8("", 0, out, nullptr, 0));
-  EXPECT_EQ(2u, SMXLTTypeValueToUTF8("", 0, out, &size, 13));
+  EXPECT_EQ(SMXLTTypeValueToUTF8(nullptr, 0, out, &size, 13), 271u) << "null comes before the type";
+  EXPECT_EQ(SMXLTTypeValueToUTF8("", 0, out, nullptr, 0), 271u);
+  EXPECT_EQ(SMXLTTypeValueToUTF8("", 0, out, &size, 13), 2u);
 }
 
 TEST(TypedValueTest, Dumps)
@@ -269,37 +269,39 @@ TEST(TypedValueTest, Dumps)
   const uint8_t bytes[20] = {'A'};
   uint32_t size = 0;
   char out[256] = "kept";
-  EXPECT_EQ(16u, SMXLTTypeValueToUTF8(bytes, 20, out, &size, SM_TYPE_BINARY));
-  EXPECT_EQ(165u, size);
-  EXPECT_STREQ("kept", out);
-  EXPECT_EQ(0u, SMXLTTypeValueToUTF8(bytes, 20, out, &size, SM_TYPE_BINARY));
-  EXPECT_EQ(165u, size);
-  EXPECT_EQ(164u, strlen(out));
-  EXPECT_EQ(0, strncmp(out, "0x00000000: 41 00", 17));
+  EXPECT_EQ(SMXLTTypeValueToUTF8(bytes, 20, out, &size, SM_TYPE_BINARY), 16u);
+  EXPECT_EQ(size, 165u);
+  EXPECT_STREQ(out, "kept");
+  EXPECT_EQ(SMXLTTypeValueToUTF8(bytes, 20, out, &size, SM_TYPE_BINARY), 0u);
+  EXPECT_EQ(size, 165u);
+  EXPECT_EQ(strlen(out), 164u);
+  EXPECT_EQ(strncmp(out, "0x00000000: 41 00", 17), 0);
   size = sizeof(out);
-  EXPECT_EQ(0u, SMXLTTypeValueToUTF8(bytes, 0, out, &size, SM_TYPE_BINARY));
-  EXPECT_EQ(1u, size);
-  EXPECT_STREQ("", out);
+  EXPECT_EQ(SMXLTTypeValueToUTF8(bytes, 0, out, &size, SM_TYPE_BINARY), 0u);
+  EXPECT_EQ(size, 1u);
+  EXPECT_STREQ(out, "");
 }
 
 TEST(TypedValueTest, DumpsFailWithoutMemory)
 {
   const uint8_t bytes[20] = {};
   char out[256] = "kept";
-  EXPECT_EQ(1u, failEach(Call::allocation, ENOMEM, [&](unsigned nth) {
-              uint32_t size = sizeof(out);
-              const long before = liveBlocks();
-              const uint32_t status = SMXLTTypeValueToUTF8(bytes, 20, out, &size, SM_TYPE_BINARY);
-              EXPECT_EQ(nth == 1 ? SM_STATUS_UNSUCCESSFUL : SM_STATUS_SUCCESS, status);
-              EXPECT_EQ(nth == 1 ? sizeof(out) : 165u, size);
-              EXPECT_EQ(before, liveBlocks());
-            }));
+  EXPECT_EQ(failEach(Call::allocation, ENOMEM,
+                     [&](unsigned nth) {
+                       uint32_t size = sizeof(out);
+                       const long before = liveBlocks();
+                       const uint32_t status = SMXLTTypeValueToUTF8(bytes, 20, out, &size, SM_TYPE_BINARY);
+                       EXPECT_EQ(status, nth == 1 ? SM_STATUS_UNSUCCESSFUL : SM_STATUS_SUCCESS);
+                       EXPECT_EQ(size, nth == 1 ? sizeof(out) : 165u);
+                       EXPECT_EQ(before, liveBlocks());
+                     }),
+            1u);
 }
 
 TEST(TimeTest, LocalTextWithoutLineFeed)
 {
   for (const char *zone : {"UTC0", "CET-1"}) {
-    ASSERT_EQ(0, setenv("TZ", zone, 1));
+    ASSERT_EQ(setenv("TZ", zone, 1), 0);
     for (const int32_t seconds : {0, INT32_MAX, INT32_MIN, 1795057226}) {
       tzset();
       const time_t time = seconds;
@@ -308,22 +310,22 @@ TEST(TimeTest, LocalTextWithoutLineFeed)
       expected[strlen(expected) - 1] = '\0';
       GuardedBlock block(26);
       char *out = reinterpret_cast<char *>(block.data());
-      EXPECT_EQ(0u, TimeToUTF8Str(&seconds, out));
-      EXPECT_STREQ(expected, out);
-      EXPECT_EQ(0u, SMTimeToUTF8Str(int64_t{seconds} + (int64_t{5} << 32), out)) << "the low 32 bits count";
-      EXPECT_STREQ(expected, out);
+      EXPECT_EQ(TimeToUTF8Str(&seconds, out), 0u);
+      EXPECT_STREQ(out, expected);
+      EXPECT_EQ(SMTimeToUTF8Str(int64_t{seconds} + (int64_t{5} << 32), out), 0u) << "the low 32 bits count";
+      EXPECT_STREQ(out, expected);
       SMChar16 units[32];
       uint32_t size = sizeof(units);
-      EXPECT_EQ(0u, SMUCS2TimeToStr(&seconds, units, &size));
-      EXPECT_EQ(50u, size);
-      EXPECT_EQ(expected, text(units));
+      EXPECT_EQ(SMUCS2TimeToStr(&seconds, units, &size), 0u);
+      EXPECT_EQ(size, 50u);
+      EXPECT_EQ(text(units), expected);
       size = 49;
-      EXPECT_EQ(0xFFFFFFFFu, SMUCS2TimeToStr(&seconds, units, &size));
+      EXPECT_EQ(SMUCS2TimeToStr(&seconds, units, &size), 0xFFFFFFFFu);
       std::vector<uint8_t> value = bytesOf(seconds);
       char typed[64];
       size = sizeof(typed);
-      EXPECT_EQ(0u, SMXLTTypeValueToUTF8(value.data(), 0, typed, &size, SM_TYPE_TIME));
-      EXPECT_STREQ(expected, typed);
+      EXPECT_EQ(SMXLTTypeValueToUTF8(value.data(), 0, typed, &size, SM_TYPE_TIME), 0u);
+      EXPECT_STREQ(typed, expected);
     }
   }
 }
@@ -345,14 +347,14 @@ TEST(Ucs2Test, Reading)
       {nullptr, 0, 0, 0, 0},
   };
   for (const auto &row : rows) {
-    EXPECT_EQ(row.signed32, SMUCS2ToSigned32(row.text));
-    EXPECT_EQ(row.unsigned32, SMUCS2ToUnSigned32(row.text));
-    EXPECT_EQ(row.signed64, SMUCS2ToSigned64(row.text));
-    EXPECT_EQ(row.real, SMUCS2ToDouble(row.text));
+    EXPECT_EQ(SMUCS2ToSigned32(row.text), row.signed32);
+    EXPECT_EQ(SMUCS2ToUnSigned32(row.text), row.unsigned32);
+    EXPECT_EQ(SMUCS2ToSigned64(row.text), row.signed64);
+    EXPECT_EQ(SMUCS2ToDouble(row.text), row.real);
   }
-  EXPECT_EQ(UINT64_MAX, SMUCS2ToUnSigned64(u"18446744073709551615"));
+  EXPECT_EQ(SMUCS2ToUnSigned64(u"18446744073709551615"), UINT64_MAX);
   const std::u16string longText = std::u16string(500, u'0') + u"7";
-  EXPECT_EQ(7, SMUCS2ToSigned32(longText.c_str()));
+  EXPECT_EQ(SMUCS2ToSigned32(longText.c_str()), 7);
 }
 
 TEST(Ucs2Test, LongTextFailsWithoutMemory)
@@ -362,11 +364,11 @@ TEST(Ucs2Test, LongTextFailsWithoutMemory)
   uint32_t size = sizeof(units);
   {
     const Fault fault(Call::allocation, 1);
-    EXPECT_EQ(0, SMUCS2ToSigned32(longText.c_str()));
+    EXPECT_EQ(SMUCS2ToSigned32(longText.c_str()), 0);
   }
   const Fault fault(Call::allocation, 1);
-  EXPECT_EQ(SM_STATUS_UNSUCCESSFUL, SMUCS2DoubleToStr(1e300, 600, units, &size));
-  EXPECT_EQ(sizeof(units), size);
+  EXPECT_EQ(SMUCS2DoubleToStr(1e300, 600, units, &size), SM_STATUS_UNSUCCESSFUL);
+  EXPECT_EQ(size, sizeof(units));
 }
 
 TEST(Ucs2Test, Writing)
@@ -379,31 +381,31 @@ TEST(Ucs2Test, Writing)
   for (const auto &row : rows) {
     SMChar16 units[40];
     uint32_t size = sizeof(units);
-    EXPECT_EQ(0u, SMUCS2Signed32ToStr(row.value, row.radix, units, &size));
-    EXPECT_EQ(row.text, text(units));
-    EXPECT_EQ(2 * (strlen(row.text) + 1), size);
-    EXPECT_EQ(0u, SMUCS2UnSigned32ToStr(static_cast<uint32_t>(row.value), row.radix, units, &size));
-    EXPECT_EQ(row.text, text(units));
+    EXPECT_EQ(SMUCS2Signed32ToStr(row.value, row.radix, units, &size), 0u);
+    EXPECT_EQ(text(units), row.text);
+    EXPECT_EQ(size, 2 * (strlen(row.text) + 1));
+    EXPECT_EQ(SMUCS2UnSigned32ToStr(static_cast<uint32_t>(row.value), row.radix, units, &size), 0u);
+    EXPECT_EQ(text(units), row.text);
     uint32_t needed = 0;
-    EXPECT_EQ(0u, SMUCS2Signed32ToStr(row.value, row.radix, nullptr, &needed));
+    EXPECT_EQ(SMUCS2Signed32ToStr(row.value, row.radix, nullptr, &needed), 0u);
     EXPECT_EQ(size, needed);
   }
   SMChar16 units[2000];
   uint32_t size = sizeof(units);
-  EXPECT_EQ(0u, SMUCS2DoubleToStr(2.5, 3, units, &size));
-  EXPECT_EQ("2.500", text(units));
+  EXPECT_EQ(SMUCS2DoubleToStr(2.5, 3, units, &size), 0u);
+  EXPECT_EQ(text(units), "2.500");
   size = sizeof(units);
-  EXPECT_EQ(0u, SMUCS2DoubleToStr(1e300, 600, units, &size));
-  EXPECT_EQ(2u * (301 + 1 + 600 + 1), size);
+  EXPECT_EQ(SMUCS2DoubleToStr(1e300, 600, units, &size), 0u);
+  EXPECT_EQ(size, 2u * (301 + 1 + 600 + 1));
   size = 4;
-  EXPECT_EQ(SM_STATUS_UNSUCCESSFUL, SMUCS2DoubleToStr(2.5, 3, units, &size));
+  EXPECT_EQ(SMUCS2DoubleToStr(2.5, 3, units, &size), SM_STATUS_UNSUCCESSFUL);
 }
 
 TEST(LocaleTest, DecimalCommaTouchesOnlyTheUcs2Doubles)
 {
   // Made here, since few machines have one installed.
   char directory[] = "/tmp/qvsupt32-locale-XXXXXX";
-  ASSERT_NE(nullptr, mkdtemp(directory));
+  ASSERT_NE(mkdtemp(directory), nullptr);
   const std::string made = std::string(directory) + "/comma";
   const int status = system(("localedef -i de_DE -f UTF-8 " + made + " >/dev/null 2>&1").c_str());
   setenv("LOCPATH", directory, 1);
@@ -413,24 +415,24 @@ TEST(LocaleTest, DecimalCommaTouchesOnlyTheUcs2Doubles)
   if (!set) {
     GTEST_SKIP() << "localedef makes no German locale here, status " << status;
   }
-  ASSERT_STREQ(",", localeconv()->decimal_point);
+  ASSERT_STREQ(localeconv()->decimal_point, ",");
   char out[32];
   const double value = 1.5;
   uint32_t size = sizeof(out);
-  EXPECT_EQ(0u, SMXLTTypeValueToUTF8(&value, 0, out, &size, SM_TYPE_DOUBLE));
-  EXPECT_STREQ("1.500", out);
+  EXPECT_EQ(SMXLTTypeValueToUTF8(&value, 0, out, &size, SM_TYPE_DOUBLE), 0u);
+  EXPECT_STREQ(out, "1.500");
   double back = 0;
   size = sizeof(back);
-  EXPECT_EQ(0u, SMXLTUTF8ToTypeValue(out, &back, &size, SM_TYPE_DOUBLE, 10));
-  EXPECT_EQ(value, back);
+  EXPECT_EQ(SMXLTUTF8ToTypeValue(out, &back, &size, SM_TYPE_DOUBLE, 10), 0u);
+  EXPECT_EQ(back, value);
   SMChar16 units[32];
   size = sizeof(units);
-  EXPECT_EQ(0u, SMUCS2DoubleToStr(value, 1, units, &size));
-  EXPECT_EQ("1,5", text(units));
-  EXPECT_EQ(value, SMUCS2ToDouble(units));
-  EXPECT_EQ(value, ASCIIToDouble("1.5"));
-  EXPECT_EQ(3u, SMsnprintf(out, sizeof(out), "%.1f", value));
-  EXPECT_STREQ("1.5", out);
+  EXPECT_EQ(SMUCS2DoubleToStr(value, 1, units, &size), 0u);
+  EXPECT_EQ(text(units), "1,5");
+  EXPECT_EQ(SMUCS2ToDouble(units), value);
+  EXPECT_EQ(ASCIIToDouble("1.5"), value);
+  EXPECT_EQ(SMsnprintf(out, sizeof(out), "%.1f", value), 3u);
+  EXPECT_STREQ(out, "1.5");
   setlocale(LC_NUMERIC, "C");
 }
 
@@ -450,31 +452,31 @@ TEST(ParameterTest, NamesAndValues)
   } rows[] = {{"a", 0, 0},   {"b", 1, 2}, {"b", 0, -1},  {"b", 2, -1}, {"c", 1, -1},
               {"a=9", 0, 0}, {"", 0, -1}, {"ab", 0, -1}, {"B", 0, 2},  {nullptr, 0, -1}};
   for (const auto &row : rows) {
-    EXPECT_EQ(row.index, SMNVPGetParamIndexByUTF8Name(7, parameters, row.name, row.ignoreCase))
+    EXPECT_EQ(SMNVPGetParamIndexByUTF8Name(7, parameters, row.name, row.ignoreCase), row.index)
         << (row.name == nullptr ? "null" : row.name);
   }
-  EXPECT_EQ(-1, SMNVPGetParamIndexByUTF8Name(0, parameters, "a", 0));
-  EXPECT_EQ(-1, SMNVPGetParamIndexByUTF8Name(INT32_MIN, parameters, "a", 0));
-  EXPECT_EQ(b + 2, SMNVPGetUTF8ParamValueByUTF8Name(7, parameters, "b", 1));
-  EXPECT_EQ(nullptr, SMNVPGetUTF8ParamValueByUTF8Name(7, parameters, "z", 1));
-  EXPECT_STREQ("4=5", SMNVPGetUTF8ParamValue(second));
-  EXPECT_EQ(nullptr, SMNVPGetUTF8ParamValue(none));
-  EXPECT_EQ(1, SMIsValidParam(a));
-  EXPECT_EQ(0, SMIsValidParam(c));
-  EXPECT_EQ(0, SMIsValidParam(none));
-  EXPECT_EQ(1u, GetUTF8StrParamNameLen(a));
+  EXPECT_EQ(SMNVPGetParamIndexByUTF8Name(0, parameters, "a", 0), -1);
+  EXPECT_EQ(SMNVPGetParamIndexByUTF8Name(INT32_MIN, parameters, "a", 0), -1);
+  EXPECT_EQ(SMNVPGetUTF8ParamValueByUTF8Name(7, parameters, "b", 1), b + 2);
+  EXPECT_EQ(SMNVPGetUTF8ParamValueByUTF8Name(7, parameters, "z", 1), nullptr);
+  EXPECT_STREQ(SMNVPGetUTF8ParamValue(second), "4=5");
+  EXPECT_EQ(SMNVPGetUTF8ParamValue(none), nullptr);
+  EXPECT_EQ(SMIsValidParam(a), 1);
+  EXPECT_EQ(SMIsValidParam(c), 0);
+  EXPECT_EQ(SMIsValidParam(none), 0);
+  EXPECT_EQ(GetUTF8StrParamNameLen(a), 1u);
 
   uint16_t value = 9;
   uint32_t size = sizeof(value);
-  EXPECT_EQ(0u, SMNVPUTF8ToTypeValue(7, parameters, "b", 1, &value, &size, SM_TYPE_U16, 10));
-  EXPECT_EQ(2u, value);
-  EXPECT_EQ(256u, SMNVPUTF8ToTypeValue(7, parameters, "z", 1, &value, &size, SM_TYPE_U16, 10));
-  EXPECT_EQ(271u, SMNVPUTF8ToTypeValue(7, nullptr, "b", 1, &value, &size, SM_TYPE_U16, 10));
-  EXPECT_EQ(271u, SMNVPUTF8ToTypeValue(7, parameters, "b", 1, nullptr, &size, SM_TYPE_U16, 10));
-  EXPECT_EQ(271u, SMNVPUTF8ToTypeValue(7, parameters, "a", 0, &value, &size, SM_TYPE_BOOLEAN, 10));
+  EXPECT_EQ(SMNVPUTF8ToTypeValue(7, parameters, "b", 1, &value, &size, SM_TYPE_U16, 10), 0u);
+  EXPECT_EQ(value, 2u);
+  EXPECT_EQ(SMNVPUTF8ToTypeValue(7, parameters, "z", 1, &value, &size, SM_TYPE_U16, 10), 256u);
+  EXPECT_EQ(SMNVPUTF8ToTypeValue(7, nullptr, "b", 1, &value, &size, SM_TYPE_U16, 10), 271u);
+  EXPECT_EQ(SMNVPUTF8ToTypeValue(7, parameters, "b", 1, nullptr, &size, SM_TYPE_U16, 10), 271u);
+  EXPECT_EQ(SMNVPUTF8ToTypeValue(7, parameters, "a", 0, &value, &size, SM_TYPE_BOOLEAN, 10), 271u);
 
-  EXPECT_STREQ("a", SMNVPGetUTF8ParamName(second));
-  EXPECT_EQ(nullptr, SMNVPGetUTF8ParamName(second)) << "it is cut now";
+  EXPECT_STREQ(SMNVPGetUTF8ParamName(second), "a");
+  EXPECT_EQ(SMNVPGetUTF8ParamName(second), nullptr) << "it is cut now";
 }
 
 }  // namespace

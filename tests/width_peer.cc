@@ -4,7 +4,6 @@
 // and goes on when a line arrives on its input.
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -181,12 +180,16 @@ int tryFileLock(const Arguments &)
 }
 
 /// Drops the half entry of a process that was killed inside its write, and closes the log again: what an administrator
-/// does after SM_STATUS_BAD_TYPE. Until the tag is there nobody appends.
+/// does after SM_STATUS_BAD_TYPE. It holds the file lock as another process would, by a lock of the open file: the log
+/// may be whole by now, and one that is read during an append would look as if it had no end.
 void repairXmlLog(const std::string &path)
 {
   constexpr std::string_view kEnd = "</EventLog>";
-  const int turn = open((path + ".repair").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-  require(turn >= 0 && flock(turn, LOCK_EX) == 0, "a turn to repair");
+  struct flock lock = {};
+  lock.l_type = F_WRLCK;
+  lock.l_start = 120000;
+  lock.l_len = 1;
+  require(fcntl(l_ipc_fd, F_OFD_SETLKW, &lock) == 0, "a turn to repair");
   const std::string content = support::get(path);
   if (content.find(kEnd) == std::string::npos) {
     const size_t last = content.rfind("</LogEntry>");
@@ -198,7 +201,8 @@ void repairXmlLog(const std::string &path)
     close(log);
     printf("r 0 0\n");
   }
-  close(turn);
+  lock.l_type = F_UNLCK;
+  require(fcntl(l_ipc_fd, F_OFD_SETLK, &lock) == 0, "the end of the turn");
 }
 
 uint32_t appendToSoakLog(const std::string &path, uint32_t event)

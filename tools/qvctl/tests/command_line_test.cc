@@ -50,7 +50,7 @@ TEST_F(ToolTest, ManualAndCompletionKnowEveryCommandAndOption)
     EXPECT_EQ(run(completed).out, run(options).out);
     std::istringstream each(run(options).out);
     for (std::string option; std::getline(each, option);) {
-      EXPECT_NE(manual.find(option == "--output" ? "-o" : option), std::string::npos) << option;
+      EXPECT_NE(std::string::npos, manual.find(option == "--output" ? "-o" : option)) << option;
     }
   }
 }

@@ -132,7 +132,7 @@ TEST_F(ToolTest, IniListsShowTheFile)
       {"qvctl ini list empty.ini --json", 0, "{}\n"},
       {"qvctl ini list a.ini a", 0, ""},
       {"qvctl ini list a.ini a --json", 0, "{}\n"},
-      {"mkfifo pipe && timeout 5 qvctl ini list pipe", 1, "", "(7, "},
+      {"mkfifo pipe && timeout 90 qvctl ini list pipe", 1, "", "(7, "},
   });
 }
 
@@ -207,14 +207,14 @@ TEST_F(ToolTest, WaitsForTheLockAsLongAsItIsTold)
   for (const char *command : {"ini get a.ini s k --default d", "ini set a.ini s k w", "ini unset a.ini s k",
                               "ini list a.ini", "kv get a.conf k", "kv set a.conf k w", "kv set new.conf k w",
                               "kv unset a.conf k", "kv list a.conf", "text get 5 --file a.ini", "text check a.ini"}) {
-    const tool::Result result = run(std::string("timeout 20 qvctl ") + command + " --wait 0");
+    const tool::Result result = run(std::string("timeout 90 qvctl ") + command + " --wait 0");
     EXPECT_EQ(result.status, 1) << command;
     EXPECT_NE(result.err.find("(11, SM_STATUS_LOCK_FAILED)"), std::string::npos) << command << result.err;
   }
   expectRows({
       {"qvctl lock run --wait 0.2 touch x", 1, "", "(11, SM_STATUS_LOCK_FAILED)"},
       {"cat a.ini a.conf; ls", 0, "[s]\nk=v\nk=v\na.conf\na.ini\n"},
-      {"for c in 'lock status' 'objects list' doctor --help; do timeout 20 qvctl $c >/dev/null; echo $?; done", 0,
+      {"for c in 'lock status' 'objects list' doctor --help; do timeout 90 qvctl $c >/dev/null; echo $?; done", 0,
        "0\n0\n0\n0\n"},
   });
   holder.letGo();
