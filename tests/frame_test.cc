@@ -67,14 +67,6 @@ TEST(FileLock, ModeOneAloneWaits)
   EXPECT_EQ(FileLock(1), 0u);
 }
 
-TEST(FileLock, HasAnSmName)
-{
-  EXPECT_EQ(SMFileLock(SM_LOCK_TRY), 1u);
-  EXPECT_EQ(recordLocks(getpid()), "WRITE 120000 120000\n");
-  EXPECT_EQ(SMFileUnlock(), 0);
-  EXPECT_EQ(recordLocks(getpid()), "");
-}
-
 TEST(Version, IsThatOfTheHeaders)
 {
   EXPECT_STREQ(SMGetVersionText(), QVSUPT32_VERSION_STRING);

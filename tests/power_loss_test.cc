@@ -4,6 +4,7 @@
 #include <set>
 
 #include "support/disk_record.h"
+#include "support/statuses.h"
 #include "support/test.h"
 
 namespace {
@@ -223,7 +224,7 @@ struct Log {
 };
 
 constexpr Log kText = {"log.log", "log.lo_", appendText, 0, 0};
-constexpr Log kXml = {"log.xml", "log.xm_", appendXml, 257, 11};
+constexpr Log kXml = {"log.xml", "log.xm_", appendXml, kBadType, 11};
 
 class PowerLossOfLogs : public PowerLoss, public testing::WithParamInterface<const Log *> {
  protected:

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <limits>
 
+#include "support/statuses.h"
 #include "support/test.h"
 
 namespace {
@@ -77,21 +78,21 @@ TEST(NumberTest, ValidatingReaders)
       {"-2147483649", 10, 0, INT32_MIN, 2147483647, -2147483649, 0},
       {"4294967296", 10, 0, INT32_MAX, UINT32_MAX, 4294967296, 4294967296},
       {"-", 10, 0, 0, 0, 0, 0},
-      {" 1", 10, 271, 0, 0, 0, 0},
-      {"1.5", 10, 271, 0, 0, 0, 0},
-      {"", 10, 271, 0, 0, 0, 0},
-      {"12", 2, 271, 0, 0, 0, 0},
+      {" 1", 10, kInvalid, 0, 0, 0, 0},
+      {"1.5", 10, kInvalid, 0, 0, 0, 0},
+      {"", 10, kInvalid, 0, 0, 0, 0},
+      {"12", 2, kInvalid, 0, 0, 0, 0},
       {"17", 8, 0, 15, 15, 15, 15},
-      {"18", 8, 271, 0, 0, 0, 0},
+      {"18", 8, kInvalid, 0, 0, 0, 0},
       {"37777777777", 8, 0, -1, UINT32_MAX, 4294967295, 4294967295},
       {"1F", 16, 0, 31, 31, 31, 31},
       {"0x10", 16, 0, 16, 16, 16, 16},
       {"0x", 16, 0, 0, 0, 0, 0},
-      {"aB", 16, 271, 0, 0, 0, 0},
+      {"aB", 16, kInvalid, 0, 0, 0, 0},
       {"ffffffff", 16, 0, -1, UINT32_MAX, 4294967295, 4294967295},
       {"80000000", 16, 0, INT32_MIN, 2147483648, 2147483648, 2147483648},
       {"ffffffffffffffff", 16, 0, -1, UINT32_MAX, -1, UINT64_MAX},
-      {nullptr, 10, 271, 0, 0, 0, 0},
+      {nullptr, 10, kInvalid, 0, 0, 0, 0},
   };
   for (const auto &row : rows) {
     SCOPED_TRACE(std::string(row.text == nullptr ? "null" : row.text) + " radix " + std::to_string(row.radix));
@@ -114,10 +115,13 @@ TEST(NumberTest, ValidatedDoubles)
     uint32_t status;
     double value;
   } rows[] = {
-      {"1.500", 0, 1.5}, {"-0.25", 0, -0.25},   {"+3", 0, 3},   {".5", 0, 0.5},         {"5.", 0, 5},
-      {"1e3", 0, 1000},  {"-1.5E-1", 0, -0.15}, {"1e", 271, 0}, {"1e+", 271, 0},        {".", 271, 0},
-      {"-", 0, 0},       {"1.5 ", 271, 0},      {" 1", 271, 0}, {"inf", 271, 0},        {"nan", 271, 0},
-      {"0x1p3", 271, 0}, {"1,5", 271, 0},       {"", 271, 0},   {"1e999", 0, HUGE_VAL},
+      {"1.500", 0, 1.5},      {"-0.25", 0, -0.25},  {"+3", 0, 3},
+      {".5", 0, 0.5},         {"5.", 0, 5},         {"1e3", 0, 1000},
+      {"-1.5E-1", 0, -0.15},  {"1e", kInvalid, 0},  {"1e+", kInvalid, 0},
+      {".", kInvalid, 0},     {"-", 0, 0},          {"1.5 ", kInvalid, 0},
+      {" 1", kInvalid, 0},    {"inf", kInvalid, 0}, {"nan", kInvalid, 0},
+      {"0x1p3", kInvalid, 0}, {"1,5", kInvalid, 0}, {"", kInvalid, 0},
+      {"1e999", 0, HUGE_VAL},
   };
   for (const auto &row : rows) {
     uint32_t status = 99;
@@ -134,7 +138,7 @@ TEST(NumberTest, ValidatedDoubles)
   EXPECT_EQ(ASCIIToDoubleVT("ff", 16, &status), 255.0);
   EXPECT_EQ(status, 0u);
   EXPECT_EQ(ASCIIToDoubleVT("1.5", 7, &status), 0.0);
-  EXPECT_EQ(status, 271u);
+  EXPECT_EQ(status, kInvalid);
   EXPECT_EQ(ASCIIToDouble("no number"), 0.0);
   EXPECT_EQ(ASCIIToDouble("  2.5abc"), 2.5);
 }
@@ -150,33 +154,33 @@ TEST(TypedValueTest, Reading)
   } rows[] = {
       {"TRUE", SM_TYPE_BOOLEAN, 10, 0, {1, 0}},
       {"false", SM_TYPE_BOOLEAN, 10, 0, {0, 0}},
-      {"yes", SM_TYPE_BOOLEAN, 10, 271, {}},
-      {"truer", SM_TYPE_BOOLEAN, 10, 271, {}},
+      {"yes", SM_TYPE_BOOLEAN, 10, kInvalid, {}},
+      {"truer", SM_TYPE_BOOLEAN, 10, kInvalid, {}},
       {"127", SM_TYPE_S8, 10, 0, {0x7F}},
-      {"128", SM_TYPE_S8, 10, 290, {}},
+      {"128", SM_TYPE_S8, 10, kValueTooLarge, {}},
       {"-128", SM_TYPE_S8, 10, 0, {0x80}},
-      {"-129", SM_TYPE_S8, 10, 291, {}},
-      {"32768", SM_TYPE_S16, 10, 290, {}},
+      {"-129", SM_TYPE_S8, 10, kValueTooSmall, {}},
+      {"32768", SM_TYPE_S16, 10, kValueTooLarge, {}},
       {"-32768", SM_TYPE_S16, 10, 0, {0x00, 0x80}},
-      {"-32769", SM_TYPE_S16, 10, 291, {}},
+      {"-32769", SM_TYPE_S16, 10, kValueTooSmall, {}},
       {"-2", SM_TYPE_S32, 10, 0, {0xFE, 0xFF, 0xFF, 0xFF}},
       {"-9223372036854775808", SM_TYPE_S64, 10, 0, {0, 0, 0, 0, 0, 0, 0, 0x80}},
       {"255", SM_TYPE_U8, 10, 0, {0xFF}},
-      {"256", SM_TYPE_U8, 10, 290, {}},
-      {"-1", SM_TYPE_U8, 10, 290, {}},
+      {"256", SM_TYPE_U8, 10, kValueTooLarge, {}},
+      {"-1", SM_TYPE_U8, 10, kValueTooLarge, {}},
       {"65535", SM_TYPE_U16, 10, 0, {0xFF, 0xFF}},
-      {"65536", SM_TYPE_U16, 10, 290, {}},
+      {"65536", SM_TYPE_U16, 10, kValueTooLarge, {}},
       {"ab", SM_TYPE_U32, 16, 0, {171, 0, 0, 0}},
-      {"aB", SM_TYPE_U32, 16, 271, {}},
+      {"aB", SM_TYPE_U32, 16, kInvalid, {}},
       {"0x1f", SM_TYPE_U32, 16, 0, {31, 0, 0, 0}},
-      {"1", SM_TYPE_U32, 3, 271, {}},
+      {"1", SM_TYPE_U32, 3, kInvalid, {}},
       {"-5", SM_TYPE_U64, 10, 0, {0, 0, 0, 0, 0, 0, 0, 0}},
       {"1.500", SM_TYPE_DOUBLE, 10, 0, {0, 0, 0, 0, 0, 0, 0xF8, 0x3F}},
       {"ko", SM_TYPE_LANGID, 10, 0, {0x12, 0x08, 0, 0}},
       {"xx", SM_TYPE_LANGID, 10, 0xFFFFFFFF, {}},
-      {"1", SM_TYPE_TIME, 10, 2, {}},
-      {"1", SM_TYPE_BINARY, 10, 2, {}},
-      {"1", UINT32_MAX, 10, 2, {}},
+      {"1", SM_TYPE_TIME, 10, kBadArgument, {}},
+      {"1", SM_TYPE_BINARY, 10, kBadArgument, {}},
+      {"1", UINT32_MAX, 10, kBadArgument, {}},
   };
   for (const auto &row : rows) {
     SCOPED_TRACE(std::string(row.text) + " as " + std::to_string(row.type));
@@ -191,17 +195,18 @@ TEST(TypedValueTest, Reading)
     EXPECT_EQ(size, 0u);
     if (width != 0) {
       size = width - 1;
-      EXPECT_EQ(SMXLTUTF8ToTypeValue(row.text, value.data(), &size, row.type, row.radix), 16u);
+      EXPECT_EQ(SMXLTUTF8ToTypeValue(row.text, value.data(), &size, row.type, row.radix), kTooSmall);
       EXPECT_EQ(size, width);
     }
   }
   uint32_t size = 4;
   uint32_t value = 9;
-  EXPECT_EQ(SMXLTUTF8ToTypeValue(nullptr, &value, &size, SM_TYPE_TIME, 10), 271u) << "null comes before the type";
-  EXPECT_EQ(SMXLTUTF8ToTypeValue("1", nullptr, &size, SM_TYPE_U32, 10), 271u);
-  EXPECT_EQ(SMXLTUTF8ToTypeValue("1", &value, nullptr, SM_TYPE_U32, 10), 271u);
+  EXPECT_EQ(SMXLTUTF8ToTypeValue(nullptr, &value, &size, SM_TYPE_TIME, 10), kInvalid) << "null comes before the type";
+  EXPECT_EQ(SMXLTUTF8ToTypeValue("1", nullptr, &size, SM_TYPE_U32, 10), kInvalid);
+  EXPECT_EQ(SMXLTUTF8ToTypeValue("1", &value, nullptr, SM_TYPE_U32, 10), kInvalid);
   size = 0;
-  EXPECT_EQ(SMXLTUTF8ToTypeValue("300", &value, &size, SM_TYPE_U8, 10), 290u) << "the range comes before the size";
+  EXPECT_EQ(SMXLTUTF8ToTypeValue("300", &value, &size, SM_TYPE_U8, 10), kValueTooLarge)
+      << "the range comes before the size";
   EXPECT_EQ(size, 0u);
 }
 
@@ -244,7 +249,7 @@ TEST(TypedValueTest, WritingAndReadingBack)
     GuardedBlock buffer(row.least);
     char *out = reinterpret_cast<char *>(buffer.data());
     memset(out, 0x5A, row.least);
-    EXPECT_EQ(SMXLTTypeValueToUTF8(row.value.data(), 0, out, &size, row.type), 16u);
+    EXPECT_EQ(SMXLTTypeValueToUTF8(row.value.data(), 0, out, &size, row.type), kTooSmall);
     EXPECT_EQ(size, row.least);
     EXPECT_EQ(out[0], 0x5A) << "nothing is written";
     EXPECT_EQ(SMXLTTypeValueToUTF8(row.value.data(), 0, out, &size, row.type), 0u);
@@ -259,9 +264,9 @@ TEST(TypedValueTest, WritingAndReadingBack)
   }
   uint32_t size = 64;
   char out[64];
-  EXPECT_EQ(SMXLTTypeValueToUTF8(nullptr, 0, out, &size, 13), 271u) << "null comes before the type";
-  EXPECT_EQ(SMXLTTypeValueToUTF8("", 0, out, nullptr, 0), 271u);
-  EXPECT_EQ(SMXLTTypeValueToUTF8("", 0, out, &size, 13), 2u);
+  EXPECT_EQ(SMXLTTypeValueToUTF8(nullptr, 0, out, &size, 13), kInvalid) << "null comes before the type";
+  EXPECT_EQ(SMXLTTypeValueToUTF8("", 0, out, nullptr, 0), kInvalid);
+  EXPECT_EQ(SMXLTTypeValueToUTF8("", 0, out, &size, 13), kBadArgument);
 }
 
 TEST(TypedValueTest, Dumps)
@@ -269,7 +274,7 @@ TEST(TypedValueTest, Dumps)
   const uint8_t bytes[20] = {'A'};
   uint32_t size = 0;
   char out[256] = "kept";
-  EXPECT_EQ(SMXLTTypeValueToUTF8(bytes, 20, out, &size, SM_TYPE_BINARY), 16u);
+  EXPECT_EQ(SMXLTTypeValueToUTF8(bytes, 20, out, &size, SM_TYPE_BINARY), kTooSmall);
   EXPECT_EQ(size, 165u);
   EXPECT_STREQ(out, "kept");
   EXPECT_EQ(SMXLTTypeValueToUTF8(bytes, 20, out, &size, SM_TYPE_BINARY), 0u);
@@ -354,7 +359,7 @@ TEST(Ucs2Test, Reading)
   }
   EXPECT_EQ(SMUCS2ToUnSigned64(u"18446744073709551615"), UINT64_MAX);
   const std::u16string longText = std::u16string(500, u'0') + u"7";
-  EXPECT_EQ(SMUCS2ToSigned32(longText.c_str()), 7);
+  EXPECT_EQ(SMUCS2ToSigned32(longText.c_str()), kNoAccess);
 }
 
 TEST(Ucs2Test, LongTextFailsWithoutMemory)
@@ -470,10 +475,10 @@ TEST(ParameterTest, NamesAndValues)
   uint32_t size = sizeof(value);
   EXPECT_EQ(SMNVPUTF8ToTypeValue(7, parameters, "b", 1, &value, &size, SM_TYPE_U16, 10), 0u);
   EXPECT_EQ(value, 2u);
-  EXPECT_EQ(SMNVPUTF8ToTypeValue(7, parameters, "z", 1, &value, &size, SM_TYPE_U16, 10), 256u);
-  EXPECT_EQ(SMNVPUTF8ToTypeValue(7, nullptr, "b", 1, &value, &size, SM_TYPE_U16, 10), 271u);
-  EXPECT_EQ(SMNVPUTF8ToTypeValue(7, parameters, "b", 1, nullptr, &size, SM_TYPE_U16, 10), 271u);
-  EXPECT_EQ(SMNVPUTF8ToTypeValue(7, parameters, "a", 0, &value, &size, SM_TYPE_BOOLEAN, 10), 271u);
+  EXPECT_EQ(SMNVPUTF8ToTypeValue(7, parameters, "z", 1, &value, &size, SM_TYPE_U16, 10), kNotFound);
+  EXPECT_EQ(SMNVPUTF8ToTypeValue(7, nullptr, "b", 1, &value, &size, SM_TYPE_U16, 10), kInvalid);
+  EXPECT_EQ(SMNVPUTF8ToTypeValue(7, parameters, "b", 1, nullptr, &size, SM_TYPE_U16, 10), kInvalid);
+  EXPECT_EQ(SMNVPUTF8ToTypeValue(7, parameters, "a", 0, &value, &size, SM_TYPE_BOOLEAN, 10), kInvalid);
 
   EXPECT_STREQ(SMNVPGetUTF8ParamName(second), "a");
   EXPECT_EQ(SMNVPGetUTF8ParamName(second), nullptr) << "it is cut now";
