@@ -2,6 +2,7 @@
 
 #include <sys/mman.h>
 
+#include "support/huge_text.h"
 #include "support/log_formats.h"
 #include "support/test.h"
 
@@ -282,36 +283,7 @@ TEST_F(LogFiles, AreMovedByOneOfTwoProcesses)
   EXPECT_EQ(get(backup_), full);
 }
 
-#if defined(__x86_64__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-/// A text of more bytes than 32 bits count, in one page of memory that is mapped again and again.
-class HugeText {
- public:
-  explicit HugeText(size_t length)
-  {
-    constexpr size_t kPiece = size_t{1} << 24;
-    const int memory = memfd_create("huge", MFD_CLOEXEC);
-    const std::string piece(kPiece, 'x');
-    EXPECT_EQ(write(memory, piece.data(), kPiece), static_cast<ssize_t>(kPiece));
-    size_ = (length / kPiece + 1) * kPiece;
-    text_ = static_cast<char *>(mmap(nullptr, size_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
-    for (size_t at = 0; at < size_; at += kPiece) {
-      mmap(text_ + at, kPiece, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_FIXED, memory, 0);
-    }
-    close(memory);
-    memset(text_ + length, 0, size_ - length);
-  }
-  ~HugeText() { munmap(text_, size_); }
-  HugeText(const HugeText &) = delete;
-  HugeText &operator=(const HugeText &) = delete;
-
-  const char *bytes() const { return text_; }
-  const SMChar16 *units() const { return reinterpret_cast<const SMChar16 *>(text_); }
-
- private:
-  size_t size_;
-  char *text_;
-};
-
+#ifdef QV_HUGE_TEXTS
 TEST_F(LogFiles, TakeNoLengthForItsLower32Bits)
 {
   char buffer[16] = "untouched";

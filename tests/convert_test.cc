@@ -1,10 +1,9 @@
 // Character-set conversion, dynamic strings, escapes and dumps: exact bytes, sizes and statuses, at every buffer size and
 // with texts and buffers that end at an unreadable page.
 
-#include <sys/mman.h>
-
 #include <clocale>
 
+#include "support/huge_text.h"
 #include "support/test.h"
 
 namespace {
@@ -178,72 +177,6 @@ TEST(StringConversion, ConvertsMixedTextAcrossPages)
   }
 }
 
-/// A text with its terminator in a block of the heap that ends with it, where memcheck and the sanitizers see a unit too
-/// much.
-template <class Unit>
-class HeapText {
- public:
-  HeapText(const std::basic_string<Unit> &text, size_t before) : block_(new Unit[before + text.size() + 1]())
-  {
-    std::copy(text.begin(), text.end(), block_.get() + before);
-    text_ = block_.get() + before;
-  }
-  operator const Unit *() const { return text_; }
-
- private:
-  std::unique_ptr<Unit[]> block_;
-  const Unit *text_;
-};
-
-TEST(StringConversion, ReadsNothingPastTheTerminator)
-{
-  std::minstd_rand random(3);
-  for (unsigned kinds = 1; kinds < 16; ++kinds) {
-    for (size_t before = 0; before < 16; ++before) {
-      Spelling text;
-      for (size_t length = 0; length < 40; ++length) {
-        const HeapText<char> bytes(text.utf8, before);
-        const HeapText<char16_t> units(text.utf16, before / 2);
-        const auto wideSize = static_cast<uint32_t>(text.utf16.size() + 1) * 2;
-        const auto narrowSize = static_cast<uint32_t>(text.utf8.size() + 1);
-        std::vector<char16_t> wide(wideSize / 2);
-        std::vector<char> narrow(narrowSize);
-        for (bool query : {true, false}) {
-          uint32_t size = wideSize;
-          ASSERT_EQ(UTF8StrToUCS2Str(query ? nullptr : wide.data(), &size, bytes), SM_STATUS_SUCCESS);
-          ASSERT_EQ(size, wideSize);
-          size = narrowSize;
-          ASSERT_EQ(UCS2StrToUTF8Str(query ? nullptr : narrow.data(), &size, units), SM_STATUS_SUCCESS);
-          ASSERT_EQ(size, narrowSize);
-        }
-        ASSERT_EQ(wide.data(), text.utf16);
-        ASSERT_EQ(narrow.data(), text.utf8);
-
-        SSUTF8Str record;
-        SSUTF8StrAlloc(&record, 1);
-        SSUTF8StrCatUTF8Str(&record, bytes);
-        SSUTF8StrCatUCS2Str(&record, units);
-        ASSERT_EQ(record.pStr, text.utf8 + text.utf8);
-        SSUTF8StrFree(&record);
-        SSUCS2Str wideRecord;
-        SSUCS2StrAlloc(&wideRecord, 1);
-        SSUCS2StrCatUTF8Str(&wideRecord, bytes);
-        SSUCS2StrCatUCS2Str(&wideRecord, units);
-        ASSERT_EQ(wideRecord.pStr, text.utf16 + text.utf16);
-        SSUCS2StrFree(&wideRecord);
-
-        size_t kind = random() % 4;
-        while ((kinds >> kind & 1) == 0) {
-          kind = random() % 4;
-        }
-        const Spelling &next = kSpellings[kind][random() % kSpellings[kind].size()];
-        text.utf8 += next.utf8;
-        text.utf16 += next.utf16;
-      }
-    }
-  }
-}
-
 TEST(StringConversion, BringsEveryCodePointBack)
 {
   std::string utf8;
@@ -382,61 +315,17 @@ TEST(StringConversion, NeedsATextAndASize)
   EXPECT_EQ(size, 4u);
 }
 
-/// Address space that costs no memory before it is written. Where there is not so much, null.
-class Reservation {
- public:
-  explicit Reservation(uint64_t size) : size_(static_cast<size_t>(size))
-  {
-    if (sizeof(void *) < 8) {
-      return;
-    }
-    void *start = mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-    start_ = start == MAP_FAILED ? nullptr : static_cast<char *>(start);
-  }
-  ~Reservation()
-  {
-    if (start_ != nullptr) {
-      munmap(start_, size_);
-    }
-  }
-  Reservation(const Reservation &) = delete;
-  Reservation &operator=(const Reservation &) = delete;
-
-  char *start() const { return start_; }
-
- private:
-  size_t size_;
-  char *start_ = nullptr;
-};
-
-/// Makes the reservation a text of letters: one block of memory, mapped over and over.
-void fillWithLetters(char *start, size_t size)
-{
-  constexpr size_t kBlock = size_t{1} << 24;
-  const int file = memfd_create("letters", MFD_CLOEXEC);
-  const std::string letters(kBlock, 'a');
-  ASSERT_EQ(static_cast<ssize_t>(kBlock), write(file, letters.data(), kBlock));
-  for (size_t at = 0; at < size; at += kBlock) {
-    ASSERT_NE(mmap(start + at, kBlock, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_FIXED, file, 0), MAP_FAILED);
-  }
-  close(file);
-  start[size - 1] = 0;
-}
-
+#ifdef QV_HUGE_TEXTS
 TEST(StringConversion, RefusesToAskForASizeThatPasses32Bits)
 {
-  constexpr uint64_t kSize = uint64_t{1} << 31;
-  const Reservation memory(kSize);
-  if (memory.start() == nullptr) {
-    GTEST_SKIP() << "the address space holds no such text";
-  }
-  ASSERT_NO_FATAL_FAILURE(fillWithLetters(memory.start(), kSize));
+  const HugeText text((size_t{1} << 31) - 1);
   uint32_t size = 5;
-  EXPECT_EQ(UTF8StrToUCS2Str(nullptr, &size, memory.start()), SM_STATUS_BUFFER_TOO_SMALL);
+  EXPECT_EQ(UTF8StrToUCS2Str(nullptr, &size, text.bytes()), SM_STATUS_BUFFER_TOO_SMALL);
   EXPECT_EQ(size, 5u);
-  EXPECT_EQ(UTF8StrToUCS2Str(nullptr, &size, memory.start() + 1), SM_STATUS_SUCCESS);
+  EXPECT_EQ(UTF8StrToUCS2Str(nullptr, &size, text.bytes() + 1), SM_STATUS_SUCCESS);
   EXPECT_EQ(size, 0xFFFFFFFEu);
 }
+#endif
 
 TEST(CodePoints, AreWrittenInTheirShortestForm)
 {
@@ -785,6 +674,25 @@ TEST(DynamicString, ConvertsWhatItAppends)
   EXPECT_EQ(bytes.strLen, 9u);
 }
 
+TEST(DynamicString, ReadsNoFurtherThanTheTerminator)
+{
+  for (const std::vector<Spelling> &kind : kSpellings) {
+    Spelling text;
+    for (size_t length = 0; length < 40; ++length) {
+      Utf8Record bytes(1);
+      SSUTF8StrCatUTF8Str(&bytes, GuardedText<char>(text.utf8));
+      SSUTF8StrCatUCS2Str(&bytes, GuardedText<char16_t>(text.utf16));
+      ASSERT_EQ(bytes.pStr, text.utf8 + text.utf8);
+      Ucs2Record units(1);
+      SSUCS2StrCatUTF8Str(&units, GuardedText<char>(text.utf8));
+      SSUCS2StrCatUCS2Str(&units, GuardedText<char16_t>(text.utf16));
+      ASSERT_EQ(units.pStr, text.utf16 + text.utf16);
+      text.utf8 += kind[length % kind.size()].utf8;
+      text.utf16 += kind[length % kind.size()].utf16;
+    }
+  }
+}
+
 TEST(DynamicString, StaysAsItIsWithoutText)
 {
   for (uint32_t size : {64, 4}) {  // with room and without
@@ -829,15 +737,13 @@ TEST(DynamicString, AppendsItsOwnText)
   EXPECT_EQ(record.pStr, expected + "c");
 }
 
+#ifdef QV_HUGE_TEXTS
 TEST(DynamicString, NeverPasses32Bits)
 {
-  const Reservation memory(uint64_t{1} << 32);
-  if (memory.start() == nullptr) {
-    GTEST_SKIP() << "the address space holds no such text";
-  }
+  const HugeText memory(size_t{1} << 32);
   // The texts are said to be as long as a buffer of 0xFFFFFFFF bytes allows but for three bytes or units.
-  SSUTF8Str bytes = {memory.start(), 0xFFFFFFFF, 0xFFFFFFFB};
-  SSUCS2Str units = {reinterpret_cast<char16_t *>(memory.start()), 0xFFFFFFFF, 0x7FFFFFFB};
+  SSUTF8Str bytes = {memory.bytes(), 0xFFFFFFFF, 0xFFFFFFFB};
+  SSUCS2Str units = {memory.units(), 0xFFFFFFFF, 0x7FFFFFFB};
   EXPECT_EQ(SSUTF8StrCatUTF8Str(&bytes, "0123456789"), bytes.pStr);
   EXPECT_EQ(SSUTF8StrCatUCS2Str(&bytes, u"0123456789"), bytes.pStr);
   EXPECT_EQ(units.pStr, SSUCS2StrCatUCS2Str(&units, u"0123456789"));
@@ -852,6 +758,7 @@ TEST(DynamicString, NeverPasses32Bits)
   EXPECT_EQ(units.strLen, 0x7FFFFFFEu);
   EXPECT_EQ(bytes.strBufSize, 0xFFFFFFFFu);
 }
+#endif
 
 TEST(DynamicString, KeepsItsTextWithoutMemory)
 {

@@ -6,45 +6,29 @@ namespace {
 
 using namespace support;
 
-struct Single {
-  using List = SLList;
-  using Entry = SLListEntry;
-  static constexpr auto allocateList = SMSLListAlloc;
-  static constexpr auto freeList = SMSLListFree;
-  static constexpr auto init = SMSLListInitNoAlloc;
-  static constexpr auto allocateEntry = SMSLListEntryAlloc;
-  static constexpr auto freeEntry = SMSLListEntryFree;
-  static constexpr auto initEntry = SMSLListEntryInitNoAlloc;
-  static constexpr auto insertAtHead = SMSLListInsertEntryAtHead;
-  static constexpr auto insertAtTail = SMSLListInsertEntryAtTail;
-  static constexpr auto insert = SMSLListInsertEntry;
-  static constexpr auto walk = SMSLListWalkAtHead;
-  static constexpr auto replace = SMSLListReplaceEntry;
-  static constexpr auto removeAtHead = SMSLListRemoveEntryAtHead;
-  static constexpr auto removeAtTail = SMSLListRemoveEntryAtTail;
-  static constexpr auto isEmpty = SMSLListIsEmpty;
-  static void unlink(List *list, Entry *before, Entry *entry) { SMSLListDeleteEntry(list, before, entry); }
-};
-
-struct Double {
-  using List = DLList;
-  using Entry = DLListEntry;
-  static constexpr auto allocateList = SMDLListAlloc;
-  static constexpr auto freeList = SMDLListFree;
-  static constexpr auto init = SMDLListInitNoAlloc;
-  static constexpr auto allocateEntry = SMDLListEntryAlloc;
-  static constexpr auto freeEntry = SMDLListEntryFree;
-  static constexpr auto initEntry = SMDLListEntryInitNoAlloc;
-  static constexpr auto insertAtHead = SMDLListInsertEntryAtHead;
-  static constexpr auto insertAtTail = SMDLListInsertEntryAtTail;
-  static constexpr auto insert = SMDLListInsertEntry;
-  static constexpr auto walk = SMDLListWalkAtHead;
-  static constexpr auto replace = SMDLListReplaceEntry;
-  static constexpr auto removeAtHead = SMDLListRemoveEntryAtHead;
-  static constexpr auto removeAtTail = SMDLListRemoveEntryAtTail;
-  static constexpr auto isEmpty = SMDLListIsEmpty;
-  static void unlink(List *list, Entry *, Entry *entry) { SMDLListDeleteEntry(list, entry); }
-};
+/// The names of a family behind one prefix; `unlink` takes what its two functions take.
+#define QV_FAMILY(Name, Prefix, unlinkParameters, ...)                                \
+  struct Name {                                                                       \
+    using List = Prefix##List;                                                        \
+    using Entry = Prefix##ListEntry;                                                  \
+    static constexpr auto allocateList = SM##Prefix##ListAlloc;                       \
+    static constexpr auto freeList = SM##Prefix##ListFree;                            \
+    static constexpr auto init = SM##Prefix##ListInitNoAlloc;                         \
+    static constexpr auto allocateEntry = SM##Prefix##ListEntryAlloc;                 \
+    static constexpr auto freeEntry = SM##Prefix##ListEntryFree;                      \
+    static constexpr auto initEntry = SM##Prefix##ListEntryInitNoAlloc;               \
+    static constexpr auto insertAtHead = SM##Prefix##ListInsertEntryAtHead;           \
+    static constexpr auto insertAtTail = SM##Prefix##ListInsertEntryAtTail;           \
+    static constexpr auto insert = SM##Prefix##ListInsertEntry;                       \
+    static constexpr auto walk = SM##Prefix##ListWalkAtHead;                          \
+    static constexpr auto replace = SM##Prefix##ListReplaceEntry;                     \
+    static constexpr auto removeAtHead = SM##Prefix##ListRemoveEntryAtHead;           \
+    static constexpr auto removeAtTail = SM##Prefix##ListRemoveEntryAtTail;           \
+    static constexpr auto isEmpty = SM##Prefix##ListIsEmpty;                          \
+    static void unlink unlinkParameters { SM##Prefix##ListDeleteEntry(__VA_ARGS__); } \
+  };
+QV_FAMILY(Single, SL, (List * list, Entry *before, Entry *entry), list, before, entry)
+QV_FAMILY(Double, DL, (List * list, Entry *, Entry *entry), list, entry)
 
 /// An entry of the caller's own with a number behind the links.
 template <class Entry>
@@ -71,25 +55,17 @@ int32_t never(void *, void *)
 }
 
 /// The numbers from the head, after checking every link that the family has.
-std::vector<int> contents(const SLList &list)
+template <class List>
+std::vector<int> contents(const List &list)
 {
+  using Entry = std::remove_pointer_t<decltype(list.head)>;
   std::vector<int> numbers;
-  const SLListEntry *last = nullptr;
-  for (const SLListEntry *entry = list.head; entry != nullptr; entry = entry->next) {
-    numbers.push_back(numberOf<SLListEntry>(entry));
-    last = entry;
-  }
-  EXPECT_EQ(list.tail, last);
-  return numbers;
-}
-
-std::vector<int> contents(const DLList &list)
-{
-  std::vector<int> numbers;
-  const DLListEntry *last = nullptr;
-  for (const DLListEntry *entry = list.head; entry != nullptr; entry = entry->next) {
-    numbers.push_back(numberOf<DLListEntry>(entry));
-    EXPECT_EQ(entry->previous, last);
+  const Entry *last = nullptr;
+  for (const Entry *entry = list.head; entry != nullptr; entry = entry->next) {
+    numbers.push_back(numberOf<Entry>(entry));
+    if constexpr (std::is_same_v<Entry, DLListEntry>) {
+      EXPECT_EQ(entry->previous, last);
+    }
     last = entry;
   }
   EXPECT_EQ(list.tail, last);

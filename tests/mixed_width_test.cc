@@ -1,5 +1,5 @@
-// A 32-bit and a 64-bit process share everything that the library shares between processes, each in both parts: files
-// under the file lock, logs across their rotation, named objects, blocks.
+// A 32-bit and a 64-bit process share everything that the library shares between processes, each in both parts: logs
+// across their rotation, named objects, blocks, the file lock. soak_test does so with settings.
 
 #include "support/test.h"
 
@@ -115,25 +115,6 @@ class MixedWidth : public Scratch, public testing::WithParamInterface<bool> {
 
   const size_t count = isEmulated() ? 50 : 500;
 };
-
-TEST_P(MixedWidth, SettingsOfBothAreKept)
-{
-  const std::string number = std::to_string(count);
-  const std::string ini = path("settings.ini");
-  const std::string values = path("values");
-  put(values, "first=line\n");
-  runBoth({"set", ini, "a", number}, {"set", ini, "b", number});
-  runBoth({"key-value", values, "a", number}, {"key-value", values, "b", number});
-  const std::string settings = get(ini);
-  const std::string entries = get(values);
-  for (const char *peer : {"a", "b"}) {
-    for (size_t i = 0; i < count; ++i) {
-      const std::string line = "\n" + (peer + std::to_string(i)) + "=" + std::to_string(i) + "\n";
-      EXPECT_EQ(occurrences(settings, line), 1u) << line;
-      EXPECT_EQ(occurrences(entries, line), 1u) << line;
-    }
-  }
-}
 
 TEST_P(MixedWidth, LogsOfBothAreWholeAcrossARotation)
 {

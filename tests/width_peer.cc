@@ -43,29 +43,6 @@ void holdHere()
   require(fgets(line, sizeof(line), stdin) != nullptr, "nobody went on");
 }
 
-int setKeys(const Arguments &arguments)
-{
-  const uint32_t count = static_cast<uint32_t>(atoi(arguments[2].c_str()));
-  for (uint32_t i = 0; i < count; ++i) {
-    const std::string key = arguments[1] + std::to_string(i);
-    require(SMWriteINIPathFileValue("s", key.c_str(), SM_INI_TYPE_U32, &i, sizeof(i), arguments[0].c_str(), 1) == 0,
-            "set");
-  }
-  return 0;
-}
-
-int setKeyValues(const Arguments &arguments)
-{
-  const uint32_t count = static_cast<uint32_t>(atoi(arguments[2].c_str()));
-  for (uint32_t i = 0; i < count; ++i) {
-    std::string key = arguments[1] + std::to_string(i);
-    std::string value = std::to_string(i);
-    const CFGUKeyValueEntry entry = {key.data(), value.data()};
-    require(SMCFGSetKeyValueEntry(arguments[0].c_str(), &entry, 0) == 0, "key=value set");
-  }
-  return 0;
-}
-
 /// Appends events to a text log and an XML log, which reach their maximum size once in a while.
 int appendEvents(const Arguments &arguments)
 {
@@ -266,8 +243,6 @@ constexpr struct {
   size_t arguments;
   int (*run)(const Arguments &);
 } kCommands[] = {
-    {"set", 3, setKeys},                   // FILE PREFIX COUNT
-    {"key-value", 3, setKeyValues},        // FILE PREFIX COUNT
     {"append", 3, appendEvents},           // PATH COUNT MAXIMUM
     {"block", 0, printBlock},              //
     {"create-objects", 0, createObjects},  //
