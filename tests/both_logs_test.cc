@@ -17,9 +17,8 @@ class EitherLog : public FixedTime {
  protected:
   uint32_t append(const LogEvent &event = {}) const { return Format::append(path_, event); }
 
-  const ScratchDirectory directory_{"/etc/tallowmere/eitherlog"};
-  const std::string path_ = directory_.file("new/a.log");
-  const std::string backup_ = directory_.file("new/a.lo_");
+  const std::string path_ = path("new/a.log");
+  const std::string backup_ = path("new/a.lo_");
 };
 using Formats = testing::Types<TextFormat, XmlFormat>;
 TYPED_TEST_SUITE(EitherLog, Formats);
@@ -42,7 +41,7 @@ TYPED_TEST(EitherLog, RefusesWhatPassesItsLimits)
   EXPECT_EQ(AppendToUNITXTLog(this->path_.c_str(), 4, 1, nullptr, nullptr, nullptr, 0, kMaximum),
             SM_STATUS_BAD_ARGUMENT);
   EXPECT_EQ(AppendToXMLLog(nullptr, 4, 1, nullptr, u"S", nullptr, nullptr, 0, kMaximum), SM_STATUS_BAD_ARGUMENT);
-  EXPECT_FALSE(fs::exists(this->directory_.file("new")));
+  EXPECT_FALSE(fs::exists(this->path("new")));
   EXPECT_EQ(this->append({.source = longest.c_str(),
                           .description = longestDescription.c_str(),
                           .data = data.data(),
@@ -76,7 +75,7 @@ TYPED_TEST(EitherLog, MovesToItsBackupBeforeItReachesItsMaximum)
 TYPED_TEST(EitherLog, ClearsToOneRecord)
 {
   EXPECT_EQ(TypeParam::clear(this->path_), SM_STATUS_UNSUCCESSFUL);
-  EXPECT_FALSE(fs::exists(this->directory_.file("new")));
+  EXPECT_FALSE(fs::exists(this->path("new")));
   ASSERT_EQ(this->append(), SM_STATUS_SUCCESS);
   EXPECT_EQ(TypeParam::clear(this->path_), SM_STATUS_SUCCESS);
   EXPECT_EQ(get(this->path_), TypeParam::log(TypeParam::record("0", "Log was cleared")));
@@ -84,7 +83,7 @@ TYPED_TEST(EitherLog, ClearsToOneRecord)
 
 TYPED_TEST(EitherLog, AnswersWhatItCannotWriteTo)
 {
-  EXPECT_EQ(TypeParam::append(this->directory_.file("b/c/a.log"), {}), SM_STATUS_UNSUCCESSFUL);
+  EXPECT_EQ(TypeParam::append(this->path("b/c/a.log"), {}), SM_STATUS_UNSUCCESSFUL);
   fs::create_directories(this->path_);
   EXPECT_EQ(this->append(), SM_STATUS_UNSUCCESSFUL);
   fs::remove(this->path_);
@@ -94,7 +93,7 @@ TYPED_TEST(EitherLog, AnswersWhatItCannotWriteTo)
   EXPECT_EQ(this->append(), SM_STATUS_UNSUCCESSFUL);
   close(reader);
   fs::remove(this->path_);
-  fs::create_symlink(this->directory_.file("missing/b.log"), this->path_);
+  fs::create_symlink(this->path("missing/b.log"), this->path_);
   EXPECT_EQ(this->append(), SM_STATUS_UNSUCCESSFUL);
   fs::remove(this->path_);
   put(this->path_, "");
@@ -109,7 +108,7 @@ TYPED_TEST(EitherLog, AnswersWhatItCannotWriteTo)
   });
   ASSERT_TRUE(holder.waitHeld());
   Fault fast(Call::usleep);
-  EXPECT_EQ(TypeParam::append(this->directory_.file("b/c/a.log"), {}), SM_STATUS_UNSUCCESSFUL);
+  EXPECT_EQ(TypeParam::append(this->path("b/c/a.log"), {}), SM_STATUS_UNSUCCESSFUL);
   EXPECT_EQ(fast.calls(), 0u) << "a directory that cannot be created is refused without a wait";
   EXPECT_EQ(this->append(), SM_STATUS_LOCK_FAILED);
   EXPECT_EQ(fast.calls(), 60000u);
@@ -202,11 +201,10 @@ TYPED_TEST(EitherLog, ShowsTheTimeOfTheZoneThatIsSetNow)
 
 // Their files ---------------------------------------------------------------------------------------------------------
 
-class LogFiles : public testing::Test {
+class LogFiles : public Scratch {
  protected:
-  const ScratchDirectory directory_{"/etc/tallowmere/logfiles"};
-  const std::string path_ = directory_.file("a.log");
-  const std::string backup_ = directory_.file("a.lo_");
+  const std::string path_ = path("a.log");
+  const std::string backup_ = path("a.lo_");
 };
 
 TEST_F(LogFiles, HaveBackupNames)
@@ -246,7 +244,7 @@ TEST_F(LogFiles, AreMovedAndRemoved)
   EXPECT_EQ(BackupLogFile(std::string(256, 'a').c_str()), SM_STATUS_BUFFER_TOO_SMALL);
   EXPECT_EQ(BackupLogFile(path_.c_str()), SM_STATUS_UNSUCCESSFUL);
   EXPECT_EQ(CreateLogDir(path_.c_str()), SM_STATUS_SUCCESS);
-  EXPECT_EQ(CreateLogDir(directory_.file("a/b/c.log").c_str()), SM_STATUS_UNSUCCESSFUL);
+  EXPECT_EQ(CreateLogDir(path("a/b/c.log").c_str()), SM_STATUS_UNSUCCESSFUL);
   for (const char *content : {"first", "second"}) {
     put(path_, content);
     EXPECT_EQ(BackupLogFile(path_.c_str()), SM_STATUS_SUCCESS);

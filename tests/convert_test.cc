@@ -155,28 +155,6 @@ TEST(StringConversion, FillsEveryBufferSizeWithWholeCharacters)
   }
 }
 
-TEST(StringConversion, ConvertsMixedTextAcrossPages)
-{
-  std::minstd_rand random(2);
-  for (size_t length : {63, 500, 4090}) {
-    for (unsigned kinds = 1; kinds < 16; ++kinds) {
-      std::vector<Spelling> characters;
-      while (characters.size() < length) {
-        const size_t kind = random() % 4;
-        if ((kinds >> kind & 1) != 0) {
-          characters.push_back(kSpellings[kind][random() % kSpellings[kind].size()]);
-        }
-      }
-      size_t needed = 0;
-      for (const Spelling &character : characters) {
-        needed += std::max(character.utf8.size(), character.utf16.size() * 2);
-      }
-      const auto smallest = static_cast<uint32_t>(needed < 128 ? 0 : needed - 40);
-      ASSERT_NO_FATAL_FAILURE(expectConvertsBothWays(characters, smallest)) << length << " " << kinds;
-    }
-  }
-}
-
 TEST(StringConversion, BringsEveryCodePointBack)
 {
   std::string utf8;

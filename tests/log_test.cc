@@ -18,16 +18,14 @@ constexpr char kXmlBackup[] = "/etc/tallowmere/vela/log/qvsys32.xm_";
 constexpr uint32_t kLeast = 1048576;
 constexpr uint32_t kMost = 4194304;
 
-class Logs : public testing::Test {
+class Logs : public Scratch {
  protected:
-  Logs()
+  Logs() : Scratch("/etc/tallowmere/vela/log")
   {
     // The C library keeps the time zone under a lock that ThreadSanitizer does not see; it changes nothing afterwards.
     setenv("TZ", "UTC", 1);
     tzset();
   }
-
-  const ScratchDirectory log_{"/etc/tallowmere/vela/log"};
 };
 
 TEST_F(Logs, LieBelowTheInstallDirectory)
@@ -74,7 +72,7 @@ TEST_F(Logs, HaveBackupPaths)
   EXPECT_EQ(size, sizeof(kTextLog));
   EXPECT_EQ(SMGetBackupLogPathFileName(SMLOG_UNITXT, path, &size), SM_STATUS_SUCCESS);
   EXPECT_STREQ(path, "/etc/tallowmere/vela/log/qvsys32.lo_");
-  EXPECT_TRUE(fs::is_empty(log_.file("")));
+  EXPECT_TRUE(fs::is_empty(directory));
   EXPECT_EQ(GetBackupSMLogPathFileName(SMLOG_XML, path, &size), SM_STATUS_SUCCESS);
   EXPECT_STREQ(path, kXmlBackup);
   EXPECT_EQ(count(get(kXmlBackup), "Log was cleared"), 1u);
@@ -169,8 +167,8 @@ TEST_F(Logs, CreateTheXmlLogBeforeTheyAppendToIt)
     EXPECT_EQ(count(log, "<ID>"), 2u);
     EXPECT_LT(log.find("Log was cleared"), log.find("<ID>5</ID>"));
   }
-  fs::remove_all(log_.file(""));
-  put(log_.file("").substr(0, log_.file("").size() - 1), "no directory");
+  fs::remove_all(directory);
+  put(directory, "no directory");
   EXPECT_EQ(AppendToSMLog(SMLOG_XML, 4, 1, u"S", nullptr, nullptr, 0), SM_STATUS_UNSUCCESSFUL);
 }
 
@@ -213,7 +211,7 @@ TEST_F(Logs, AreBackedUpAtTheirOwnMaximum)
     inside.report("%u", AppendToSMLog(SMLOG_UNITXT | SMLOG_XML, 4, 1, u"S", nullptr, nullptr, 0));
   });
   EXPECT_EQ(child.report(), "0\n0\n");
-  EXPECT_EQ(fs::file_size(log_.file("qvsys32.lo_")), kLeast - 1000);
+  EXPECT_EQ(fs::file_size(path("qvsys32.lo_")), kLeast - 1000);
   EXPECT_FALSE(fs::exists(kXmlBackup));
 }
 
@@ -348,12 +346,6 @@ TEST(RemoveCarriageReturns, PutsSpacesInTheirPlace)
   RemoveCarriageReturns(nullptr);
 }
 
-/// Under emulation everything takes many times as long.
-int rounds(int native)
-{
-  return isEmulated() ? native / 10 : native;
-}
-
 /// Every ID that occurs in the entries or records of a text, with the number of times.
 std::map<std::string, int> idsIn(const std::string &text, const std::string &before, const std::string &after)
 {
@@ -365,56 +357,11 @@ std::map<std::string, int> idsIn(const std::string &text, const std::string &bef
   return ids;
 }
 
-TEST_F(Logs, KeepEveryRecordOfManyProcessesAndThreads)
-{
-  const std::string text = log_.file("stress.log");
-  const std::string xml = log_.file("stress.xml");
-  constexpr int kProcesses = 8;
-  const int appends = rounds(200);
-  const auto appendAll = [&](int process) {
-    std::thread threads[2];
-    for (int half = 0; half < 2; ++half) {
-      threads[half] = std::thread([&, half] {
-        for (int i = half; i < appends; i += 2) {
-          const auto id = static_cast<uint32_t>(1000 * (process + 1) + i);
-          const uint32_t status = AppendToUNITXTLog(text.c_str(), 4, id, u"S", u"x", nullptr, 0, kLeast) |
-                                  AppendToXMLLog(xml.c_str(), 4, id, nullptr, nullptr, nullptr, nullptr, 0, kLeast);
-          if (status != 0) {
-            _exit(9);
-          }
-        }
-      });
-    }
-    threads[0].join();
-    threads[1].join();
-  };
-  std::vector<std::unique_ptr<Child>> children;
-  for (int process = 0; process < kProcesses; ++process) {
-    children.push_back(std::make_unique<Child>([&, process](Inside &) { appendAll(process); }));
-  }
-  for (const auto &child : children) {
-    EXPECT_EQ(child->wait(), 0);
-  }
-  const std::string log = get(xml);
-  const auto inXml = idsIn(log, "<ID>", "</ID>");
-  const auto inText = idsIn(get(text), utf16(u"EventID: "), utf16(u"\r\n"));
-  EXPECT_EQ(inXml.size(), static_cast<size_t>(kProcesses * appends));
-  EXPECT_EQ(inText.size(), static_cast<size_t>(kProcesses * appends));
-  for (const auto &ids : {inXml, inText}) {
-    for (const auto &[id, times] : ids) {
-      EXPECT_EQ(times, 1) << id;
-    }
-  }
-  EXPECT_EQ(count(log, "</Data></LogEntry><LogEntry>") + 1, static_cast<size_t>(kProcesses * appends));
-  EXPECT_EQ(count(log, "</EventLog>"), 1u);
-  EXPECT_EQ(log.substr(log.size() - 11), "</EventLog>");
-}
-
 TEST_F(Logs, LoseOnlyWhatASecondBackupReplaces)
 {
-  const std::string xml = log_.file("small.xml");
+  const std::string xml = path("small.xml");
   constexpr uint32_t kSmall = 4000;
-  const int appends = rounds(200);
+  const int appends = isEmulated() ? 20 : 200;
   std::vector<std::unique_ptr<Child>> children;
   for (int process = 0; process < 4; ++process) {
     children.push_back(std::make_unique<Child>([&, process](Inside &) {
@@ -429,7 +376,7 @@ TEST_F(Logs, LoseOnlyWhatASecondBackupReplaces)
   for (const auto &child : children) {
     EXPECT_EQ(child->wait(), 0);
   }
-  for (const std::string &path : {xml, log_.file("small.xm_")}) {
+  for (const std::string &path : {xml, path("small.xm_")}) {
     const std::string log = get(path);
     EXPECT_LT(log.size(), kSmall + 2000u) << path;
     EXPECT_EQ(count(log, "<LogEntry><TimeStamp>"), count(log, "</Data></LogEntry>")) << path;
@@ -439,7 +386,7 @@ TEST_F(Logs, LoseOnlyWhatASecondBackupReplaces)
     }
   }
   // A log is moved when it is full, so its backup is.
-  EXPECT_GT(fs::file_size(log_.file("small.xm_")), kSmall - 500u);
+  EXPECT_GT(fs::file_size(path("small.xm_")), kSmall - 500u);
 }
 
 }  // namespace

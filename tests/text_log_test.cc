@@ -15,9 +15,8 @@ using Format = TextFormat;
 
 class TextLog : public FixedTime {
  protected:
-  const ScratchDirectory directory_{"/etc/tallowmere/textlog"};
-  const std::string path_ = directory_.file("a.log");
-  const std::string backup_ = directory_.file("a.lo_");
+  const std::string path_ = path("a.log");
+  const std::string backup_ = path("a.lo_");
 };
 
 TEST_F(TextLog, HasAHeaderAndRecordsToTheByte)
@@ -86,11 +85,11 @@ TEST_F(TextLog, EstimatesDataByWholeLines)
 
 TEST_F(TextLog, RefusesATypeAfterDirectoryAndBackup)
 {
-  const std::string path = directory_.file("new/a.log");
-  EXPECT_EQ(Format::append(path, {.type = 3}), SM_STATUS_BAD_ARGUMENT);
-  EXPECT_TRUE(fs::exists(directory_.file("new")));
-  EXPECT_FALSE(fs::exists(path));
-  EXPECT_EQ(Format::append(directory_.file("b/c/a.log"), {.type = 3}), SM_STATUS_UNSUCCESSFUL);
+  const std::string file = path("new/a.log");
+  EXPECT_EQ(Format::append(file, {.type = 3}), SM_STATUS_BAD_ARGUMENT);
+  EXPECT_TRUE(fs::exists(path("new")));
+  EXPECT_FALSE(fs::exists(file));
+  EXPECT_EQ(Format::append(path("b/c/a.log"), {.type = 3}), SM_STATUS_UNSUCCESSFUL);
   put(path_, "content");
   fs::permissions(path_, fs::perms::owner_read);
   EXPECT_EQ(Format::append(path_, {.type = 3}), SM_STATUS_BAD_ARGUMENT);

@@ -18,8 +18,7 @@ class XmlLog : public FixedTime {
  protected:
   uint32_t append(const LogEvent &event = {}) const { return Format::append(path_, event); }
 
-  const ScratchDirectory directory_{"/etc/tallowmere/xmllog"};
-  const std::string path_ = directory_.file("a.xml");
+  const std::string path_ = path("a.xml");
   const std::string plain_ = Format::record("7");
 };
 
@@ -144,9 +143,9 @@ TEST_F(XmlLog, AnswersATimeAndAHostNameThatItCannotHave)
 {
   ASSERT_EQ(UnLoadIPSupt(), SM_STATUS_SUCCESS);
   EXPECT_EQ(append(), SM_STATUS_NOT_LOADED);
-  EXPECT_EQ(Format::append(directory_.file("b/c/a.xml"), {}), SM_STATUS_UNSUCCESSFUL) << "the directory comes first";
-  EXPECT_EQ(Format::append(directory_.file("b/a.xml"), {}), SM_STATUS_NOT_LOADED);
-  EXPECT_TRUE(fs::exists(directory_.file("b")));
+  EXPECT_EQ(Format::append(path("b/c/a.xml"), {}), SM_STATUS_UNSUCCESSFUL) << "the directory comes first";
+  EXPECT_EQ(Format::append(path("b/a.xml"), {}), SM_STATUS_NOT_LOADED);
+  EXPECT_TRUE(fs::exists(path("b")));
   ASSERT_EQ(LoadIPSupt(), SM_STATUS_SUCCESS);
   fixedTime = INT64_MAX;
   EXPECT_EQ(append(), SM_STATUS_UNSUCCESSFUL);
