@@ -182,6 +182,16 @@ TEST(StringConversion, BringsEveryCodePointBack)
   EXPECT_TRUE(utf8 == bytes.data());
 }
 
+Spelling repeated(const Spelling &character, size_t count)
+{
+  Spelling text;
+  for (size_t i = 0; i < count; ++i) {
+    text.utf8 += character.utf8;
+    text.utf16 += character.utf16;
+  }
+  return text;
+}
+
 TEST(StringConversion, ReadsMalformedUtf8AsFarAsItIsToBeRead)
 {
   struct Row {
@@ -227,11 +237,7 @@ TEST(StringConversion, ReadsMalformedUtf8AsFarAsItIsToBeRead)
     for (const std::vector<Spelling> &kind : kSpellings) {
       for (size_t before = 0; before <= 20; ++before) {
         SCOPED_TRACE(testing::PrintToString(row.bytes) + " behind " + std::to_string(before));
-        Spelling around;
-        for (size_t i = 0; i < before; ++i) {
-          around.utf8 += kind[1].utf8;
-          around.utf16 += kind[1].utf16;
-        }
+        const Spelling around = repeated(kind[1], before);
         GuardedText<char> text(around.utf8 + row.bytes + (row.units ? around.utf8 : ""));
         const std::u16string expected = row.units ? around.utf16 + *row.units + around.utf16 + u'\0' : around.utf16;
         const auto needed = static_cast<uint32_t>(expected.size() * 2);
@@ -259,11 +265,7 @@ TEST(StringConversion, RefusesHalvesOfPairs)
                                u"\xD83D\xD83D\xDE00", u"\xDE00\xD83D", u"\xD800\xE000", u"\xD83D\x4E2D"}) {
     for (const std::vector<Spelling> &kind : kSpellings) {
       for (size_t before = 0; before <= 20; ++before) {
-        Spelling around;
-        for (size_t i = 0; i < before; ++i) {
-          around.utf8 += kind[1].utf8;
-          around.utf16 += kind[1].utf16;
-        }
+        const Spelling around = repeated(kind[1], before);
         GuardedText<char16_t> text(around.utf16 + half);
         const auto converted = static_cast<uint32_t>(around.utf8.size());
         for (uint32_t given : {converted, converted + 32}) {
@@ -285,12 +287,18 @@ TEST(StringConversion, NeedsATextAndASize)
 {
   char16_t units[4] = {};
   char bytes[4] = {};
-  uint32_t size = 4;
-  EXPECT_EQ(UTF8StrToUCS2Str(units, &size, nullptr), SM_STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(UTF8StrToUCS2Str(units, nullptr, "a"), SM_STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(UCS2StrToUTF8Str(bytes, &size, nullptr), SM_STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(UCS2StrToUTF8Str(bytes, nullptr, u"a"), SM_STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(size, 4u);
+  for (const auto convert : {UTF8StrToUCS2Str, LocalToUnicode}) {
+    uint32_t size = 4;
+    EXPECT_EQ(convert(units, &size, nullptr), SM_STATUS_INVALID_PARAMETER);
+    EXPECT_EQ(convert(units, nullptr, "a"), SM_STATUS_INVALID_PARAMETER);
+    EXPECT_EQ(size, 4u);
+  }
+  for (const auto convert : {UCS2StrToUTF8Str, UnicodeToLocal}) {
+    uint32_t size = 4;
+    EXPECT_EQ(convert(bytes, &size, nullptr), SM_STATUS_INVALID_PARAMETER);
+    EXPECT_EQ(convert(bytes, nullptr, u"a"), SM_STATUS_INVALID_PARAMETER);
+    EXPECT_EQ(size, 4u);
+  }
 }
 
 #ifdef QV_HUGE_TEXTS
@@ -487,15 +495,6 @@ TEST(LocalEncoding, ConvertsWhatTheLocaleCanExpress)
   if (converted == 0) {
     GTEST_SKIP() << "this machine has no UTF-8 locale";
   }
-}
-
-TEST(LocalEncoding, NeedsATextAndASize)
-{
-  uint32_t size = 4;
-  EXPECT_EQ(LocalToUnicode(nullptr, &size, nullptr), SM_STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(LocalToUnicode(nullptr, nullptr, "a"), SM_STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(UnicodeToLocal(nullptr, &size, nullptr), SM_STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(UnicodeToLocal(nullptr, nullptr, u"a"), SM_STATUS_INVALID_PARAMETER);
 }
 
 TEST(Escape, SpellsEveryUnit)
@@ -742,35 +741,25 @@ TEST(DynamicString, KeepsItsTextWithoutMemory)
 {
   const std::string bytes(100, 'b');
   const std::u16string units(100, u'u');
-  using Append = void (*)(SSUCS2Str *, SSUTF8Str *, const std::string &, const std::u16string &);
-  for (Append append : {
-           +[](SSUCS2Str *to, SSUTF8Str *, const std::string &, const std::u16string &text) {
-             EXPECT_NE(SSUCS2StrCatUCS2Str(to, text.c_str()), nullptr);
-           },
-           +[](SSUCS2Str *to, SSUTF8Str *, const std::string &text, const std::u16string &) {
-             EXPECT_NE(SSUCS2StrCatUTF8Str(to, text.c_str()), nullptr);
-           },
-           +[](SSUCS2Str *, SSUTF8Str *to, const std::string &text, const std::u16string &) {
-             EXPECT_NE(SSUTF8StrCatUTF8Str(to, text.c_str()), nullptr);
-           },
-           +[](SSUCS2Str *, SSUTF8Str *to, const std::string &, const std::u16string &text) {
-             EXPECT_NE(SSUTF8StrCatUCS2Str(to, text.c_str()), nullptr);
-           },
-       }) {
+  const std::function<const void *(SSUCS2Str *, SSUTF8Str *)> appends[] = {
+      [&](SSUCS2Str *to, SSUTF8Str *) { return SSUCS2StrCatUCS2Str(to, units.c_str()); },
+      [&](SSUCS2Str *to, SSUTF8Str *) { return SSUCS2StrCatUTF8Str(to, bytes.c_str()); },
+      [&](SSUCS2Str *, SSUTF8Str *to) { return SSUTF8StrCatUTF8Str(to, bytes.c_str()); },
+      [&](SSUCS2Str *, SSUTF8Str *to) { return SSUTF8StrCatUCS2Str(to, units.c_str()); }};
+  for (const auto &append : appends) {
     Ucs2Record toUnits(32);
     Utf8Record toBytes(32);
     SSUCS2StrCatUCS2Str(&toUnits, u"kept");
     SSUTF8StrCatUTF8Str(&toBytes, "kept");
     {
-      Fault fault(Call::allocation, 1, ENOMEM, true);
-      append(&toUnits, &toBytes, bytes, units);
+      const Fault fault(Call::allocation, 1, ENOMEM, true);
+      EXPECT_NE(append(&toUnits, &toBytes), nullptr);
       EXPECT_TRUE(fault.struck());
     }
-    EXPECT_EQ(toUnits.strBufSize, 32u);
-    EXPECT_TRUE(std::u16string(u"kept") == toUnits.pStr);
-    EXPECT_EQ(toBytes.strBufSize, 32u);
+    EXPECT_TRUE(toUnits.strBufSize == 32 && toBytes.strBufSize == 32);
+    EXPECT_EQ(toUnits.pStr, std::u16string(u"kept"));
     EXPECT_STREQ(toBytes.pStr, "kept");
-    append(&toUnits, &toBytes, bytes, units);
+    append(&toUnits, &toBytes);
     EXPECT_EQ(toUnits.strLen + toBytes.strLen, 108u);
   }
 }

@@ -43,19 +43,6 @@ TEST(HashIdTest, BytesNeeded)
   }
 }
 
-TEST(HashIdTest, LowestFreeFirst)
-{
-  Table table(4);
-  for (uint32_t id = 1; id <= 31; ++id) {
-    EXPECT_EQ(SMAcquireHashID(table.words(), 4), id);
-  }
-  EXPECT_EQ(SMAcquireHashID(table.words(), 4), 0u);
-  EXPECT_EQ(table.words()[0], 0xFFFFFFFEu) << "the bit of identifier 0 stays clear";
-  EXPECT_EQ(SMReleaseHashID(table.words(), 4, 5), SM_STATUS_SUCCESS);
-  EXPECT_EQ(SMReleaseHashID(table.words(), 4, 5), SM_STATUS_INDEX_OUT_OF_RANGE);
-  EXPECT_EQ(SMAcquireHashID(table.words(), 4), 5u);
-}
-
 TEST(HashIdTest, StatusesAtTheEdges)
 {
   Table table(4);

@@ -43,24 +43,6 @@ void holdHere()
   require(fgets(line, sizeof(line), stdin) != nullptr, "nobody went on");
 }
 
-/// Appends events to a text log and an XML log, which reach their maximum size once in a while.
-int appendEvents(const Arguments &arguments)
-{
-  const uint32_t count = static_cast<uint32_t>(atoi(arguments[1].c_str()));
-  const uint32_t maximum = static_cast<uint32_t>(atoi(arguments[2].c_str()));
-  const std::string text = arguments[0] + ".log";
-  const std::string xml = arguments[0] + ".xml";
-  for (uint32_t i = 0; i < count; ++i) {
-    require(AppendToUNITXTLog(text.c_str(), SM_EVENT_ERROR, 1000 + i, u"peer", u"event", kName, sizeof(kName),
-                              maximum) == 0,
-            "text log");
-    require(SMAppendToXMLLog(xml.c_str(), SM_EVENT_ERROR, 1000 + i, nullptr, u"peer", u"event", kName, sizeof(kName),
-                             maximum) == 0,
-            "XML log");
-  }
-  return 0;
-}
-
 /// A block with a nested object, an array of them, and values of every size that sits in or out of its entry.
 std::vector<uint8_t> makeBlock()
 {
@@ -141,19 +123,6 @@ int useObjects(const Arguments &)
   require(SMMutexLock(mutex, 5000) == 0, "lock in turn");
   holdHere();  // and is killed there
   return 1;
-}
-
-int holdFileLock(const Arguments &)
-{
-  require(FileLock(1) == 1, "file lock");
-  holdHere();
-  return 0;
-}
-
-int tryFileLock(const Arguments &)
-{
-  printf("%u\n", FileLock(0));
-  return 0;
 }
 
 /// Drops the half entry of a process that was killed inside its write, and closes the log again: what an administrator
@@ -243,12 +212,9 @@ constexpr struct {
   size_t arguments;
   int (*run)(const Arguments &);
 } kCommands[] = {
-    {"append", 3, appendEvents},           // PATH COUNT MAXIMUM
     {"block", 0, printBlock},              //
     {"create-objects", 0, createObjects},  //
     {"use-objects", 0, useObjects},        //
-    {"hold-file-lock", 0, holdFileLock},   //
-    {"try-file-lock", 0, tryFileLock},     //
     {"work", 3, workForEver},              // DIRECTORY WORKER EVENT
 };
 
