@@ -18,11 +18,6 @@ std::string bytesOf(T value)
   return {reinterpret_cast<const char *>(&value), sizeof(value)};
 }
 
-std::string textOf(const std::u16string &text)
-{
-  return {reinterpret_cast<const char *>(text.data()), 2 * text.size()};
-}
-
 class IniValue : public Scratch {
  protected:
   uint32_t write(int32_t type, const std::string &value)
@@ -63,9 +58,9 @@ TEST_F(IniValue, TextsOfValuesAndBack)
     std::string value;
     std::string text;
   } rows[] = {{SM_INI_TYPE_ASTRING, " a=b \0"s, " a=b "},
-              {SM_INI_TYPE_USTRING, textOf(u"A\0"s), "0x41,0x00,0x00,0x00"},
-              {SM_INI_TYPE_USTRING, textOf(u"\0"s), "0x00,0x00"},
-              {SM_INI_TYPE_USTRING, textOf(u"\u20AC\xD83D\0"s), "0xAC,0x20,0x3D,0xD8,0x00,0x00"},
+              {SM_INI_TYPE_USTRING, utf16(u"A\0"s), "0x41,0x00,0x00,0x00"},
+              {SM_INI_TYPE_USTRING, utf16(u"\0"s), "0x00,0x00"},
+              {SM_INI_TYPE_USTRING, utf16(u"\u20AC\xD83D\0"s), "0xAC,0x20,0x3D,0xD8,0x00,0x00"},
               {SM_INI_TYPE_BINARY, "\x00\x0F\xF0\xFF"s, "0x00,0x0F,0xF0,0xFF"},
               {SM_INI_TYPE_BOOLN, bytesOf(SMBool{1}), "TRUE"},
               {SM_INI_TYPE_BOOLN, bytesOf(SMBool{0}), "FALSE"},
@@ -211,10 +206,10 @@ TEST_F(IniValue, SizesThatAreTaken)
     fs::remove(file);
   }
   const std::u16string text(kMostBytes / 2 - 1, u'x');
-  EXPECT_EQ(write(SM_INI_TYPE_USTRING, textOf(text + u"\0"s)), 0u);
+  EXPECT_EQ(write(SM_INI_TYPE_USTRING, utf16(text + u"\0"s)), 0u);
   fs::remove(file);
   for (const std::string &wrong :
-       {textOf(text + u"x\0"s), textOf(u"x"s), textOf(u"x\0x\0"s), "x\0\0"s, "x\0\0\0\0"s, ""s}) {
+       {utf16(text + u"x\0"s), utf16(u"x"s), utf16(u"x\0x\0"s), "x\0\0"s, "x\0\0\0\0"s, ""s}) {
     EXPECT_EQ(write(SM_INI_TYPE_USTRING, wrong), kBadSize) << wrong.size();
     EXPECT_EQ(wrong.empty() ? answer(kBadArgument, 4, "????") : read(SM_INI_TYPE_USTRING, 4, wrong),
               wrong.size() > 8 ? answer(kNoAccess, 4, "x\0x\0"s) : answer(kBadArgument, 4, "????"));

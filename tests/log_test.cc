@@ -346,17 +346,6 @@ TEST(RemoveCarriageReturns, PutsSpacesInTheirPlace)
   RemoveCarriageReturns(nullptr);
 }
 
-/// Every ID that occurs in the entries or records of a text, with the number of times.
-std::map<std::string, int> idsIn(const std::string &text, const std::string &before, const std::string &after)
-{
-  std::map<std::string, int> ids;
-  for (size_t at = text.find(before); at != std::string::npos; at = text.find(before, at + 1)) {
-    const size_t begin = at + before.size();
-    ++ids[text.substr(begin, text.find(after, begin) - begin)];
-  }
-  return ids;
-}
-
 TEST_F(Logs, LoseOnlyWhatASecondBackupReplaces)
 {
   const std::string xml = path("small.xml");
@@ -381,7 +370,7 @@ TEST_F(Logs, LoseOnlyWhatASecondBackupReplaces)
     EXPECT_LT(log.size(), kSmall + 2000u) << path;
     EXPECT_EQ(count(log, "<LogEntry><TimeStamp>"), count(log, "</Data></LogEntry>")) << path;
     EXPECT_EQ(log.substr(log.size() - 11), "</EventLog>") << path;
-    for (const auto &[id, times] : idsIn(log, "<ID>", "</ID>")) {
+    for (const auto &[id, times] : between(log, "<ID>", "</ID>")) {
       EXPECT_TRUE(times == 1 || id == "1") << id;
     }
   }

@@ -10,27 +10,6 @@ using namespace support;
 constexpr char kFile[] = "/etc/strings.dat";
 constexpr char kMark[] = "\xFF\xFE";
 
-/// Latin-1 as bytes of UCS-2, low byte first.
-std::string units(const std::string &text)
-{
-  std::string bytes;
-  for (const char character : text) {
-    bytes += character;
-    bytes += '\0';
-  }
-  return bytes;
-}
-
-/// The other way, up to the terminator.
-std::string latin1(const SMChar16 *text)
-{
-  std::string bytes;
-  for (; *text != 0; ++text) {
-    bytes += *text < 0x100 ? static_cast<char>(*text) : '?';
-  }
-  return bytes;
-}
-
 void writeFile(const std::string &bytes)
 {
   std::ofstream(kFile, std::ios::binary) << bytes;
@@ -59,20 +38,20 @@ TEST(LineReader, CutsWhatIsTooLongOrHasNoEnd)
     uint32_t capacity;
     const char *lines;
   } rows[] = {
-      {units("ab\r\nc\r\n\r\n"), 100, "ab\r\n|c\r\n|\r\n|18"},
-      {units("ab\r\nc\r\n"), 5, "ab\r\n|c\r\n|14"},
-      {units("ab\r\nc\r\n"), 4, "ab\r|\nc\r|14"},  // the line feed that finds no room, twice; what is left is one unit
-      {units("abcdefgh\r\n"), 4, "abc|def|gh\r|20"},
-      {units("abcdef\r\ng\r\n"), 4, "abc|def|\r\n|g\r\n|22"},
-      {units("a\rb\nc\n\r\r\nd"), 100, "a\rb\nc\n\r\r\n|20"},
-      {units("abc"), 100, "ab|6"},
-      {units("abc") + "d", 100, "ab|7"},
-      {units("ab\r\nc"), 100, "ab\r\n|10"},
-      {units("ab\r\n") + "c", 100, "ab\r\n|8"},
-      {units("a\0b\r\nc\r\n"s), 100, "a|c\r\n|16"},
-      {units("ab\r\n"), 2, "a|b|\r|8"},
-      {units("ab"), 1, "2"},
-      {units("ab"), 0, "0"},
+      {utf16("ab\r\nc\r\n\r\n"), 100, "ab\r\n|c\r\n|\r\n|18"},
+      {utf16("ab\r\nc\r\n"), 5, "ab\r\n|c\r\n|14"},
+      {utf16("ab\r\nc\r\n"), 4, "ab\r|\nc\r|14"},  // the line feed that finds no room, twice; what is left is one unit
+      {utf16("abcdefgh\r\n"), 4, "abc|def|gh\r|20"},
+      {utf16("abcdef\r\ng\r\n"), 4, "abc|def|\r\n|g\r\n|22"},
+      {utf16("a\rb\nc\n\r\r\nd"), 100, "a\rb\nc\n\r\r\n|20"},
+      {utf16("abc"), 100, "ab|6"},
+      {utf16("abc") + "d", 100, "ab|7"},
+      {utf16("ab\r\nc"), 100, "ab\r\n|10"},
+      {utf16("ab\r\n") + "c", 100, "ab\r\n|8"},
+      {utf16("a\0b\r\nc\r\n"s), 100, "a|c\r\n|16"},
+      {utf16("ab\r\n"), 2, "a|b|\r|8"},
+      {utf16("ab"), 1, "2"},
+      {utf16("ab"), 0, "0"},
       {"", 100, "0"},
       {"a", 100, "0"},
   };
@@ -117,7 +96,7 @@ std::string lookUp(uint32_t stringID, uint32_t language = kNone)
 
 TEST(Lookup, TakesTheLanguageOrTheDefault)
 {
-  writeFile(kMark + units("; comment\r\n\r\n0:1F4=Hello\r\n407:1F4=Hallo\r\n407:5=nur deutsch\r\n407:1F4=zweite\r\n"
+  writeFile(kMark + utf16("; comment\r\n\r\n0:1F4=Hello\r\n407:1F4=Hallo\r\n407:5=nur deutsch\r\n407:1F4=zweite\r\n"
                           "0:1F4=second\r\n40C:6=fran\xE7"
                           "ais\r\n0:6=a=b\r\n0:7=\r\n0:ABCDEF01=hex\r\n"));
   EXPECT_EQ(lookUp(500, 1031), "'Hallo' 1031");
@@ -168,9 +147,9 @@ TEST(Lookup, TakesTheFirstLineThatHoldsTheKey)
       {"line of 5000 units", std::string(5000, ':') + "0:5=own\r\n", "'own'"},
   };
   for (const auto &row : rows) {
-    writeFile(kMark + units(row.text));
+    writeFile(kMark + utf16(row.text));
     EXPECT_EQ(lookUp(5), row.found) << row.what;
-    writeFile(kMark + units(row.text) + "\r");
+    writeFile(kMark + utf16(row.text) + "\r");
     EXPECT_EQ(lookUp(5), row.found) << row.what << ", and half a unit";
   }
 }
@@ -183,22 +162,22 @@ TEST(Lookup, FindsEveryLineOfALongFile)
     snprintf(key, sizeof(key), "%X:%X=", i % 3 == 0 ? 0x407u : 0u, i);
     text += key + std::string(i % 61, 'x') + std::to_string(i) + "\r\n";
   }
-  writeFile(kMark + units(text));
+  writeFile(kMark + utf16(text));
   for (uint32_t i = 1; i <= 5000; i += i < 900 || i > 4900 ? 1 : 37) {
     const std::string value = "'" + std::string(i % 61, 'x') + std::to_string(i) + "'";
     ASSERT_EQ(lookUp(i, 1031), value + (i % 3 == 0 ? " 1031" : " 0"));
   }
   // A piece that begins with the common part of a key, after the language in the piece before it.
-  writeFile(kMark + units(std::string(1020, 'x') + "407:5=nur deutsch\r\n"));
+  writeFile(kMark + utf16(std::string(1020, 'x') + "407:5=nur deutsch\r\n"));
   EXPECT_EQ(lookUp(5, 1031), "nothing 0");
-  writeFile(kMark + units(text));
+  writeFile(kMark + utf16(text));
   const Fault reads(Call::read, 3, EIO, true);
   EXPECT_EQ(lookUp(5000), "nothing") << "what cannot be read is not there";
 }
 
 TEST(Lookup, DeliversIntoWhatRoomThereIs)
 {
-  writeFile(kMark + units("0:5=text\r\n"));
+  writeFile(kMark + utf16("0:5=text\r\n"));
   GuardedBlock block(10);
   auto *buffer = reinterpret_cast<SMChar16 *>(block.data());
   uint32_t size = 10;
@@ -241,7 +220,7 @@ TEST(Delivery, WithAndWithoutBufferAndSize)
 TEST(Lookup, SaysWhyItCannotStart)
 {
   constexpr char kInvalid[] = "'Invalid string resource found' 1033";
-  for (const std::string &start : {""s, "\xFF"s, "\xFE\xFF"s + units("0:5=x\r\n"), units("0:5=x\r\n")}) {
+  for (const std::string &start : {""s, "\xFF"s, "\xFE\xFF"s + utf16("0:5=x\r\n"), utf16("0:5=x\r\n")}) {
     writeFile(start);
     EXPECT_EQ(lookUp(5, 1033), kInvalid) << "the language stays, too";
   }
@@ -253,7 +232,7 @@ TEST(Lookup, SaysWhyItCannotStart)
   ASSERT_EQ(mkfifo(kFile, 0600), 0);
   EXPECT_EQ(lookUp(5, 1033), kInvalid) << "and nobody waits for a writer";
   fs::remove(kFile);
-  writeFile(kMark + units("0:5=x\r\n"));
+  writeFile(kMark + utf16("0:5=x\r\n"));
   {
     const Fault fault(Call::fcntl, 1, EIO);
     EXPECT_EQ(lookUp(5, 1033), "'String resource locked' 1033");
@@ -284,7 +263,7 @@ TEST(Lookup, SaysWhyItCannotStart)
 
 TEST(Lookup, HoldsTheLockWhileItReadsAndNoLonger)
 {
-  writeFile(kMark + units("0:5=x\r\n"));
+  writeFile(kMark + utf16("0:5=x\r\n"));
   std::string locks;
   {
     const Fault watcher(Call::read, 1, [&] { locks = recordLocks(getpid()); });
@@ -298,7 +277,7 @@ TEST(Lookup, HoldsTheLockWhileItReadsAndNoLonger)
 void install(const std::string &strings, const char *settings)
 {
   fs::create_directories("/etc/tallowmere/vela/ini");
-  std::ofstream("/etc/tallowmere/vela/ini/qvunidat.txt", std::ios::binary) << kMark << units(strings);
+  std::ofstream("/etc/tallowmere/vela/ini/qvunidat.txt", std::ios::binary) << kMark << utf16(strings);
   std::ofstream("/etc/tallowmere/vela/ini/qvprv32.ini") << settings;
   oemBase = 0;
   oemOffset = 0;

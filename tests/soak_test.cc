@@ -5,8 +5,6 @@
 //
 // QVSUPT32_SOAK_SECONDS is how long it runs; 10 unless set.
 
-#include <unordered_map>
-
 #include "support/test.h"
 
 namespace {
@@ -48,18 +46,6 @@ class Soak : public Scratch {
   size_t instances = 0;
 };
 
-/// The number of times that each piece between two marks occurs.
-std::unordered_map<std::string, int> piecesBetween(const std::string &text, const std::string &begin,
-                                                   const std::string &end)
-{
-  std::unordered_map<std::string, int> pieces;
-  for (size_t at = text.find(begin); at != std::string::npos; at = text.find(begin, at)) {
-    at += begin.size();
-    ++pieces[text.substr(at, text.find(end, at) - at)];
-  }
-  return pieces;
-}
-
 TEST_F(Soak, EveryAcknowledgedChangeIsThere)
 {
   const char *configured = getenv("QVSUPT32_SOAK_SECONDS");
@@ -86,12 +72,12 @@ TEST_F(Soak, EveryAcknowledgedChangeIsThere)
   std::string text = get(path("soak.log"));
   std::erase(text, '\0');
   const std::string xml = get(path("soak.xml"));
-  const auto inXml = piecesBetween(xml, "<ID>", "</ID>");
-  const auto inText = piecesBetween(text, "EventID: ", "\r\n");
+  const auto inXml = between(xml, "<ID>", "</ID>");
+  const auto inText = between(text, "EventID: ", "\r\n");
   // The last kills may have been inside a write, which nobody repaired.
   const size_t end = xml.rfind("</LogEntry>") + 11;
   EXPECT_TRUE(xml.substr(end) == "</EventLog>" || xml.find("</EventLog>", end) == std::string::npos);
-  EXPECT_EQ(piecesBetween(xml.substr(0, end), "<LogEntr", ">")["y"], piecesBetween(xml, "</LogEntr", ">")["y"]);
+  EXPECT_EQ(between(xml.substr(0, end), "<LogEntr", ">")["y"], between(xml, "</LogEntr", ">")["y"]);
 
   std::map<std::string, uint32_t> stored;
   std::map<std::string, uint32_t> entries;

@@ -14,15 +14,6 @@ namespace {
 
 using namespace support;
 
-std::string text(const SMChar16 *units)
-{
-  std::string bytes;
-  for (; *units != 0; ++units) {
-    bytes += static_cast<char>(*units);
-  }
-  return bytes;
-}
-
 TEST(NumberTest, DecimalReadersWrapAndStop)
 {
   const struct {
@@ -323,7 +314,7 @@ TEST(TimeTest, LocalTextWithoutLineFeed)
       uint32_t size = sizeof(units);
       EXPECT_EQ(SMUCS2TimeToStr(&seconds, units, &size), 0u);
       EXPECT_EQ(size, 50u);
-      EXPECT_EQ(text(units), expected);
+      EXPECT_EQ(latin1(units), expected);
       size = 49;
       EXPECT_EQ(SMUCS2TimeToStr(&seconds, units, &size), 0xFFFFFFFFu);
       std::vector<uint8_t> value = bytesOf(seconds);
@@ -387,10 +378,10 @@ TEST(Ucs2Test, Writing)
     SMChar16 units[40];
     uint32_t size = sizeof(units);
     EXPECT_EQ(SMUCS2Signed32ToStr(row.value, row.radix, units, &size), 0u);
-    EXPECT_EQ(text(units), row.text);
+    EXPECT_EQ(latin1(units), row.text);
     EXPECT_EQ(size, 2 * (strlen(row.text) + 1));
     EXPECT_EQ(SMUCS2UnSigned32ToStr(static_cast<uint32_t>(row.value), row.radix, units, &size), 0u);
-    EXPECT_EQ(text(units), row.text);
+    EXPECT_EQ(latin1(units), row.text);
     uint32_t needed = 0;
     EXPECT_EQ(SMUCS2Signed32ToStr(row.value, row.radix, nullptr, &needed), 0u);
     EXPECT_EQ(size, needed);
@@ -398,7 +389,7 @@ TEST(Ucs2Test, Writing)
   SMChar16 units[2000];
   uint32_t size = sizeof(units);
   EXPECT_EQ(SMUCS2DoubleToStr(2.5, 3, units, &size), 0u);
-  EXPECT_EQ(text(units), "2.500");
+  EXPECT_EQ(latin1(units), "2.500");
   size = sizeof(units);
   EXPECT_EQ(SMUCS2DoubleToStr(1e300, 600, units, &size), 0u);
   EXPECT_EQ(size, 2u * (301 + 1 + 600 + 1));
@@ -433,7 +424,7 @@ TEST(LocaleTest, DecimalCommaTouchesOnlyTheUcs2Doubles)
   SMChar16 units[32];
   size = sizeof(units);
   EXPECT_EQ(SMUCS2DoubleToStr(value, 1, units, &size), 0u);
-  EXPECT_EQ(text(units), "1,5");
+  EXPECT_EQ(latin1(units), "1,5");
   EXPECT_EQ(SMUCS2ToDouble(units), value);
   EXPECT_EQ(ASCIIToDouble("1.5"), value);
   EXPECT_EQ(SMsnprintf(out, sizeof(out), "%.1f", value), 3u);

@@ -27,14 +27,4 @@ class FixedTime : public Scratch {
   ~FixedTime() override { fixedTime = 0; }
 };
 
-/// How often a text occurs in another.
-inline size_t count(const std::string &text, const std::string &piece)
-{
-  size_t found = 0;
-  for (size_t at = text.find(piece); at != std::string::npos; at = text.find(piece, at + piece.size())) {
-    ++found;
-  }
-  return found;
-}
-
 }  // namespace support

@@ -36,6 +36,7 @@
 #include "support/record_locks.h"
 #include "support/residue.h"
 #include "support/scratch.h"
+#include "support/texts.h"
 
 namespace support {
 

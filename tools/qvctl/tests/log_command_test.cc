@@ -37,11 +37,6 @@ std::string xmlLog(const std::string &entries)
   return kHeader + entries + "</EventLog>";
 }
 
-std::string utf16(const std::u16string &text)
-{
-  return {reinterpret_cast<const char *>(text.data()), 2 * text.size()};
-}
-
 std::u16string record(int id, const std::u16string &description)
 {
   const std::string number = std::to_string(id);
