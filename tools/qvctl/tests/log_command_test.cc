@@ -1,23 +1,16 @@
 // The `log` commands, against logs that the library writes and logs that it would not.
 
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "qvsupt32/log.h"
-#include "support/record_locks.h"
+#include "support/test.h"
 #include "tool.h"
 
 namespace {
 
-using support::get;
-using support::put;
-using tool::expectRows;
-using tool::killAtEveryCall;
-using tool::run;
-using tool::whyNotKilled;
+using namespace support;
+using namespace tool;
+
 using Json = nlohmann::json;
 
 constexpr uint32_t kFileLockRecord = 120000;
@@ -82,7 +75,7 @@ std::vector<std::string> texts(const Json &list)
   return found;
 }
 
-class LogTest : public tool::ToolTest {
+class LogTest : public ToolTest {
  protected:
   /// Adds an event to both logs, as a component does.
   void append(const std::u16string &source, const std::u16string &description, const std::string &data = "",
@@ -411,14 +404,14 @@ TEST_F(LogTest, ReadersNeverWaitAndWritersAsToldTo)
 {
   put("a.xml", xmlLog(simple("a")).substr(0, 200));
   run("qvctl log write --type 1 --id 1 --source s one");
-  support::RecordHolder holder(kFileLockRecord);
+  RecordHolder holder(kFileLockRecord);
   for (const char *command : {"log show", "log check a.xml", "log export --format csv", "log report -o p.html"}) {
-    const int status = run(std::string("timeout 20 qvctl ") + command).status;
+    const int status = run(std::string("timeout 90 qvctl ") + command).status;
     EXPECT_EQ(status, std::string(command) == "log check a.xml" ? 3 : 0) << command;
   }
   for (const char *command :
        {"log write --type 1 --id 1 --source s x", "log repair a.xml", "log rotate", "log clear"}) {
-    const tool::Result result = run(std::string("timeout 20 qvctl ") + command + " --wait 0");
+    const tool::Result result = run(std::string("timeout 90 qvctl ") + command + " --wait 0");
     EXPECT_EQ(result.status, 1) << command;
     EXPECT_NE(result.err.find("(11, SM_STATUS_LOCK_FAILED)"), std::string::npos) << command << result.err;
   }
@@ -490,7 +483,7 @@ TEST_F(LogTest, FollowsAcrossRotations)
                 .status,
             0);
   const std::string script = R"(
-    shown() { for i in $(seq 200); do [ $(wc -l <out) -ge $1 ] && return; sleep 0.05; done; echo "no line $1"; }
+    shown() { for i in $(seq 2000); do [ $(wc -l <out) -ge $1 ] && return; sleep 0.05; done; echo "no line $1"; }
     event() { qvctl log write --type 1 --id 1 --source s $1 --to xml; }
     qvctl log show --follow --type error >out 2>err & follower=$!
     shown 1; event two; shown 2
@@ -506,8 +499,8 @@ TEST_F(LogTest, FollowsAcrossRotations)
             "one two three four five six seven eight qvctl: /etc/tallowmere/vela/log/qvsys32.xml: moved to its backup "
             "more than once: events may be missing here\n");
   // Its reader gone, it ends without an event; with JSON it prints a document a line.
-  expectRows({{"timeout 10 qvctl log show --follow --json 2>err | head -1 | cut -c1-9", 0, "{\"time\":\"\n"},
-              {"timeout 10 qvctl log show none --follow", 1, "", "No such file"}});
+  expectRows({{"timeout 90 qvctl log show --follow --json 2>err | head -1 | cut -c1-9", 0, "{\"time\":\"\n"},
+              {"timeout 90 qvctl log show none --follow", 1, "", "No such file"}});
 }
 
 TEST_F(LogTest, KilledAnywhereLeavesTheOldLogOrTheNew)
