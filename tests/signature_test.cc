@@ -4,25 +4,16 @@
 
 #include <sys/mman.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstring>
-#include <optional>
 #include <set>
 #include <span>
 #include <string_view>
 
-#include "qvsupt32.h"
-#include "support/child.h"
-#include "support/guarded_block.h"
-#include "support/scratch.h"
+#include "support/test.h"
 
 namespace {
 
-using support::Child;
-using support::GuardedBlock;
-using Inside = Child::Inside;
+using namespace support;
 using Word = uintptr_t;
 using Words = std::vector<Word>;
 
@@ -221,9 +212,9 @@ bool survives(const std::function<void()> &code)
   return status == 0 || (WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM);
 }
 
-class Signatures : public support::Scratch {
+class Signatures : public Scratch {
  protected:
-  Signatures() { support::put(kIniFile, "[s]\nk=value\n"); }
+  Signatures() { put(kIniFile, "[s]\nk=value\n"); }
 };
 
 TEST_F(Signatures, NullIsAnsweredWhereTheContractSaysSo)
