@@ -153,7 +153,7 @@ double secondsNow()
 /// How long processes set keys in a run.
 constexpr double kContestSeconds = 0.25;
 
-[[noreturn]] void takePart(Contest &contest, size_t number, const std::string &path)
+[[noreturn]] void takePart(Contest &contest, size_t number, const std::string &path, useconds_t pause)
 {
   Tally &tally = contest.tallies[number];
   const std::string key = "process" + std::to_string(number);
@@ -168,12 +168,16 @@ constexpr double kContestSeconds = 0.25;
     const double before = std::exchange(now, secondsNow());
     tally.worstWait = std::max(tally.worstWait, now - before);
     ++tally.sets;
+    if (pause != 0) {
+      (void)usleep(pause);
+      now = secondsNow();
+    }
   }
   _exit(EXIT_SUCCESS);
 }
 
-/// Lets processes set keys of one file as often as they can.
-std::vector<Tally> contend(size_t processes)
+/// Lets processes set keys of one file, with pauses of so many microseconds between the sets or without any.
+std::vector<Tally> contend(size_t processes, useconds_t pause)
 {
   const std::string path = "/dev/shm/bench-processes.ini";
   void *const shared = mmap(nullptr, sizeof(Contest), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
@@ -184,7 +188,7 @@ std::vector<Tally> contend(size_t processes)
     const pid_t child = fork();
     require(child >= 0, "lock/processes", "there is no process");
     if (child == 0) {
-      takePart(*contest, i, path);
+      takePart(*contest, i, path, pause);
     }
     children.push_back(child);
   }
@@ -210,7 +214,7 @@ void setInProcesses(benchmark::State &state, size_t processes)
   }
   int64_t sets = 0;
   for (auto _ : state) {
-    for (const Tally &tally : contend(processes)) {
+    for (const Tally &tally : contend(processes, 0)) {
       sets += tally.sets;
     }
     state.SetIterationTime(kContestSeconds);
@@ -218,8 +222,9 @@ void setInProcesses(benchmark::State &state, size_t processes)
   state.SetItemsProcessed(sets);
 }
 
-/// The longest time that a process waited for a set of its own.
-void waitInProcesses(benchmark::State &state, size_t processes)
+/// The longest time that a set took. A process that waits looks for the lock once a millisecond, so one that sets keys
+/// without a pause leaves the others little.
+void waitInProcesses(benchmark::State &state, size_t processes, useconds_t pause)
 {
   if (!hasLock(state)) {
     return;
@@ -227,7 +232,7 @@ void waitInProcesses(benchmark::State &state, size_t processes)
   const auto bySets = [](const Tally &a, const Tally &b) { return a.sets < b.sets; };
   for (auto _ : state) {
     double worst = 0;
-    const std::vector<Tally> tallies = contend(processes);
+    const std::vector<Tally> tallies = contend(processes, pause);
     for (const Tally &tally : tallies) {
       worst = std::max(worst, tally.worstWait);
     }
@@ -245,7 +250,11 @@ void addProcessRows()
     benchmark::RegisterBenchmark(("lock/processes/" + number).c_str(), setInProcesses, processes)
         ->UseManualTime()
         ->Iterations(1);
-    benchmark::RegisterBenchmark(("lock/worst_wait/" + number).c_str(), waitInProcesses, processes)
+    constexpr useconds_t kPause = 10000;
+    benchmark::RegisterBenchmark(("lock/worst_wait/" + number).c_str(), waitInProcesses, processes, kPause)
+        ->UseManualTime()
+        ->Iterations(1);
+    benchmark::RegisterBenchmark(("lock/worst_wait_without_pause/" + number).c_str(), waitInProcesses, processes, 0)
         ->UseManualTime()
         ->Iterations(1);
   }
