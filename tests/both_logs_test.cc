@@ -1,45 +1,26 @@
 // What both logs do alike, case by case over each, and the exported functions on their files.
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <csignal>
-#include <cstdlib>
-#include <cstring>
-
-#include "qvsupt32.h"
-#include "support/child.h"
-#include "support/faults.h"
+#include "support/huge_text.h"
 #include "support/log_formats.h"
-#include "support/residue.h"
+#include "support/test.h"
 
 namespace {
 
-using support::Call;
-using support::Child;
-using support::Fault;
-using support::get;
-using support::kMaximum;
-using support::put;
-using support::utf16;
-using Inside = support::Child::Inside;
-namespace fs = std::filesystem;
+using namespace support;
 
 // Either log ----------------------------------------------------------------------------------------------------------
 
 template <class Format>
-class EitherLog : public support::FixedTime {
+class EitherLog : public FixedTime {
  protected:
-  uint32_t append(const support::LogEvent &event = {}) const { return Format::append(path_, event); }
+  uint32_t append(const LogEvent &event = {}) const { return Format::append(path_, event); }
 
-  const support::ScratchDirectory directory_{"/etc/tallowmere/eitherlog"};
-  const std::string path_ = directory_.file("new/a.log");
-  const std::string backup_ = directory_.file("new/a.lo_");
+  const std::string path_ = path("new/a.log");
+  const std::string backup_ = path("new/a.lo_");
 };
-using Formats = testing::Types<support::TextFormat, support::XmlFormat>;
+using Formats = testing::Types<TextFormat, XmlFormat>;
 TYPED_TEST_SUITE(EitherLog, Formats);
 
 TYPED_TEST(EitherLog, RefusesWhatPassesItsLimits)
@@ -49,18 +30,18 @@ TYPED_TEST(EitherLog, RefusesWhatPassesItsLimits)
   const std::u16string longestDescription(16383, u'd');
   const std::u16string tooLongDescription = longestDescription + u"d";
   const std::string data(32769, '\0');
-  const support::LogEvent refused[] = {
+  const LogEvent refused[] = {
       {.dataSize = 1},      {.data = data.data(), .dataSize = 32769},    {.source = u""}, {.source = tooLong.c_str()},
       {.description = u""}, {.description = tooLongDescription.c_str()},
   };
-  for (const support::LogEvent &event : refused) {
+  for (const LogEvent &event : refused) {
     EXPECT_EQ(this->append(event), SM_STATUS_BAD_ARGUMENT);
   }
   EXPECT_EQ(AppendToUNITXTLog(nullptr, 4, 1, u"S", nullptr, nullptr, 0, kMaximum), SM_STATUS_BAD_ARGUMENT);
   EXPECT_EQ(AppendToUNITXTLog(this->path_.c_str(), 4, 1, nullptr, nullptr, nullptr, 0, kMaximum),
             SM_STATUS_BAD_ARGUMENT);
   EXPECT_EQ(AppendToXMLLog(nullptr, 4, 1, nullptr, u"S", nullptr, nullptr, 0, kMaximum), SM_STATUS_BAD_ARGUMENT);
-  EXPECT_FALSE(fs::exists(this->directory_.file("new")));
+  EXPECT_FALSE(fs::exists(this->path("new")));
   EXPECT_EQ(this->append({.source = longest.c_str(),
                           .description = longestDescription.c_str(),
                           .data = data.data(),
@@ -94,7 +75,7 @@ TYPED_TEST(EitherLog, MovesToItsBackupBeforeItReachesItsMaximum)
 TYPED_TEST(EitherLog, ClearsToOneRecord)
 {
   EXPECT_EQ(TypeParam::clear(this->path_), SM_STATUS_UNSUCCESSFUL);
-  EXPECT_FALSE(fs::exists(this->directory_.file("new")));
+  EXPECT_FALSE(fs::exists(this->path("new")));
   ASSERT_EQ(this->append(), SM_STATUS_SUCCESS);
   EXPECT_EQ(TypeParam::clear(this->path_), SM_STATUS_SUCCESS);
   EXPECT_EQ(get(this->path_), TypeParam::log(TypeParam::record("0", "Log was cleared")));
@@ -102,7 +83,7 @@ TYPED_TEST(EitherLog, ClearsToOneRecord)
 
 TYPED_TEST(EitherLog, AnswersWhatItCannotWriteTo)
 {
-  EXPECT_EQ(TypeParam::append(this->directory_.file("b/c/a.log"), {}), SM_STATUS_UNSUCCESSFUL);
+  EXPECT_EQ(TypeParam::append(this->path("b/c/a.log"), {}), SM_STATUS_UNSUCCESSFUL);
   fs::create_directories(this->path_);
   EXPECT_EQ(this->append(), SM_STATUS_UNSUCCESSFUL);
   fs::remove(this->path_);
@@ -112,7 +93,7 @@ TYPED_TEST(EitherLog, AnswersWhatItCannotWriteTo)
   EXPECT_EQ(this->append(), SM_STATUS_UNSUCCESSFUL);
   close(reader);
   fs::remove(this->path_);
-  fs::create_symlink(this->directory_.file("missing/b.log"), this->path_);
+  fs::create_symlink(this->path("missing/b.log"), this->path_);
   EXPECT_EQ(this->append(), SM_STATUS_UNSUCCESSFUL);
   fs::remove(this->path_);
   put(this->path_, "");
@@ -127,7 +108,7 @@ TYPED_TEST(EitherLog, AnswersWhatItCannotWriteTo)
   });
   ASSERT_TRUE(holder.waitHeld());
   Fault fast(Call::usleep);
-  EXPECT_EQ(TypeParam::append(this->directory_.file("b/c/a.log"), {}), SM_STATUS_UNSUCCESSFUL);
+  EXPECT_EQ(TypeParam::append(this->path("b/c/a.log"), {}), SM_STATUS_UNSUCCESSFUL);
   EXPECT_EQ(fast.calls(), 0u) << "a directory that cannot be created is refused without a wait";
   EXPECT_EQ(this->append(), SM_STATUS_LOCK_FAILED);
   EXPECT_EQ(fast.calls(), 60000u);
@@ -163,9 +144,9 @@ TYPED_TEST(EitherLog, LosesNothingWhenACallFails)
       EXPECT_EQ(after.substr(0, before.size()), before) << static_cast<int>(row.call);
     }
   }
-  const long blocks = support::liveBlocks();
+  const long blocks = liveBlocks();
   EXPECT_EQ(this->append({.data = data.data(), .dataSize = 3000}), SM_STATUS_SUCCESS);
-  EXPECT_EQ(support::liveBlocks(), blocks);
+  EXPECT_EQ(liveBlocks(), blocks);
 }
 
 TYPED_TEST(EitherLog, KeepsItsRecordsWhenAnAppenderIsKilledAtAnyWrite)
@@ -201,8 +182,8 @@ TYPED_TEST(EitherLog, HasItsPermissionsAndIsClosedOverAnExec)
   EXPECT_EQ(permissions(), fs::perms(0664));
   fs::permissions(this->path_, fs::perms(0600));
   std::string inherited;
-  const Fault atWrite(TypeParam::kWrite, 1, [&] { inherited = support::inheritableDescriptors(); });
-  const std::string usual = support::inheritableDescriptors();
+  const Fault atWrite(TypeParam::kWrite, 1, [&] { inherited = inheritableDescriptors(); });
+  const std::string usual = inheritableDescriptors();
   EXPECT_EQ(this->append(), SM_STATUS_SUCCESS);
   EXPECT_EQ(permissions(), fs::perms(0664));
   EXPECT_EQ(inherited, usual);
@@ -215,16 +196,15 @@ TYPED_TEST(EitherLog, ShowsTheTimeOfTheZoneThatIsSetNow)
   EXPECT_EQ(this->append(), SM_STATUS_SUCCESS);
   const std::string log = get(this->path_);
   const std::string eastern = "Thu Dec 31 19:00:00 2099";
-  EXPECT_EQ(support::count(log, eastern) + support::count(log, utf16(eastern)), 1u);
+  EXPECT_EQ(count(log, eastern) + count(log, utf16(eastern)), 1u);
 }
 
 // Their files ---------------------------------------------------------------------------------------------------------
 
-class LogFiles : public testing::Test {
+class LogFiles : public Scratch {
  protected:
-  const support::ScratchDirectory directory_{"/etc/tallowmere/logfiles"};
-  const std::string path_ = directory_.file("a.log");
-  const std::string backup_ = directory_.file("a.lo_");
+  const std::string path_ = path("a.log");
+  const std::string backup_ = path("a.lo_");
 };
 
 TEST_F(LogFiles, HaveBackupNames)
@@ -264,7 +244,7 @@ TEST_F(LogFiles, AreMovedAndRemoved)
   EXPECT_EQ(BackupLogFile(std::string(256, 'a').c_str()), SM_STATUS_BUFFER_TOO_SMALL);
   EXPECT_EQ(BackupLogFile(path_.c_str()), SM_STATUS_UNSUCCESSFUL);
   EXPECT_EQ(CreateLogDir(path_.c_str()), SM_STATUS_SUCCESS);
-  EXPECT_EQ(CreateLogDir(directory_.file("a/b/c.log").c_str()), SM_STATUS_UNSUCCESSFUL);
+  EXPECT_EQ(CreateLogDir(path("a/b/c.log").c_str()), SM_STATUS_UNSUCCESSFUL);
   for (const char *content : {"first", "second"}) {
     put(path_, content);
     EXPECT_EQ(BackupLogFile(path_.c_str()), SM_STATUS_SUCCESS);
@@ -301,36 +281,7 @@ TEST_F(LogFiles, AreMovedByOneOfTwoProcesses)
   EXPECT_EQ(get(backup_), full);
 }
 
-#if defined(__x86_64__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-/// A text of more bytes than 32 bits count, in one page of memory that is mapped again and again.
-class HugeText {
- public:
-  explicit HugeText(size_t length)
-  {
-    constexpr size_t kPiece = size_t{1} << 24;
-    const int memory = memfd_create("huge", MFD_CLOEXEC);
-    const std::string piece(kPiece, 'x');
-    EXPECT_EQ(write(memory, piece.data(), kPiece), static_cast<ssize_t>(kPiece));
-    size_ = (length / kPiece + 1) * kPiece;
-    text_ = static_cast<char *>(mmap(nullptr, size_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
-    for (size_t at = 0; at < size_; at += kPiece) {
-      mmap(text_ + at, kPiece, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_FIXED, memory, 0);
-    }
-    close(memory);
-    memset(text_ + length, 0, size_ - length);
-  }
-  ~HugeText() { munmap(text_, size_); }
-  HugeText(const HugeText &) = delete;
-  HugeText &operator=(const HugeText &) = delete;
-
-  const char *bytes() const { return text_; }
-  const SMChar16 *units() const { return reinterpret_cast<const SMChar16 *>(text_); }
-
- private:
-  size_t size_;
-  char *text_;
-};
-
+#ifdef QV_HUGE_TEXTS
 TEST_F(LogFiles, TakeNoLengthForItsLower32Bits)
 {
   char buffer[16] = "untouched";

@@ -1,19 +1,13 @@
 // The red-black tree: statuses, the exact shapes that insertion and deletion leave, walks and release order, and the
 // invariants of the tree under random operations beside a model.
 
-#include <gtest/gtest.h>
-
-#include <random>
 #include <set>
-#include <string>
-#include <vector>
 
-#include "qvsupt32.h"
-#include "support/faults.h"
-#include "support/names.h"
+#include "support/test.h"
 
 namespace {
 
+using namespace support;
 using Node = SMRedBlackTreeNode;
 using Keys = std::vector<int>;
 
@@ -232,7 +226,7 @@ int32_t appendKey(void *keys, void *nodeData)
 
 TEST(RedBlackTree, RandomOperationsKeepOrderBalanceAndAllData)
 {
-  const long blocksBefore = support::liveBlocks();
+  const long blocksBefore = liveBlocks();
   for (const int range : {12, 60, kKeyMax}) {
     std::mt19937 random(static_cast<unsigned>(range));
     Tree tree;
@@ -265,7 +259,7 @@ TEST(RedBlackTree, RandomOperationsKeepOrderBalanceAndAllData)
       EXPECT_EQ(walked, Keys(model.begin(), model.end()));
     }
   }
-  EXPECT_EQ(support::liveBlocks(), blocksBefore);
+  EXPECT_EQ(liveBlocks(), blocksBefore);
 }
 
 TEST(RedBlackTree, AnInconsistentOrderNeverBreaksTheLinks)
@@ -349,7 +343,7 @@ TEST(RedBlackTree, WalksVisitInTheOrderOfTheirMode)
 
 TEST(RedBlackTree, DeleteReleasesRightThenLeftThenTheNode)
 {
-  const long blocksBefore = support::liveBlocks();
+  const long blocksBefore = liveBlocks();
   Tree tree({4, 2, 6, 1, 3, 5, 7});
   Visits visits = {"", 6, 1};  // a result of 0 has no meaning here
   RedBlackTreeDelete(&tree.root, &visits, visit);
@@ -358,7 +352,7 @@ TEST(RedBlackTree, DeleteReleasesRightThenLeftThenTheNode)
   Tree unseen({1, 2, 3});
   RedBlackTreeDelete(&unseen.root, nullptr, nullptr);
   EXPECT_EQ(unseen.root, nullptr);
-  EXPECT_EQ(support::liveBlocks(), blocksBefore);
+  EXPECT_EQ(liveBlocks(), blocksBefore);
 }
 
 TEST(RedBlackTree, ReleasedNodesAreGoneFromTheTree)
@@ -384,19 +378,12 @@ TEST(RedBlackTree, AFailedAllocationLeavesTheTreeAsItWas)
 {
   Tree tree({2, 1, 3});
   {
-    support::Fault fault(support::Call::allocation, 1, ENOMEM, true);
+    Fault fault(Call::allocation, 1, ENOMEM, true);
     EXPECT_EQ(SMRedBlackTreeNodeAlloc(nullptr, datum(1)), nullptr);
     EXPECT_EQ(tree.insert(4), SM_STATUS_NO_MEMORY);
     EXPECT_EQ(tree.insert(3), SM_STATUS_ALREADY_EXISTS) << "an equal datum is met before a node is needed";
   }
   EXPECT_EQ(shape(tree.root), "2b(1r,3r)");
-}
-
-TEST(RedBlackTree, BothNamesAreOneFunction)
-{
-  support::expectOneFunction({"RedBlackTreeAttach", "RedBlackTreeDetach", "RedBlackTreeDataInsert",
-                              "RedBlackTreeDataReplace", "RedBlackTreeDataDelete", "RedBlackTreeDelete",
-                              "RedBlackTreeDataWalk"});
 }
 
 }  // namespace

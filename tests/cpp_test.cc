@@ -1,23 +1,17 @@
 // The C++ header as a component uses it: owners release once, typed reads refuse what has another size, statuses keep
 // their numbers, and units of both language modes meet in one program.
 
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include <algorithm>
 #include <array>
 #include <qvsupt32/qvsupt32.hpp>
-#include <string>
-#include <utility>
-#include <vector>
 
-#include "support/child.h"
-#include "support/scratch.h"
+#include "support/test.h"
 
 /// In a unit of the newer language mode, where results are std::expected: a setting and what became of it.
 std::string settingInOtherMode(const char *path);
 
 namespace {
+
+using namespace support;
 
 namespace qv = qvsupt32;
 using qv::status;
@@ -25,7 +19,7 @@ using qv::status;
 constexpr std::uint8_t kText = 1;
 constexpr std::uint8_t kNumber = 2;
 
-class Cpp : public support::Scratch {};
+class Cpp : public Scratch {};
 
 qv::object objectWithName(const char *name)
 {
@@ -164,7 +158,7 @@ TEST_F(Cpp, SettingsKeepTheirTypes)
   EXPECT_EQ(file.unset_section("s"), status::success);
   EXPECT_EQ(file.get<bool>("s", "b").error(), status::section_not_found);
 
-  support::put(path("malformed.ini"), "[s\n");
+  put(path("malformed.ini"), "[s\n");
   EXPECT_EQ(qv::ini_file(path("malformed.ini")).get_or<std::uint32_t>("s", "k", 1).error(), status::bad_ini_file);
 }
 
@@ -173,7 +167,7 @@ TEST_F(Cpp, KeyValuesAreFoundByOccurrence)
   const std::string file = path("values");
   EXPECT_TRUE(qv::key_values::load(file.c_str()).entries().empty());
   EXPECT_EQ(qv::key_values::set(file.c_str(), "a", "1"), status::file_not_opened);
-  support::put(file, "a=1\nb=2\na=3\n");
+  put(file, "a=1\nb=2\na=3\n");
   EXPECT_EQ(qv::key_values::set(file.c_str(), "a", "4", 2), status::success);
   EXPECT_EQ(qv::key_values::set(file.c_str(), "b", nullptr), status::success);
   const auto loaded = qv::key_values::load(file.c_str());
@@ -193,7 +187,7 @@ TEST_F(Cpp, HandlesCloseAndLeaveWhatOthersUse)
   EXPECT_EQ(memory->bytes().size(), 100u);
   EXPECT_EQ(qv::mutex::open("cpp-test-none").error(), status::unsuccessful);
 
-  support::Child other([](support::Child::Inside &inside) {
+  Child other([](Child::Inside &inside) {
     auto theirs = qv::mutex::open("cpp-test");
     auto segment = qv::shared_memory::open("cpp-test");
     auto counted = qv::semaphore::open("cpp-test-count");
@@ -227,7 +221,7 @@ TEST_F(Cpp, HandlesCloseAndLeaveWhatOthersUse)
 TEST_F(Cpp, TheFileLockEndsWithItsScope)
 {
   const auto lockedElsewhere = [] {
-    support::Child other([](support::Child::Inside &inside) {
+    Child other([](Child::Inside &inside) {
       const auto theirs = qv::file_lock::acquire(false);
       inside.report({!theirs && theirs.error() == status::lock_failed});
     });

@@ -4,30 +4,19 @@
 
 #include "frame/lock/file_guard.h"
 
-#include <gtest/gtest.h>
 #include <pthread.h>
 #include <sched.h>
 #include <sys/mman.h>
-#include <unistd.h>
 
-#include <atomic>
-#include <chrono>
 #include <future>
-#include <optional>
-#include <thread>
-#include <vector>
 
-#include "qvsupt32.h"
-#include "support/child.h"
-#include "support/faults.h"
-#include "support/record_locks.h"
+#include "support/observed_thread.h"
+#include "support/test.h"
 
 namespace {
 
+using namespace support;
 using qv::FileGuard;
-using support::Call;
-using support::Child;
-using support::Fault;
 
 constexpr char kHeld[] = "WRITE 120000 120000\n";
 constexpr uint16_t kTry = 0;
@@ -35,19 +24,13 @@ constexpr uint16_t kWait = 1;
 
 std::string ownLocks()
 {
-  return support::recordLocks(getpid());
+  return recordLocks(getpid());
 }
 
 bool obtains(uint16_t mode)
 {
   const FileGuard guard(mode);
   return static_cast<bool>(guard);
-}
-
-/// Time for another thread to do what it should not do, or to fall asleep.
-void giveTime()
-{
-  std::this_thread::sleep_for(std::chrono::milliseconds(20));
 }
 
 /// An operation of the library itself that does not wait.
@@ -114,20 +97,21 @@ TEST(FileGuard, TryIsNeverRefusedByThreadsOfItsProcess)
 
   std::optional<FileGuard> guard(std::in_place, kWait);
   std::atomic<bool> entered = false;
-  std::thread trying([&] { entered = obtains(kTry); });
-  giveTime();
-  EXPECT_FALSE(entered);
-  guard.reset();
-  trying.join();
+  {
+    const ObservedThread trying([&] { entered = obtains(kTry); });
+    trying.waitUntilAsleep();
+    EXPECT_FALSE(entered);
+    guard.reset();
+  }
   EXPECT_TRUE(entered) << "it waited for the insider's work";
 }
 
 TEST(FileGuard, TryIsRefusedAtOnceWhereTheInsiderWaitsForAnotherProcess)
 {
-  support::RecordHolder holder(120000);
+  RecordHolder holder(120000);
   std::promise<void> tried;
   std::promise<void> refused;
-  std::thread trying;
+  std::optional<ObservedThread> trying;
   std::thread waiting([&] {
     const Fault firstSleep(Call::usleep, 1, [&] {
       tried.set_value();
@@ -136,8 +120,8 @@ TEST(FileGuard, TryIsRefusedAtOnceWhereTheInsiderWaitsForAnotherProcess)
     });
     const FileGuard guard(kWait);
     EXPECT_TRUE(guard);
-    trying = std::thread([] { EXPECT_TRUE(obtains(kTry)) << "the insider waits no longer"; });
-    giveTime();
+    trying.emplace([] { EXPECT_TRUE(obtains(kTry)) << "the insider waits no longer"; });
+    trying->waitUntilAsleep();
   });
   tried.get_future().wait();
   {
@@ -148,43 +132,37 @@ TEST(FileGuard, TryIsRefusedAtOnceWhereTheInsiderWaitsForAnotherProcess)
   }
   refused.set_value();
   waiting.join();
-  trying.join();
+  trying.reset();
   EXPECT_TRUE(isFree());
 }
 
 TEST(FileGuard, TryWaitsUntilItIsKnownWhetherAnotherProcessHasTheRecord)
 {
-  std::thread trying;
+  std::optional<ObservedThread> trying;
   std::atomic<bool> done = false;
   std::atomic<bool> obtained = false;
-  {
-    const Fault firstTry(Call::fcntl, 1, [&] {
-      trying = std::thread([&] {
-        obtained = obtains(kTry);
-        done = true;
-      });
-      giveTime();
-      EXPECT_FALSE(done) << "the insider has not tried the record yet";
+  const auto tryAndWait = [&] {
+    trying.emplace([&] {
+      obtained = obtains(kTry);
+      done = true;
     });
+    trying->waitUntilAsleep();
+    EXPECT_FALSE(done) << "the insider has not tried the record yet";
+  };
+  {
+    const Fault firstTry(Call::fcntl, 1, tryAndWait);
     EXPECT_TRUE(obtains(kTry));
   }
-  trying.join();
+  trying.reset();
   EXPECT_TRUE(obtained);
+  done = false;
 
   // The record turns out to be another process's: those that wait for the insider are refused with it.
-  support::RecordHolder holder(120000);
+  RecordHolder holder(120000);
   std::thread waiting([&] {
-    std::promise<void> started;
-    const Fault firstTry(Call::fcntl, 1, [&] {
-      trying = std::thread([&] {
-        started.set_value();
-        obtained = obtains(kTry);
-      });
-      started.get_future().wait();
-      giveTime();
-    });
+    const Fault firstTry(Call::fcntl, 1, tryAndWait);
     const Fault sleeps(Call::usleep, 1, [&] {
-      trying.join();
+      trying.reset();
       holder.letGo();
     });
     const Fault wakes(Call::futexWake);
@@ -233,17 +211,17 @@ TEST(FileGuard, TakesTheGateBeforeTheRecordAndLeavesItAfter)
   std::optional<FileGuard> guard(std::in_place, kWait);
   ASSERT_TRUE(*guard);
   EXPECT_EQ(ownLocks(), kHeld);
-  std::thread next;
+  std::optional<ObservedThread> next;
   std::atomic<bool> inside = false;
   {
     const Fault release(Call::fcntl, 1, [&] {
-      next = std::thread([&] { inside = obtains(kWait); });
-      giveTime();
+      next.emplace([&] { inside = obtains(kWait); });
+      next->waitUntilAsleep();
       EXPECT_FALSE(inside) << "no thread gets in while the record is still held";
     });
     guard.reset();
   }
-  next.join();
+  next.reset();
   EXPECT_TRUE(inside);
   EXPECT_EQ(ownLocks(), "");
   EXPECT_TRUE(isFree());

@@ -1,29 +1,17 @@
 // Formatted output: exact bytes, results, flags and counts, at every size of a buffer that ends at an unreadable page and
 // without a buffer. Digits are compared with those of the platform, which are exact as well.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <cfenv>
 #include <cfloat>
 #include <climits>
 #include <cmath>
 #include <cstdarg>
-#include <cstdio>
-#include <cstring>
-#include <random>
-#include <string>
-#include <vector>
 
-#include "qvsupt32.h"
-#include "support/faults.h"
-#include "support/guarded_block.h"
+#include "support/test.h"
 
 namespace {
 
-using support::Call;
-using support::Fault;
-using support::GuardedBlock;
+using namespace support;
 
 constexpr uint32_t kSizeMax = 0x80000000;
 constexpr uint32_t kUnset = 0x5A5A5A5A;
@@ -73,12 +61,12 @@ void expectText(const std::string &expected, const char *format, Arguments... ar
     memset(buffer, kFill, size);
     uint32_t flag = kUnset;
     ASSERT_EQ(formatFlagged(buffer, size, &flag, format, arguments...), stored);
-    ASSERT_EQ(std::string(buffer, size), bytes);
+    ASSERT_EQ(bytes, std::string(buffer, size));
     ASSERT_EQ(flag, truncated);
 
     memset(buffer, kFill, size);
     ASSERT_EQ(OSsnprintf(buffer, size, format, arguments...), stored);
-    ASSERT_EQ(std::string(buffer, size), bytes);
+    ASSERT_EQ(bytes, std::string(buffer, size));
 
     flag = kUnset;
     ASSERT_EQ(formatFlagged(nullptr, size, &flag, format, arguments...), stored);
@@ -250,31 +238,6 @@ TEST(Format, DigitsDoNotDependOnTheRoundingMode)
   }
 }
 
-TEST(Format, IntegersAsThePlatformFormatsThem)
-{
-  std::vector<int> values = {0, INT_MAX, INT_MIN, -1};
-  for (int power = 1; power <= 100000000; power *= 10) {
-    for (const int value : {power - 1, power, 10 * power - 1, 10 * power}) {
-      values.insert(values.end(), {value, -value});
-    }
-  }
-  std::mt19937 random(20240229);
-  for (int i = 0; i < 500; ++i) {
-    values.push_back(static_cast<int>(random()) >> (random() % 31));
-  }
-  for (const char *flags :
-       {"", "-", "0", "+", " ", "#", "#0", "-#", "0+", "5", "-12", "012", "+12", "#012", "#12", "h"}) {
-    for (const char conversion : {'d', 'i', 'u', 'o', 'x', 'X'}) {
-      const std::string format = std::string("%") + flags + conversion;
-      for (const int value : values) {
-        char expected[64];
-        (void)snprintf(expected, sizeof(expected), format.c_str(), value);
-        ASSERT_EQ(formatted(format.c_str(), value), expected) << format << " " << value;
-      }
-    }
-  }
-}
-
 TEST(Format, UCS2Text)
 {
   const char16_t text[] = u"h\u00E9\u20AC\U0001F600";
@@ -311,12 +274,12 @@ TEST(Format, OnlyUCS2TextFailsWithoutMemory)
   }
   EXPECT_EQ(calls, 0u);
 
-  const long blocks = support::liveBlocks();
+  const long blocks = liveBlocks();
   uint32_t stored[4] = {};
-  const unsigned failures = support::failEach(Call::allocation, ENOMEM, [&](unsigned nth) {
+  const unsigned failures = failEach(Call::allocation, ENOMEM, [&](unsigned nth) {
     stored[nth] = OSsnprintf(buffer, sizeof(buffer), "ab%Scd", u"\u20AC");
   });
-  EXPECT_EQ(support::liveBlocks(), blocks);
+  EXPECT_EQ(liveBlocks(), blocks);
   EXPECT_EQ(failures, 1u);
   EXPECT_EQ(stored[1], 2u);
   EXPECT_EQ(stored[2], 7u);

@@ -4,23 +4,13 @@
 #include "qvsupt32/frame.h"
 
 #include <dlfcn.h>
-#include <gtest/gtest.h>
 #include <malloc.h>
-#include <unistd.h>
 
-#include <cstring>
-#include <string>
-#include <utility>
-#include <vector>
-
-#include "qvsupt32.h"
-#include "support/faults.h"
-#include "support/record_locks.h"
+#include "support/test.h"
 
 namespace {
 
-using support::Call;
-using support::Fault;
+using namespace support;
 
 TEST(Variables, OfTheProgramAreTheLibrarysOwn)
 {
@@ -35,7 +25,7 @@ TEST(Variables, OfTheProgramAreTheLibrarysOwn)
   EXPECT_EQ(hGFileLock, 120000u);
   EXPECT_EQ(l_ipc_name_base, 100000u);
   EXPECT_GT(l_ipc_fd, STDERR_FILENO);
-  EXPECT_STREQ(l_ipc_filename, support::kIpcFile);
+  EXPECT_STREQ(l_ipc_filename, kIpcFile);
   ModuleDoNotDetach();
   EXPECT_EQ(modDetachFlag, 0);
   ModuleChildAfterFork();
@@ -49,14 +39,14 @@ TEST(FileLock, IsTheRecordLockOfTheProcess)
 {
   EXPECT_EQ(FileLock(1), 1u);
   EXPECT_EQ(FileLock(0), 1u) << "the process holds it already";
-  EXPECT_EQ(support::recordLocks(getpid()), "WRITE 120000 120000\n");
+  EXPECT_EQ(recordLocks(getpid()), "WRITE 120000 120000\n");
   EXPECT_EQ(FileUnlock(), 0) << "one release is enough";
-  EXPECT_EQ(support::recordLocks(getpid()), "");
+  EXPECT_EQ(recordLocks(getpid()), "");
 }
 
 TEST(FileLock, ModeOneAloneWaits)
 {
-  support::RecordHolder holder(120000);
+  RecordHolder holder(120000);
   const struct {
     uint16_t mode;
     unsigned steps;
@@ -77,14 +67,6 @@ TEST(FileLock, ModeOneAloneWaits)
   EXPECT_EQ(FileLock(1), 0u);
 }
 
-TEST(FileLock, HasAnSmName)
-{
-  EXPECT_EQ(SMFileLock(SM_LOCK_TRY), 1u);
-  EXPECT_EQ(support::recordLocks(getpid()), "WRITE 120000 120000\n");
-  EXPECT_EQ(SMFileUnlock(), 0);
-  EXPECT_EQ(support::recordLocks(getpid()), "");
-}
-
 TEST(Version, IsThatOfTheHeaders)
 {
   EXPECT_STREQ(SMGetVersionText(), QVSUPT32_VERSION_STRING);
@@ -100,7 +82,7 @@ TEST(StatusText, BeginsWithTheNameAndIsOneLine)
                                                    {256, "SM_STATUS_NOT_FOUND: "},
                                                    {291, "SM_STATUS_VALUE_TOO_SMALL: "}};
   for (const auto &[status, start] : rows) {
-    EXPECT_EQ(std::string(SMStatusText(status)).substr(0, start.size()), start);
+    EXPECT_EQ(start, std::string(SMStatusText(status)).substr(0, start.size()));
   }
   int known = 0;
   for (uint32_t status = 0xFFFFFFFF; status != 1000; ++status) {
@@ -113,7 +95,7 @@ TEST(StatusText, BeginsWithTheNameAndIsOneLine)
 
 TEST(Memory, IsTheHeapOfTheProcess)
 {
-  const long blocks = support::liveBlocks();
+  const long blocks = liveBlocks();
   auto *block = static_cast<char *>(SMAllocMem(0x10001));
   ASSERT_NE(block, nullptr);
   memset(block, 'x', 0x10001);
@@ -132,7 +114,7 @@ TEST(Memory, IsTheHeapOfTheProcess)
   SMFreeMem(SMReAllocMem(nullptr, 1));
   SMFreeMem(SMAllocMem(0));
   SMFreeMem(nullptr);
-  EXPECT_EQ(support::liveBlocks(), blocks);
+  EXPECT_EQ(liveBlocks(), blocks);
 }
 
 TEST(ExportContext, IsZeroOnLinux)

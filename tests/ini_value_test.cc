@@ -1,28 +1,15 @@
 // Typed values in INI files: the stored text and the value read back at the limits of each type, what a read answers
 // with a default, the sizes that are taken, and the files of products.
 
-#include <gtest/gtest.h>
-
 #include <cmath>
-#include <cstring>
-#include <vector>
 
-#include "qvsupt32.h"
-#include "support/faults.h"
-#include "support/guarded_block.h"
-#include "support/record_locks.h"
-#include "support/scratch.h"
+#include "support/statuses.h"
+#include "support/test.h"
 
 namespace {
 
-using support::Call;
-using support::Fault;
-using support::get;
-using support::put;
-using namespace std::string_literals;
-namespace fs = std::filesystem;
+using namespace support;
 
-constexpr uint32_t kFailed = 0xFFFFFFFF;
 constexpr uint32_t kMostBytes = 1638;
 
 template <class T>
@@ -31,12 +18,7 @@ std::string bytesOf(T value)
   return {reinterpret_cast<const char *>(&value), sizeof(value)};
 }
 
-std::string textOf(const std::u16string &text)
-{
-  return {reinterpret_cast<const char *>(text.data()), 2 * text.size()};
-}
-
-class IniValue : public support::Scratch {
+class IniValue : public Scratch {
  protected:
   uint32_t write(int32_t type, const std::string &value)
   {
@@ -46,7 +28,7 @@ class IniValue : public support::Scratch {
   /// Status, size and the bytes of a buffer that ends at an unreadable page.
   std::string read(int32_t type, uint32_t size, const std::string &defaultValue = "")
   {
-    support::GuardedBlock buffer(std::vector<uint8_t>(size, '?'));
+    GuardedBlock buffer(std::vector<uint8_t>(size, '?'));
     const uint32_t status =
         ReadINIPathFileValue("s", "k", type, buffer.data(), &size, defaultValue.empty() ? nullptr : defaultValue.data(),
                              static_cast<uint32_t>(defaultValue.size()), file.c_str(), 1);
@@ -76,9 +58,9 @@ TEST_F(IniValue, TextsOfValuesAndBack)
     std::string value;
     std::string text;
   } rows[] = {{SM_INI_TYPE_ASTRING, " a=b \0"s, " a=b "},
-              {SM_INI_TYPE_USTRING, textOf(u"A\0"s), "0x41,0x00,0x00,0x00"},
-              {SM_INI_TYPE_USTRING, textOf(u"\0"s), "0x00,0x00"},
-              {SM_INI_TYPE_USTRING, textOf(u"\u20AC\xD83D\0"s), "0xAC,0x20,0x3D,0xD8,0x00,0x00"},
+              {SM_INI_TYPE_USTRING, utf16(u"A\0"s), "0x41,0x00,0x00,0x00"},
+              {SM_INI_TYPE_USTRING, utf16(u"\0"s), "0x00,0x00"},
+              {SM_INI_TYPE_USTRING, utf16(u"\u20AC\xD83D\0"s), "0xAC,0x20,0x3D,0xD8,0x00,0x00"},
               {SM_INI_TYPE_BINARY, "\x00\x0F\xF0\xFF"s, "0x00,0x0F,0xF0,0xFF"},
               {SM_INI_TYPE_BOOLN, bytesOf(SMBool{1}), "TRUE"},
               {SM_INI_TYPE_BOOLN, bytesOf(SMBool{0}), "FALSE"},
@@ -122,20 +104,20 @@ TEST_F(IniValue, TextsThatOthersWrote)
     std::string result;
   } rows[] = {{SM_INI_TYPE_BINARY, 4, "", answer(0, 0, "????")},
               {SM_INI_TYPE_BINARY, 4, "0x01,zz,0x02", answer(0, 1, "\1???")},
-              {SM_INI_TYPE_BINARY, 2, "0x00,0x0F,0xF0,0xFF", answer(16, 4, "\x00\x0F"s)},
+              {SM_INI_TYPE_BINARY, 2, "0x00,0x0F,0xF0,0xFF", answer(kTooSmall, 4, "\x00\x0F"s)},
               {SM_INI_TYPE_BINARY, 4, ",,1,, \tfFx,+0X2,,", answer(0, 3, "\1\xFF\2?")},
               {SM_INI_TYPE_BINARY, 2, "0x,0xg", answer(0, 2, "\0\0"s)},
               {SM_INI_TYPE_BINARY, 2, "1;2", answer(0, 1, "\1?")},
               {SM_INI_TYPE_BINARY, 4, "0xFFFFFFFF,-1,80000041,123456789", answer(0, 4, "\xFF\xFF\x41\xFF")},
-              {SM_INI_TYPE_BINARY, 2, "01,0x100", answer(264, 0, "\1?")},
-              {SM_INI_TYPE_BINARY, 1, "0,0,0x100", answer(264, 0, "\0"s)},
+              {SM_INI_TYPE_BINARY, 2, "01,0x100", answer(kBadSize, 0, "\1?")},
+              {SM_INI_TYPE_BINARY, 1, "0,0,0x100", answer(kBadSize, 0, "\0"s)},
               {SM_INI_TYPE_USTRING, 3, "0x41,0x00,0x42", answer(0, 3, "A\0B"s)},
               {SM_INI_TYPE_BOOLN, 2, "  tRuE x", answer(0, 2, "\1\0"s)},
               {SM_INI_TYPE_BOOLN, 4, "False", answer(0, 4, "\0\0??"s)},
-              {SM_INI_TYPE_BOOLN, 2, "TRUE\t", answer(264, 0, "??")},
-              {SM_INI_TYPE_BOOLN, 2, "TRUES", answer(264, 0, "??")},
-              {SM_INI_TYPE_BOOLN, 2, "   ", answer(264, 0, "??")},
-              {SM_INI_TYPE_BOOLN, 2, "1", answer(264, 0, "??")},
+              {SM_INI_TYPE_BOOLN, 2, "TRUE\t", answer(kBadSize, 0, "??")},
+              {SM_INI_TYPE_BOOLN, 2, "TRUES", answer(kBadSize, 0, "??")},
+              {SM_INI_TYPE_BOOLN, 2, "   ", answer(kBadSize, 0, "??")},
+              {SM_INI_TYPE_BOOLN, 2, "1", answer(kBadSize, 0, "??")},
               {SM_INI_TYPE_U32, 4, " \t+12x", u32(12)},
               {SM_INI_TYPE_U32, 4, "-1", u32(UINT32_MAX)},
               {SM_INI_TYPE_U32, 4, "4294967296", u32(UINT32_MAX)},
@@ -148,7 +130,7 @@ TEST_F(IniValue, TextsThatOthersWrote)
               {SM_INI_TYPE_D64, 8, " -1.5e3x", answer(0, 8, bytesOf(-1500.0))},
               {SM_INI_TYPE_D64, 8, "x", answer(0, 8, bytesOf(0.0))},
               {SM_INI_TYPE_D64, 8, std::string(8192, '0'), answer(0, 8, bytesOf(0.0))},
-              {SM_INI_TYPE_D64, 8, std::string(8193, '0'), answer(16, 0, "????????")}};
+              {SM_INI_TYPE_D64, 8, std::string(8193, '0'), answer(kTooSmall, 0, "????????")}};
   for (const auto &row : rows) {
     store(row.text);
     EXPECT_EQ(read(row.type, row.size), row.result) << row.type << " " << row.text.substr(0, 60);
@@ -173,19 +155,19 @@ TEST_F(IniValue, DefaultsStandInForEveryFailure)
       return answer(status, row.resultSize,
                     row.defaultValue.substr(0, row.resultSize) + std::string(row.size - row.resultSize, '?'));
     };
-    EXPECT_EQ(read(row.type, row.size, row.defaultValue), result(7)) << row.type;
+    EXPECT_EQ(read(row.type, row.size, row.defaultValue), result(kNoAccess)) << row.type;
     put(file, "[other]\n");
-    EXPECT_EQ(read(row.type, row.size, row.defaultValue), result(262)) << row.type;
+    EXPECT_EQ(read(row.type, row.size, row.defaultValue), result(kNoSection)) << row.type;
     {
       const Fault fault(Call::fcntl, 1, EIO);
-      EXPECT_EQ(read(row.type, row.size, row.defaultValue), result(11)) << row.type;
+      EXPECT_EQ(read(row.type, row.size, row.defaultValue), result(kLocked)) << row.type;
     }
     fs::remove(file);
   }
   store("0x1,0x1FF");
-  EXPECT_EQ(read(SM_INI_TYPE_BINARY, 2, "xyz"), answer(264, 2, "xy"));
+  EXPECT_EQ(read(SM_INI_TYPE_BINARY, 2, "xyz"), answer(kBadSize, 2, "xy"));
   store("yes");
-  EXPECT_EQ(read(SM_INI_TYPE_BOOLN, 2, "xy"), answer(264, 2, "xy"));
+  EXPECT_EQ(read(SM_INI_TYPE_BOOLN, 2, "xy"), answer(kBadSize, 2, "xy"));
   uint32_t size = 4;
   uint32_t value = 7;
   const Fault fault(Call::allocation, 1);
@@ -212,11 +194,11 @@ TEST_F(IniValue, SizesThatAreTaken)
               {SM_INI_TYPE_S32, 4, 3000},          {SM_INI_TYPE_U64, 8, 3000},   {SM_INI_TYPE_S64, 8, 3000},
               {SM_INI_TYPE_D64, 8, 3000}};
   for (const auto &row : rows) {
-    EXPECT_EQ(write(row.type, zeros.substr(0, row.least - 1)), 264u) << row.type;
-    EXPECT_EQ(row.most < 3000 ? write(row.type, zeros.substr(0, row.most + 1)) : 264u, 264u) << row.type;
-    EXPECT_EQ(WriteINIPathFileValue("s", "k", row.type, nullptr, row.least, file.c_str(), 1), 264u) << row.type;
-    EXPECT_EQ(WriteINIPathFileValue("s", nullptr, row.type, nullptr, 1, file.c_str(), 1), 2u) << row.type;
-    EXPECT_EQ(reading(row.type, row.least - 1), 2u) << row.type;
+    EXPECT_EQ(write(row.type, zeros.substr(0, row.least - 1)), kBadSize) << row.type;
+    EXPECT_EQ(row.most < 3000 ? write(row.type, zeros.substr(0, row.most + 1)) : kBadSize, kBadSize) << row.type;
+    EXPECT_EQ(WriteINIPathFileValue("s", "k", row.type, nullptr, row.least, file.c_str(), 1), kBadSize) << row.type;
+    EXPECT_EQ(WriteINIPathFileValue("s", nullptr, row.type, nullptr, 1, file.c_str(), 1), kBadArgument) << row.type;
+    EXPECT_EQ(reading(row.type, row.least - 1), kBadArgument) << row.type;
     EXPECT_EQ(get(file), nothing);
     EXPECT_EQ(write(row.type, zeros.substr(0, row.least)), 0u) << row.type;
     EXPECT_EQ(write(row.type, zeros.substr(0, row.most)), 0u) << row.type;
@@ -224,18 +206,18 @@ TEST_F(IniValue, SizesThatAreTaken)
     fs::remove(file);
   }
   const std::u16string text(kMostBytes / 2 - 1, u'x');
-  EXPECT_EQ(write(SM_INI_TYPE_USTRING, textOf(text + u"\0"s)), 0u);
+  EXPECT_EQ(write(SM_INI_TYPE_USTRING, utf16(text + u"\0"s)), 0u);
   fs::remove(file);
   for (const std::string &wrong :
-       {textOf(text + u"x\0"s), textOf(u"x"s), textOf(u"x\0x\0"s), "x\0\0"s, "x\0\0\0\0"s, ""s}) {
-    EXPECT_EQ(write(SM_INI_TYPE_USTRING, wrong), 264u) << wrong.size();
-    EXPECT_EQ(wrong.empty() ? answer(2, 4, "????") : read(SM_INI_TYPE_USTRING, 4, wrong),
-              wrong.size() > 8 ? answer(7, 4, "x\0x\0"s) : answer(2, 4, "????"));
+       {utf16(text + u"x\0"s), utf16(u"x"s), utf16(u"x\0x\0"s), "x\0\0"s, "x\0\0\0\0"s, ""s}) {
+    EXPECT_EQ(write(SM_INI_TYPE_USTRING, wrong), kBadSize) << wrong.size();
+    EXPECT_EQ(wrong.empty() ? answer(kBadArgument, 4, "????") : read(SM_INI_TYPE_USTRING, 4, wrong),
+              wrong.size() > 8 ? answer(kNoAccess, 4, "x\0x\0"s) : answer(kBadArgument, 4, "????"));
   }
   EXPECT_EQ(get(file), nothing);
   for (const int32_t type : {INT32_MIN, -1, 0, 10, INT32_MAX}) {
-    EXPECT_EQ(write(type, "x"), 2u);
-    EXPECT_EQ(read(type, 4), answer(2, 4, "????"));
+    EXPECT_EQ(write(type, "x"), kBadArgument);
+    EXPECT_EQ(read(type, 4), answer(kBadArgument, 4, "????"));
   }
   uint32_t size = 8;
   char buffer[8];
@@ -243,12 +225,12 @@ TEST_F(IniValue, SizesThatAreTaken)
     EXPECT_EQ(ReadINIFileValue_u64(missing == 0 ? nullptr : "s", missing == 1 ? nullptr : "k",
                                    missing == 2 ? nullptr : buffer, missing == 3 ? nullptr : &size, buffer, 8,
                                    missing == 4 ? nullptr : file.c_str(), 1),
-              2u);
+              kBadArgument);
     EXPECT_EQ(size, 8u);
   }
 }
 
-using Product = support::Scratch;
+using Product = Scratch;
 
 TEST_F(Product, FilesLieInItsIniDirectory)
 {
@@ -271,7 +253,7 @@ TEST_F(Product, FilesLieInItsIniDirectory)
   int32_t value = 0;
   uint32_t size = 4;
   EXPECT_EQ(SMReadINIFileValue("s", "k", SM_INI_TYPE_S32, &value, &size, nullptr, 0, "test.ini", 1), 0u);
-  EXPECT_EQ(SMReadINIFileValue("s", "k", 10, &value, &size, nullptr, 0, "test.ini", 1), 2u);
+  EXPECT_EQ(SMReadINIFileValue("s", "k", 10, &value, &size, nullptr, 0, "test.ini", 1), kBadArgument);
   EXPECT_EQ(SMWriteINIPIDFileValue("s", "k", 10, &value, 4, 2, "test.ini", 1), kFailed) << "the product comes first";
   fs::remove_all("/etc/tallowmere/vela/ini");
 
@@ -279,7 +261,7 @@ TEST_F(Product, FilesLieInItsIniDirectory)
   const std::string longest = std::string(221, 'n') + "/x.ini.xy";
   ASSERT_EQ(longest.size(), 230u);
   EXPECT_EQ(write(longest.c_str()), kFailed) << "the directory below does not exist";
-  EXPECT_EQ(write((longest + "z").c_str()), 2u);
+  EXPECT_EQ(write((longest + "z").c_str()), kBadArgument);
   EXPECT_FALSE(fs::exists("/etc/tallowmere/vela/ini"));
 }
 

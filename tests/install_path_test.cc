@@ -1,20 +1,11 @@
 // Install paths: where they come from, what a lookup answers, and the functions on paths. The cache is built anew in
 // each case; lookups meet the directories of the sandbox.
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <cstring>
-
-#include "qvsupt32.h"
-#include "support/faults.h"
-#include "support/scratch.h"
+#include "support/test.h"
 
 namespace {
 
-using support::Call;
-using support::Fault;
-namespace fs = std::filesystem;
+using namespace support;
 
 constexpr char kCorvane[] = "/etc/tallowmere/corvane";
 
@@ -61,7 +52,6 @@ TEST_F(InstallPath, ComesFromThePlatform)
   uint32_t size = sizeof(path);
   EXPECT_EQ(SMGetInstallPath(path, &size), 0u);
   EXPECT_STREQ(path, "/etc/tallowmere/vela");
-  EXPECT_EQ(SMGetInstallPathByProductID, SUPTMiscGetInstallPathByProductID);
 }
 TEST_F(InstallPath, ComesFromTheEnvironmentOnce)
 {
@@ -109,10 +99,10 @@ TEST_F(InstallPath, CacheHoldsTheKnownProductsInTheirOrder)
     EXPECT_EQ(pGInstallPathList[i].productID, products[i]);
   }
   EXPECT_EQ(sizeof(SMInstallPath), 264u);
-  const long blocks = support::liveBlocks();
+  const long blocks = liveBlocks();
   SUPTMiscFreeInstallPathCache();
   SUPTMiscFreeInstallPathCache();
-  EXPECT_EQ(support::liveBlocks(), blocks - 1);
+  EXPECT_EQ(liveBlocks(), blocks - 1);
   {
     const Fault fault(Call::allocation, 1);
     SUPTMiscInitInstallPathCache();

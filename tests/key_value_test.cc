@@ -1,31 +1,16 @@
 // Key=value files: normal forms, loading, setting one occurrence while all other lines keep their bytes, and what is on
 // the disk after each system call and allocation has failed.
 
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include <algorithm>
-#include <cstring>
-#include <vector>
-
-#include "qvsupt32.h"
-#include "support/faults.h"
-#include "support/record_locks.h"
-#include "support/scratch.h"
+#include "support/statuses.h"
+#include "support/test.h"
 
 namespace {
 
-using support::Call;
-using support::Fault;
-using support::get;
-using support::put;
-using namespace std::string_literals;
-namespace fs = std::filesystem;
+using namespace support;
 
-constexpr uint32_t kFailed = 0xFFFFFFFF;
 constexpr size_t kMostText = 8448;
 
-class KeyValue : public support::Scratch {
+class KeyValue : public Scratch {
  protected:
   /// The entries of a file as "key=value|", or "none".
   std::string load() const
@@ -84,7 +69,7 @@ TEST(KeyValueLine, Positions)
   EXPECT_EQ(CFGUEqualPosition("ab"), -1);
   EXPECT_EQ(CFGUEqualPosition("a=b="), 1);
   EXPECT_EQ(CFGUGetFirstNonWhiteSpacePos(""), -1);
-  EXPECT_EQ(CFGUGetFirstNonWhiteSpacePos(" \t\n"), 2);
+  EXPECT_EQ(CFGUGetFirstNonWhiteSpacePos(" \t\n"), kBadArgument);
   EXPECT_EQ(CFGUGetFirstNonWhiteSpacePos("x"), 0);
   for (const std::string text : {"abc", "a", ""}) {
     std::string shifted = text;
@@ -120,7 +105,7 @@ TEST_F(KeyValue, LoadsTheEntries)
   }
   put(file, lines);
   EXPECT_EQ(load(), wanted);
-  const unsigned failures = support::failEach(Call::allocation, ENOMEM, [&](unsigned) {
+  const unsigned failures = failEach(Call::allocation, ENOMEM, [&](unsigned) {
     uint32_t loaded = 9;
     CFGUKeyValueEntry *entries = CFGUGetKeyValueEntries(file.c_str(), &loaded);
     CFGUFreeKeyValueEntries(entries, loaded);
@@ -172,18 +157,18 @@ TEST_F(KeyValue, OnePassCountsOrFills)
     return std::all_of(std::begin(entries), std::end(entries),
                        [](const CFGUKeyValueEntry &entry) { return entry.key == nullptr && entry.value == nullptr; });
   };
-  EXPECT_EQ(pass(nullptr, 1), 271u);
+  EXPECT_EQ(pass(nullptr, 1), kInvalid);
   EXPECT_EQ(pass(nullptr, 0), kFailed);
   EXPECT_EQ(count, 3u);
   EXPECT_EQ(pass(entries, 2), kFailed);
   EXPECT_EQ(count, 3u);
   EXPECT_TRUE(isEmpty()) << "nothing stays of a pass that failed";
-  EXPECT_EQ(support::failEach(Call::allocation, ENOMEM,
-                              [&](unsigned nth) {
-                                const uint32_t status = pass(entries, 4);
-                                EXPECT_EQ(status, nth <= 6 ? 272u : 0u);
-                                EXPECT_EQ(isEmpty(), status != 0);
-                              }),
+  EXPECT_EQ(failEach(Call::allocation, ENOMEM,
+                     [&](unsigned nth) {
+                       const uint32_t status = pass(entries, 4);
+                       EXPECT_EQ(status, nth <= 6 ? kNoMemory : 0u);
+                       EXPECT_EQ(isEmpty(), status != 0);
+                     }),
             6u)
       << "two an entry";
   EXPECT_EQ(count, 3u);
@@ -200,7 +185,8 @@ TEST_F(KeyValue, OnePassCountsOrFills)
     Call call;
     unsigned nth;
     uint32_t status;
-  } faults[] = {{Call::fcntl, 1, 11}, {Call::open, 1, kFailed}, {Call::pread, 1, kFailed}, {Call::pread, 2, kFailed}};
+  } faults[] = {
+      {Call::fcntl, 1, kLocked}, {Call::open, 1, kFailed}, {Call::pread, 1, kFailed}, {Call::pread, 2, kFailed}};
   put(file, "a=1\n" + std::string(70000, '\n'));
   for (const auto &fault : faults) {
     const Fault failing(fault.call, fault.nth, EIO);
@@ -220,18 +206,18 @@ TEST_F(KeyValue, SettingChangesOneOccurrence)
   } rows[] = {{four, "a", "z", 1, 0, "a = 1\n# a=2\na=z\nb\n"},
               {four, "a", "z", 0, 0, "a=z\n# a=2\na=\"x y\"\nb\n"},
               {four, "a", " \"z\" ", 2, 0, four + "a= \"z\" \n"},
-              {four, "a", "z", 3, 271, four},
+              {four, "a", "z", 3, kInvalid, four},
               {four, "a", nullptr, 0, 0, "# a=2\na=\"x y\"\nb\n"},
-              {four, "a", nullptr, 2, 263, four},
-              {four, "a", nullptr, 5, 271, four},
+              {four, "a", nullptr, 2, kNoKey, four},
+              {four, "a", nullptr, 5, kInvalid, four},
               {four, "A", "", 0, 0, four + "A=\n"},
-              {four, "A", "v", 1, 271, four},
+              {four, "A", "v", 1, kInvalid, four},
               {four, "# a", "v", 0, 0, four + "# a=v\n"},
               {"x\0y\r\nk=1\0\n k \t=2"s, "k", "v", 1, 0, "x\0y\r\nk=1\0\nk=v\n"s},
               {"x", "k", "v", 0, 0, "x\nk=v\n"},
               {"k=1", "k", "v", 1, 0, "k=1\nk=v\n"},
               {"", "k", "v", 0, 0, "k=v\n"},
-              {"", "k", nullptr, 0, 263, ""},
+              {"", "k", nullptr, 0, kNoKey, ""},
               {"\"my key\"=1\n", "my key", "2", 0, 0, "my key=2\n"},
               {"k" + std::string(8448, ' ') + "=1\nk=2\n", "k", "v", 0, 0, "k" + std::string(8448, ' ') + "=1\nk=v\n"},
               {"k" + std::string(8447, ' ') + "=1\nk=2\n", "k", "v", 0, 0, "k=v\n1\nk=2\n"}};
@@ -243,8 +229,8 @@ TEST_F(KeyValue, SettingChangesOneOccurrence)
   EXPECT_EQ(fs::status(file).permissions(), fs::perms(0664));
   const std::string longest(kMostText - 1, 'v');
   put(file, "x=1\n");
-  EXPECT_EQ(set("k", (longest + "v").c_str(), 0), 264u);
-  EXPECT_EQ(set(std::string(kMostText + 1, 'k').c_str(), nullptr, 0), 264u);
+  EXPECT_EQ(set("k", (longest + "v").c_str(), 0), kBadSize);
+  EXPECT_EQ(set(std::string(kMostText + 1, 'k').c_str(), nullptr, 0), kBadSize);
   EXPECT_EQ(set("k", longest.c_str(), 0), 0u);
   EXPECT_EQ(get(file), "x=1\nk=" + longest + "\n");
   EXPECT_EQ(load(), "x=1|k=" + longest + "|");
@@ -253,13 +239,13 @@ TEST_F(KeyValue, SettingChangesOneOccurrence)
 TEST_F(KeyValue, ArgumentsAndFilesThatDoNotDo)
 {
   const CFGUKeyValueEntry noKey = {nullptr, nullptr};
-  EXPECT_EQ(CFGUSetKeyValueEntry(nullptr, &noKey, 0), 271u);
-  EXPECT_EQ(CFGUSetKeyValueEntry(file.c_str(), nullptr, 0), 271u);
-  EXPECT_EQ(CFGUSetKeyValueEntry(file.c_str(), &noKey, 0), 271u);
-  EXPECT_EQ(set("k", "v", 0), 260u);
+  EXPECT_EQ(CFGUSetKeyValueEntry(nullptr, &noKey, 0), kInvalid);
+  EXPECT_EQ(CFGUSetKeyValueEntry(file.c_str(), nullptr, 0), kInvalid);
+  EXPECT_EQ(CFGUSetKeyValueEntry(file.c_str(), &noKey, 0), kInvalid);
+  EXPECT_EQ(set("k", "v", 0), kNotOpened);
   EXPECT_TRUE(fs::is_empty(directory)) << "a missing file is not created";
   mkfifo(file.c_str(), 0666);
-  EXPECT_EQ(set("k", "v", 0), 260u);
+  EXPECT_EQ(set("k", "v", 0), kNotOpened);
   EXPECT_EQ(load(), "none0");
   fs::remove(file);
   fs::create_directory(file);
@@ -274,10 +260,10 @@ TEST_F(KeyValue, ArgumentsAndFilesThatDoNotDo)
   EXPECT_EQ(get(file) + get(path("victim")), "k=v\nvictim");
   put(temporary, "k=1\n");
   const CFGUKeyValueEntry entry = {const_cast<char *>("k"), const_cast<char *>("v")};
-  EXPECT_EQ(CFGUSetKeyValueEntry(temporary.c_str(), &entry, 0), 260u);
+  EXPECT_EQ(CFGUSetKeyValueEntry(temporary.c_str(), &entry, 0), kNotOpened);
   EXPECT_EQ(get(temporary), "k=1\n");
   EXPECT_EQ(CFGUSetKeyValueEntry(path("a/b/x.cfg").c_str(), &entry, 0), kFailed);
-  EXPECT_EQ(CFGUSetKeyValueEntry(path("a/x.cfg").c_str(), &entry, 0), 260u);
+  EXPECT_EQ(CFGUSetKeyValueEntry(path("a/x.cfg").c_str(), &entry, 0), kNotOpened);
   EXPECT_TRUE(fs::is_directory(path("a")));
 }
 
@@ -301,7 +287,7 @@ TEST_F(KeyValue, EveryFailureLeavesTheOldContentOrTheNew)
       bool struck = true;
       for (unsigned nth = 1; struck; ++nth) {
         put(file, content);
-        const long blocks = support::liveBlocks();
+        const long blocks = liveBlocks();
         uint32_t status;
         {
           const Fault failing(fault.call, nth, fault.error);
@@ -309,7 +295,7 @@ TEST_F(KeyValue, EveryFailureLeavesTheOldContentOrTheNew)
           struck = failing.struck();
         }
         EXPECT_TRUE(struck || nth > 1) << "the call is made";
-        EXPECT_EQ(support::liveBlocks(), blocks);
+        EXPECT_EQ(liveBlocks(), blocks);
         EXPECT_TRUE(status == SM_STATUS_SUCCESS || (struck && status == fault.status)) << status;
         EXPECT_EQ(get(file), status == 0 ? operation.result : content) << static_cast<int>(fault.call) << " " << nth;
       }

@@ -1,15 +1,10 @@
 // Languages: the table both ways, the environment, and the copy that the caller owns.
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <string>
-#include <utility>
-
-#include "qvsupt32.h"
-#include "support/faults.h"
+#include "support/test.h"
 
 namespace {
+
+using namespace support;
 
 constexpr uint32_t kUntouched = 77;
 
@@ -30,13 +25,13 @@ TEST(Language, NamesAndIdentifiers)
   };
   for (const auto &[name, id] : languages) {
     uint32_t notFound = kUntouched;
-    EXPECT_EQ(id, GetLangIDFromLocaleName(name, &notFound)) << name;
-    EXPECT_EQ(0U, notFound) << name;
-    EXPECT_STREQ(name, GetLocaleNameFromLangID(id));
+    EXPECT_EQ(GetLangIDFromLocaleName(name, &notFound), id) << name;
+    EXPECT_EQ(notFound, 0U) << name;
+    EXPECT_STREQ(GetLocaleNameFromLangID(id), name);
     setenv("LANG", name, 1);
-    EXPECT_EQ(id, GetLocalLanguageID());
-    EXPECT_EQ(id, SMGetLocalLanguageID());
-    EXPECT_EQ(name, osLocaleName());
+    EXPECT_EQ(GetLocalLanguageID(), id);
+    EXPECT_EQ(SMGetLocalLanguageID(), id);
+    EXPECT_EQ(osLocaleName(), name);
   }
 }
 
@@ -44,31 +39,33 @@ TEST(Language, EverythingElseIsTheDefault)
 {
   for (const char *name : {"", "C", "xx", "de_DE", "en_US.UTF-8", "EN_US", "z", "zh_", "zh_TWx"}) {
     uint32_t notFound = kUntouched;
-    EXPECT_EQ(1033U, GetLangIDFromLocaleName(name, &notFound)) << name;
-    EXPECT_EQ(0xFFFFFFFFU, notFound) << name;
+    EXPECT_EQ(GetLangIDFromLocaleName(name, &notFound), 1033U) << name;
+    EXPECT_EQ(notFound, 0xFFFFFFFFU) << name;
     setenv("LANG", name, 1);
-    EXPECT_EQ(1033U, GetLocalLanguageID()) << name;
-    EXPECT_EQ("en_US", osLocaleName()) << name;
+    EXPECT_EQ(GetLocalLanguageID(), 1033U) << name;
+    EXPECT_EQ(osLocaleName(), "en_US") << name;
   }
   for (const uint32_t id : {0U, 4U, 1042U, 0x10409U, 0xFFFFFFFFU}) {
-    EXPECT_STREQ("en_US", GetLocaleNameFromLangID(id)) << id;
+    EXPECT_STREQ(GetLocaleNameFromLangID(id), "en_US") << id;
   }
   setenv("LANG", "ko", 1);
-  EXPECT_EQ(2066U, GetLocalLanguageID());
+  EXPECT_EQ(GetLocalLanguageID(), 2066U);
   unsetenv("LANG");
-  EXPECT_EQ(1033U, GetLocalLanguageID());
-  EXPECT_EQ("en_US", osLocaleName());
+  EXPECT_EQ(GetLocalLanguageID(), 1033U);
+  EXPECT_EQ(osLocaleName(), "en_US");
 }
 
 TEST(Language, NoMemoryForTheCopy)
 {
-  const long blocks = support::liveBlocks();
-  EXPECT_EQ(1U, support::failEach(support::Call::allocation, ENOMEM, [](unsigned nth) {
-              char *name = GetOSLocaleName();
-              EXPECT_EQ(nth == 1, name == nullptr);
-              SMFreeMem(name);
-            }));
-  EXPECT_EQ(blocks, support::liveBlocks());
+  const long blocks = liveBlocks();
+  EXPECT_EQ(failEach(Call::allocation, ENOMEM,
+                     [](unsigned nth) {
+                       char *name = GetOSLocaleName();
+                       EXPECT_EQ(nth == 1, name == nullptr);
+                       SMFreeMem(name);
+                     }),
+            1U);
+  EXPECT_EQ(liveBlocks(), blocks);
 }
 
 }  // namespace

@@ -2,28 +2,13 @@
 // a fork detaches. The program is not linked with the library; each case loads it in a child of its own.
 
 #include <dlfcn.h>
-#include <gtest/gtest.h>
 #include <sys/mman.h>
-#include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <sstream>
-
-#include "qvsupt32.h"
-#include "support/child.h"
-#include "support/faults.h"
-#include "support/record_locks.h"
-#include "support/residue.h"
+#include "support/test.h"
 
 namespace {
 
-using support::Call;
-using support::Child;
-using support::Fault;
-using Inside = support::Child::Inside;
-namespace fs = std::filesystem;
+using namespace support;
 
 constexpr char kDirectory[] = "/etc/tallowmere/vela";
 constexpr char kAside[] = "/etc/tallowmere/vela.aside";
@@ -41,7 +26,7 @@ struct Library {
   std::string state() const
   {
     std::ostringstream text;
-    const std::string locks = support::recordLocks(getpid());
+    const std::string locks = recordLocks(getpid());
     text << OF(*this, modAttachCount) << " " << OF(*this, hGFileLock) << " " << OF(*this, modExitingFlag)
          << (OF(*this, l_ipc_fd) == -1 ? " closed" : " open") << (locks.empty() ? "" : " " + locks);
     return text.str();
@@ -72,7 +57,7 @@ TEST(Load, AttachesQuietlyAndUnloadsWithoutTrace)
 {
   Child child([](Inside &inside) {
     const int output = catchOutput();
-    const std::string descriptors = support::openDescriptors();
+    const std::string descriptors = openDescriptors();
     for (int round = 0; round < 2; ++round) {
       errno = 4242;
       const Library library;
@@ -81,7 +66,7 @@ TEST(Load, AttachesQuietlyAndUnloadsWithoutTrace)
       inside.report({library.unload(), dlopen(QVSUPT32_LIBRARY, RTLD_NOW | RTLD_NOLOAD) == nullptr});
       std::ostringstream maps;
       maps << std::ifstream("/proc/self/maps").rdbuf();
-      inside.report({maps.str().find("libqvsupt32") == std::string::npos, support::openDescriptors() == descriptors,
+      inside.report({maps.str().find("libqvsupt32") == std::string::npos, openDescriptors() == descriptors,
                      lseek(output, 0, SEEK_END)});
     }
     inside.report({Child([](Inside &) {}).wait()});  // a fork handler that outlived the library would be called here
@@ -97,7 +82,7 @@ TEST(Load, FailedAttachLeavesTheLibraryUsable)
     const char *path;
     std::string stateAfterMending;
   } rows[] = {
-      {[] { fs::rename(kDirectory, kAside); }, [] { fs::rename(kAside, kDirectory); }, support::kIpcFile, kAttached},
+      {[] { fs::rename(kDirectory, kAside); }, [] { fs::rename(kAside, kDirectory); }, kIpcFile, kAttached},
       {[] { std::ofstream(kShared).put('x'); }, [] { fs::remove(kShared), fs::create_directory(kShared); },
        "/etc/tallowmere/shared/.sharedipc", kAttached},
       // The name of the lock is 0 then, which is none; the base stays.
@@ -219,9 +204,9 @@ TEST(AttachCount, FirstAttachAndLastDetachWaitForTheLockAndGoOnWithoutIt)
       inside.report({library.unload()});
     });
     ASSERT_TRUE(child.waitHeld());
-    support::RecordHolder holder(120000);
+    RecordHolder holder(120000);
     child.release();
-    support::waitUntilBlocked(child.pid());
+    waitUntilBlocked(child.pid());
     holder.letGo();
     EXPECT_EQ(child.report(), "1\n");
   }
@@ -240,7 +225,7 @@ void unloadAndReport(const Library &library, Inside &inside, const char *who)
 {
   const std::string flags = library.flags();
   library.unload();
-  const bool kept = support::openDescriptors().find("ipc") != std::string::npos;
+  const bool kept = openDescriptors().find("ipc") != std::string::npos;
   inside.report("%s %s %s", who, flags.c_str(), kept ? "kept" : "detached");
 }
 

@@ -1,56 +1,34 @@
 // Linked lists: links, ends and statuses of both families, which share their cases where they behave alike.
 
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <vector>
-
-#include "qvsupt32.h"
-#include "support/faults.h"
+#include "support/test.h"
 
 namespace {
 
-using support::Call;
+using namespace support;
 
-struct Single {
-  using List = SLList;
-  using Entry = SLListEntry;
-  static constexpr auto allocateList = SMSLListAlloc;
-  static constexpr auto freeList = SMSLListFree;
-  static constexpr auto init = SMSLListInitNoAlloc;
-  static constexpr auto allocateEntry = SMSLListEntryAlloc;
-  static constexpr auto freeEntry = SMSLListEntryFree;
-  static constexpr auto initEntry = SMSLListEntryInitNoAlloc;
-  static constexpr auto insertAtHead = SMSLListInsertEntryAtHead;
-  static constexpr auto insertAtTail = SMSLListInsertEntryAtTail;
-  static constexpr auto insert = SMSLListInsertEntry;
-  static constexpr auto walk = SMSLListWalkAtHead;
-  static constexpr auto replace = SMSLListReplaceEntry;
-  static constexpr auto removeAtHead = SMSLListRemoveEntryAtHead;
-  static constexpr auto removeAtTail = SMSLListRemoveEntryAtTail;
-  static constexpr auto isEmpty = SMSLListIsEmpty;
-  static void unlink(List *list, Entry *before, Entry *entry) { SMSLListDeleteEntry(list, before, entry); }
-};
-
-struct Double {
-  using List = DLList;
-  using Entry = DLListEntry;
-  static constexpr auto allocateList = SMDLListAlloc;
-  static constexpr auto freeList = SMDLListFree;
-  static constexpr auto init = SMDLListInitNoAlloc;
-  static constexpr auto allocateEntry = SMDLListEntryAlloc;
-  static constexpr auto freeEntry = SMDLListEntryFree;
-  static constexpr auto initEntry = SMDLListEntryInitNoAlloc;
-  static constexpr auto insertAtHead = SMDLListInsertEntryAtHead;
-  static constexpr auto insertAtTail = SMDLListInsertEntryAtTail;
-  static constexpr auto insert = SMDLListInsertEntry;
-  static constexpr auto walk = SMDLListWalkAtHead;
-  static constexpr auto replace = SMDLListReplaceEntry;
-  static constexpr auto removeAtHead = SMDLListRemoveEntryAtHead;
-  static constexpr auto removeAtTail = SMDLListRemoveEntryAtTail;
-  static constexpr auto isEmpty = SMDLListIsEmpty;
-  static void unlink(List *list, Entry *, Entry *entry) { SMDLListDeleteEntry(list, entry); }
-};
+/// The names of a family behind one prefix; `unlink` takes what its two functions take.
+#define QV_FAMILY(Name, Prefix, unlinkParameters, ...)                                \
+  struct Name {                                                                       \
+    using List = Prefix##List;                                                        \
+    using Entry = Prefix##ListEntry;                                                  \
+    static constexpr auto allocateList = SM##Prefix##ListAlloc;                       \
+    static constexpr auto freeList = SM##Prefix##ListFree;                            \
+    static constexpr auto init = SM##Prefix##ListInitNoAlloc;                         \
+    static constexpr auto allocateEntry = SM##Prefix##ListEntryAlloc;                 \
+    static constexpr auto freeEntry = SM##Prefix##ListEntryFree;                      \
+    static constexpr auto initEntry = SM##Prefix##ListEntryInitNoAlloc;               \
+    static constexpr auto insertAtHead = SM##Prefix##ListInsertEntryAtHead;           \
+    static constexpr auto insertAtTail = SM##Prefix##ListInsertEntryAtTail;           \
+    static constexpr auto insert = SM##Prefix##ListInsertEntry;                       \
+    static constexpr auto walk = SM##Prefix##ListWalkAtHead;                          \
+    static constexpr auto replace = SM##Prefix##ListReplaceEntry;                     \
+    static constexpr auto removeAtHead = SM##Prefix##ListRemoveEntryAtHead;           \
+    static constexpr auto removeAtTail = SM##Prefix##ListRemoveEntryAtTail;           \
+    static constexpr auto isEmpty = SM##Prefix##ListIsEmpty;                          \
+    static void unlink unlinkParameters { SM##Prefix##ListDeleteEntry(__VA_ARGS__); } \
+  };
+QV_FAMILY(Single, SL, (List * list, Entry *before, Entry *entry), list, before, entry)
+QV_FAMILY(Double, DL, (List * list, Entry *, Entry *entry), list, entry)
 
 /// An entry of the caller's own with a number behind the links.
 template <class Entry>
@@ -77,28 +55,20 @@ int32_t never(void *, void *)
 }
 
 /// The numbers from the head, after checking every link that the family has.
-std::vector<int> contents(const SLList &list)
+template <class List>
+std::vector<int> contents(const List &list)
 {
+  using Entry = std::remove_pointer_t<decltype(list.head)>;
   std::vector<int> numbers;
-  const SLListEntry *last = nullptr;
-  for (const SLListEntry *entry = list.head; entry != nullptr; entry = entry->next) {
-    numbers.push_back(numberOf<SLListEntry>(entry));
+  const Entry *last = nullptr;
+  for (const Entry *entry = list.head; entry != nullptr; entry = entry->next) {
+    numbers.push_back(numberOf<Entry>(entry));
+    if constexpr (std::is_same_v<Entry, DLListEntry>) {
+      EXPECT_EQ(entry->previous, last);
+    }
     last = entry;
   }
-  EXPECT_EQ(last, list.tail);
-  return numbers;
-}
-
-std::vector<int> contents(const DLList &list)
-{
-  std::vector<int> numbers;
-  const DLListEntry *last = nullptr;
-  for (const DLListEntry *entry = list.head; entry != nullptr; entry = entry->next) {
-    numbers.push_back(numberOf<DLListEntry>(entry));
-    EXPECT_EQ(last, entry->previous);
-    last = entry;
-  }
-  EXPECT_EQ(last, list.tail);
+  EXPECT_EQ(list.tail, last);
   return numbers;
 }
 
@@ -141,21 +111,21 @@ TYPED_TEST(ListTest, EndsGrowAndShrink)
   F::insertAtHead(&this->list_, this->entry(1));
   F::insertAtTail(&this->list_, this->entry(3));
   EXPECT_EQ(Numbers({1, 2, 3}), contents(this->list_));
-  EXPECT_EQ(0, F::isEmpty(&this->list_));
+  EXPECT_EQ(F::isEmpty(&this->list_), 0);
 
-  EXPECT_EQ(1, numberOf<typename F::Entry>(F::removeAtHead(&this->list_)));
+  EXPECT_EQ(numberOf<typename F::Entry>(F::removeAtHead(&this->list_)), 1);
   EXPECT_EQ(Numbers({2, 3}), contents(this->list_));
-  EXPECT_EQ(3, numberOf<typename F::Entry>(F::removeAtTail(&this->list_)));
+  EXPECT_EQ(numberOf<typename F::Entry>(F::removeAtTail(&this->list_)), 3);
   EXPECT_EQ(Numbers({2}), contents(this->list_));
-  EXPECT_EQ(2, numberOf<typename F::Entry>(F::removeAtTail(&this->list_)));
-  EXPECT_EQ(nullptr, this->list_.head);
-  EXPECT_EQ(nullptr, this->list_.tail);
-  EXPECT_EQ(nullptr, F::removeAtTail(&this->list_));
-  EXPECT_EQ(nullptr, F::removeAtHead(&this->list_));
-  EXPECT_EQ(1, F::isEmpty(&this->list_));
+  EXPECT_EQ(numberOf<typename F::Entry>(F::removeAtTail(&this->list_)), 2);
+  EXPECT_EQ(this->list_.head, nullptr);
+  EXPECT_EQ(this->list_.tail, nullptr);
+  EXPECT_EQ(F::removeAtTail(&this->list_), nullptr);
+  EXPECT_EQ(F::removeAtHead(&this->list_), nullptr);
+  EXPECT_EQ(F::isEmpty(&this->list_), 1);
 
   F::insertAtTail(&this->list_, this->entry(4));
-  EXPECT_EQ(4, numberOf<typename F::Entry>(F::removeAtHead(&this->list_)));
+  EXPECT_EQ(numberOf<typename F::Entry>(F::removeAtHead(&this->list_)), 4);
   EXPECT_EQ(Numbers({}), contents(this->list_));
 }
 
@@ -175,8 +145,8 @@ TYPED_TEST(ListTest, OrderedInsert)
     this->list_ = {nullptr, nullptr};
     this->fill({1, 3, 5});
     int key = row.key;
-    EXPECT_EQ(row.status, F::insert(&this->list_, this->entry(key), &key, compare<Entry>));
-    EXPECT_EQ(row.after, contents(this->list_));
+    EXPECT_EQ(F::insert(&this->list_, this->entry(key), &key, compare<Entry>), row.status);
+    EXPECT_EQ(contents(this->list_), row.after);
   }
   this->list_ = {nullptr, nullptr};
   int key = 7;
@@ -196,21 +166,21 @@ TYPED_TEST(ListTest, WalkReplaceAndUnlink)
   this->fill({1, 2, 3});
   int key = 2;
   Entry *found = F::walk(&this->list_, &key, compare<Entry>);
-  ASSERT_NE(nullptr, found);
-  EXPECT_EQ(2, numberOf<Entry>(found));
-  EXPECT_EQ(nullptr, F::walk(&this->list_, &key, never));
-  EXPECT_EQ(nullptr, F::walk(&this->list_, nullptr, compare<Entry>));
-  EXPECT_EQ(nullptr, F::walk(&this->list_, &key, nullptr));
-  EXPECT_EQ(nullptr, F::walk(nullptr, &key, compare<Entry>));
+  ASSERT_NE(found, nullptr);
+  EXPECT_EQ(numberOf<Entry>(found), 2);
+  EXPECT_EQ(F::walk(&this->list_, &key, never), nullptr);
+  EXPECT_EQ(F::walk(&this->list_, nullptr, compare<Entry>), nullptr);
+  EXPECT_EQ(F::walk(&this->list_, &key, nullptr), nullptr);
+  EXPECT_EQ(F::walk(nullptr, &key, compare<Entry>), nullptr);
 
   for (int replaced : {1, 3, 2}) {
     Entry *old = F::replace(&this->list_, this->entry(10 * replaced), &replaced, compare<Entry>);
-    ASSERT_NE(nullptr, old);
-    EXPECT_EQ(replaced, numberOf<Entry>(old));
+    ASSERT_NE(old, nullptr);
+    EXPECT_EQ(numberOf<Entry>(old), replaced);
   }
   EXPECT_EQ(Numbers({10, 20, 30}), contents(this->list_));
-  EXPECT_EQ(nullptr, F::replace(&this->list_, this->entry(0), &key, never));
-  EXPECT_EQ(nullptr, F::replace(&this->list_, nullptr, &key, compare<Entry>));
+  EXPECT_EQ(F::replace(&this->list_, this->entry(0), &key, never), nullptr);
+  EXPECT_EQ(F::replace(&this->list_, nullptr, &key, compare<Entry>), nullptr);
 
   Entry *middle = this->list_.head->next;
   F::unlink(&this->list_, this->list_.head, middle);
@@ -226,43 +196,43 @@ TYPED_TEST(ListTest, AllocationAndNulls)
   using F = TypeParam;
   using Entry = typename F::Entry;
   Entry *entry = F::allocateEntry(16);
-  ASSERT_NE(nullptr, entry);
-  EXPECT_EQ(entry + 1, entry->data);
-  EXPECT_EQ(nullptr, entry->next);
+  ASSERT_NE(entry, nullptr);
+  EXPECT_EQ(entry->data, entry + 1);
+  EXPECT_EQ(entry->next, nullptr);
   void *dataWhenFreed = entry;
   {
-    support::Fault freed(Call::free, 1, [&] { dataWhenFreed = entry->data; });
+    Fault freed(Call::free, 1, [&] { dataWhenFreed = entry->data; });
     F::freeEntry(entry);
   }
   EXPECT_EQ(dataWhenFreed, nullptr);
   entry = F::allocateEntry(0);
-  ASSERT_NE(nullptr, entry);
-  EXPECT_EQ(nullptr, entry->data);
+  ASSERT_NE(entry, nullptr);
+  EXPECT_EQ(entry->data, nullptr);
   int data = 0;
   entry->data = &data;
   entry->next = entry;
   F::initEntry(entry);
-  EXPECT_EQ(nullptr, entry->next);
-  EXPECT_EQ(&data, entry->data);
+  EXPECT_EQ(entry->next, nullptr);
+  EXPECT_EQ(entry->data, &data);
   F::freeEntry(entry);
   if (sizeof(void *) == 4) {
-    EXPECT_EQ(nullptr, F::allocateEntry(UINT32_MAX));
-    EXPECT_EQ(nullptr, F::allocateEntry(static_cast<uint32_t>(UINT32_MAX - sizeof(Entry) + 1)));
+    EXPECT_EQ(F::allocateEntry(UINT32_MAX), nullptr);
+    EXPECT_EQ(F::allocateEntry(static_cast<uint32_t>(UINT32_MAX - sizeof(Entry) + 1)), nullptr);
   }
 
-  const long before = support::liveBlocks();
+  const long before = liveBlocks();
   auto *list = F::allocateList();
-  ASSERT_NE(nullptr, list);
-  EXPECT_EQ(1, F::isEmpty(list));
+  ASSERT_NE(list, nullptr);
+  EXPECT_EQ(F::isEmpty(list), 1);
   list->head = this->entry(1);
   F::init(list);
-  EXPECT_EQ(nullptr, list->head);
+  EXPECT_EQ(list->head, nullptr);
   F::freeList(list);
-  EXPECT_EQ(before, support::liveBlocks());
+  EXPECT_EQ(liveBlocks(), before);
   {
-    support::Fault fault(Call::allocation, 1, ENOMEM, true);
-    EXPECT_EQ(nullptr, F::allocateList());
-    EXPECT_EQ(nullptr, F::allocateEntry(4));
+    Fault fault(Call::allocation, 1, ENOMEM, true);
+    EXPECT_EQ(F::allocateList(), nullptr);
+    EXPECT_EQ(F::allocateEntry(4), nullptr);
   }
 
   F::freeList(nullptr);
@@ -275,9 +245,9 @@ TYPED_TEST(ListTest, AllocationAndNulls)
   F::insertAtTail(&this->list_, nullptr);
   F::unlink(nullptr, nullptr, this->entry(1));
   F::unlink(&this->list_, nullptr, nullptr);
-  EXPECT_EQ(nullptr, F::removeAtHead(nullptr));
-  EXPECT_EQ(nullptr, F::removeAtTail(nullptr));
-  EXPECT_EQ(1, F::isEmpty(nullptr));
+  EXPECT_EQ(F::removeAtHead(nullptr), nullptr);
+  EXPECT_EQ(F::removeAtTail(nullptr), nullptr);
+  EXPECT_EQ(F::isEmpty(nullptr), 1);
   EXPECT_EQ(Numbers({}), contents(this->list_));
 }
 
@@ -290,10 +260,10 @@ TEST(DoubleListTest, WalksBackwards)
     DLListInsertEntryAtTail(&list, &entries[i].entry);
   }
   int key = 5;
-  EXPECT_EQ(&entries[2].entry, SMDLListWalkAtTail(&list, &key, compare<DLListEntry>));
-  EXPECT_EQ(&entries[0].entry, SMDLListWalkAtHead(&list, &key, compare<DLListEntry>));
-  EXPECT_EQ(nullptr, SMDLListWalkAtTail(&list, &key, never));
-  EXPECT_EQ(nullptr, SMDLListWalkAtTail(&list, nullptr, never));
+  EXPECT_EQ(SMDLListWalkAtTail(&list, &key, compare<DLListEntry>), &entries[2].entry);
+  EXPECT_EQ(SMDLListWalkAtHead(&list, &key, compare<DLListEntry>), &entries[0].entry);
+  EXPECT_EQ(SMDLListWalkAtTail(&list, &key, never), nullptr);
+  EXPECT_EQ(SMDLListWalkAtTail(&list, nullptr, never), nullptr);
 }
 
 }  // namespace

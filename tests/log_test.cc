@@ -1,34 +1,15 @@
 // All logs by one call: selectors, paths, maximum sizes, the line in the system log; and the logs under many processes and
 // threads at once. What both logs do alike is in both_logs_test.
 
-#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <unistd.h>
 
-#include <cstdlib>
-#include <cstring>
-#include <map>
-#include <thread>
-#include <vector>
-
-#include "qvsupt32.h"
-#include "support/child.h"
-#include "support/faults.h"
 #include "support/log_formats.h"
-#include "support/residue.h"
+#include "support/test.h"
 
 namespace {
 
-using support::Call;
-using support::Child;
-using support::Fault;
-using support::get;
-using support::put;
-using support::utf16;
-using Inside = support::Child::Inside;
-using namespace std::string_literals;
-namespace fs = std::filesystem;
+using namespace support;
 
 constexpr char kVela[] = "/etc/tallowmere/vela";
 constexpr char kTextLog[] = "/etc/tallowmere/vela/log/qvsys32.log";
@@ -37,16 +18,14 @@ constexpr char kXmlBackup[] = "/etc/tallowmere/vela/log/qvsys32.xm_";
 constexpr uint32_t kLeast = 1048576;
 constexpr uint32_t kMost = 4194304;
 
-class Logs : public testing::Test {
+class Logs : public Scratch {
  protected:
-  Logs()
+  Logs() : Scratch("/etc/tallowmere/vela/log")
   {
     // The C library keeps the time zone under a lock that ThreadSanitizer does not see; it changes nothing afterwards.
     setenv("TZ", "UTC", 1);
     tzset();
   }
-
-  const support::ScratchDirectory log_{"/etc/tallowmere/vela/log"};
 };
 
 TEST_F(Logs, LieBelowTheInstallDirectory)
@@ -70,10 +49,10 @@ TEST_F(Logs, LieBelowTheInstallDirectory)
   EXPECT_STREQ(path, kXmlLog);
   EXPECT_EQ(size, sizeof(kXmlLog));
   const std::string log = get(kXmlLog);
-  EXPECT_EQ(support::count(log, "<LogEntry>"), 1u);
-  EXPECT_EQ(support::count(log,
-                           "<Type>4</Type><ID>0</ID><UserInfo>Local System</UserInfo><Source>VELA</Source>"
-                           "<Description>Log was cleared</Description><Data></Data>"),
+  EXPECT_EQ(count(log, "<LogEntry>"), 1u);
+  EXPECT_EQ(count(log,
+                  "<Type>4</Type><ID>0</ID><UserInfo>Local System</UserInfo><Source>VELA</Source>"
+                  "<Description>Log was cleared</Description><Data></Data>"),
             1u);
 }
 
@@ -93,10 +72,10 @@ TEST_F(Logs, HaveBackupPaths)
   EXPECT_EQ(size, sizeof(kTextLog));
   EXPECT_EQ(SMGetBackupLogPathFileName(SMLOG_UNITXT, path, &size), SM_STATUS_SUCCESS);
   EXPECT_STREQ(path, "/etc/tallowmere/vela/log/qvsys32.lo_");
-  EXPECT_TRUE(fs::is_empty(log_.file("")));
+  EXPECT_TRUE(fs::is_empty(directory));
   EXPECT_EQ(GetBackupSMLogPathFileName(SMLOG_XML, path, &size), SM_STATUS_SUCCESS);
   EXPECT_STREQ(path, kXmlBackup);
-  EXPECT_EQ(support::count(get(kXmlBackup), "Log was cleared"), 1u);
+  EXPECT_EQ(count(get(kXmlBackup), "Log was cleared"), 1u);
 }
 
 TEST_F(Logs, NeedAnInstallDirectoryAndRoomForTheirNames)
@@ -156,10 +135,10 @@ TEST_F(Logs, TakeAnEventAndAreCleared)
 {
   EXPECT_EQ(AppendToSMLog(0, 4, 1, u"S", nullptr, nullptr, 0), SM_STATUS_BAD_ARGUMENT);
   EXPECT_EQ(SMAppendToLog(SMLOG_UNITXT | SMLOG_XML, SM_EVENT_WARNING, 5, u"S", u"text", "d", 1), SM_STATUS_SUCCESS);
-  EXPECT_EQ(support::count(get(kTextLog), utf16(u"EventID: 5\r\nSource: S\r\nType: Warning\r\n")), 1u);
-  EXPECT_EQ(support::count(get(kXmlLog),
-                           "<Type>2</Type><ID>5</ID><UserInfo></UserInfo><Source>S</Source>"
-                           "<Description>text</Description><Data>0x00000000: 64"),
+  EXPECT_EQ(count(get(kTextLog), utf16(u"EventID: 5\r\nSource: S\r\nType: Warning\r\n")), 1u);
+  EXPECT_EQ(count(get(kXmlLog),
+                  "<Type>2</Type><ID>5</ID><UserInfo></UserInfo><Source>S</Source>"
+                  "<Description>text</Description><Data>0x00000000: 64"),
             1u);
   // Only the XML log's refusal is told.
   EXPECT_EQ(AppendToSMLog(SMLOG_UNITXT, 4, 1, nullptr, nullptr, nullptr, 0), SM_STATUS_SUCCESS);
@@ -167,29 +146,29 @@ TEST_F(Logs, TakeAnEventAndAreCleared)
 
   EXPECT_EQ(ClearSMLog(0, u"S"), SM_STATUS_BAD_ARGUMENT);
   EXPECT_EQ(ClearSMLog(SMLOG_OSSYSLOG | SMLOG_XML, u"S"), SM_STATUS_NOT_SUPPORTED);
-  EXPECT_EQ(support::count(get(kXmlLog), "<LogEntry>"), 2u);
+  EXPECT_EQ(count(get(kXmlLog), "<LogEntry>"), 2u);
   EXPECT_EQ(SMClearLog(SMLOG_UNITXT | SMLOG_XML, u"S"), SM_STATUS_SUCCESS);
-  EXPECT_EQ(support::count(get(kTextLog), utf16(u"EventID: ")), 1u);
-  EXPECT_EQ(support::count(get(kXmlLog), "<LogEntry>"), 1u);
-  EXPECT_EQ(support::count(get(kXmlLog), "<UserInfo>Local System</UserInfo><Source>S</Source>"), 1u);
+  EXPECT_EQ(count(get(kTextLog), utf16(u"EventID: ")), 1u);
+  EXPECT_EQ(count(get(kXmlLog), "<LogEntry>"), 1u);
+  EXPECT_EQ(count(get(kXmlLog), "<UserInfo>Local System</UserInfo><Source>S</Source>"), 1u);
   fs::remove(kTextLog);
   EXPECT_EQ(ClearSMLog(SMLOG_UNITXT | SMLOG_XML, u"other"), SM_STATUS_UNSUCCESSFUL);
-  EXPECT_EQ(support::count(get(kXmlLog), "other"), 0u);
+  EXPECT_EQ(count(get(kXmlLog), "other"), 0u);
 }
 
 TEST_F(Logs, CreateTheXmlLogBeforeTheyAppendToIt)
 {
   EXPECT_EQ(AppendToSMLog(SMLOG_XML, 4, 1, u"", nullptr, nullptr, 0), SM_STATUS_BAD_ARGUMENT);
-  EXPECT_EQ(support::count(get(kXmlLog), "<ID>"), 1u) << "also for an event that is refused";
+  EXPECT_EQ(count(get(kXmlLog), "<ID>"), 1u) << "also for an event that is refused";
   for (const char *empty : {"", "less than a header"}) {
     put(kXmlLog, empty);
     EXPECT_EQ(AppendToSMLog(SMLOG_XML, 4, 5, u"S", nullptr, nullptr, 0), SM_STATUS_SUCCESS);
     const std::string log = get(kXmlLog);
-    EXPECT_EQ(support::count(log, "<ID>"), 2u);
+    EXPECT_EQ(count(log, "<ID>"), 2u);
     EXPECT_LT(log.find("Log was cleared"), log.find("<ID>5</ID>"));
   }
-  fs::remove_all(log_.file(""));
-  put(log_.file("").substr(0, log_.file("").size() - 1), "no directory");
+  fs::remove_all(directory);
+  put(directory, "no directory");
   EXPECT_EQ(AppendToSMLog(SMLOG_XML, 4, 1, u"S", nullptr, nullptr, 0), SM_STATUS_UNSUCCESSFUL);
 }
 
@@ -232,7 +211,7 @@ TEST_F(Logs, AreBackedUpAtTheirOwnMaximum)
     inside.report("%u", AppendToSMLog(SMLOG_UNITXT | SMLOG_XML, 4, 1, u"S", nullptr, nullptr, 0));
   });
   EXPECT_EQ(child.report(), "0\n0\n");
-  EXPECT_EQ(fs::file_size(log_.file("qvsys32.lo_")), kLeast - 1000);
+  EXPECT_EQ(fs::file_size(path("qvsys32.lo_")), kLeast - 1000);
   EXPECT_FALSE(fs::exists(kXmlBackup));
 }
 
@@ -320,18 +299,18 @@ TEST_F(SystemLog, LeavesNothingBehindALine)
 {
   const auto append = [] { return OSAppendToSysLog(4, 5, u"S", nullptr, nullptr, 0); };
   ASSERT_EQ(append(), SM_STATUS_SUCCESS);
-  const long blocks = support::liveBlocks();
+  const long blocks = liveBlocks();
   EXPECT_EQ(append() | append(), SM_STATUS_SUCCESS);
   // Identity, message, what the lookup needs, and the line; a lookup without its key delivers the reason.
   for (const unsigned nth : {1u, 2u, 3u, 5u}) {
     const Fault noMemory(Call::allocation, nth);
     EXPECT_EQ(append(), SM_STATUS_UNSUCCESSFUL) << nth;
   }
-  EXPECT_EQ(support::liveBlocks(), blocks);
+  EXPECT_EQ(liveBlocks(), blocks);
 
-  const std::string usual = support::inheritableDescriptors();
+  const std::string usual = inheritableDescriptors();
   std::string atLookup;
-  const Fault atRead(Call::read, 1, [&] { atLookup = support::inheritableDescriptors(); });
+  const Fault atRead(Call::read, 1, [&] { atLookup = inheritableDescriptors(); });
   EXPECT_EQ(append(), SM_STATUS_SUCCESS);
   EXPECT_EQ(atLookup, usual);
 }
@@ -367,73 +346,11 @@ TEST(RemoveCarriageReturns, PutsSpacesInTheirPlace)
   RemoveCarriageReturns(nullptr);
 }
 
-/// Under emulation everything takes many times as long.
-int rounds(int native)
-{
-  return support::isEmulated() ? native / 10 : native;
-}
-
-/// Every ID that occurs in the entries or records of a text, with the number of times.
-std::map<std::string, int> idsIn(const std::string &text, const std::string &before, const std::string &after)
-{
-  std::map<std::string, int> ids;
-  for (size_t at = text.find(before); at != std::string::npos; at = text.find(before, at + 1)) {
-    const size_t begin = at + before.size();
-    ++ids[text.substr(begin, text.find(after, begin) - begin)];
-  }
-  return ids;
-}
-
-TEST_F(Logs, KeepEveryRecordOfManyProcessesAndThreads)
-{
-  const std::string text = log_.file("stress.log");
-  const std::string xml = log_.file("stress.xml");
-  constexpr int kProcesses = 8;
-  const int appends = rounds(200);
-  const auto appendAll = [&](int process) {
-    std::thread threads[2];
-    for (int half = 0; half < 2; ++half) {
-      threads[half] = std::thread([&, half] {
-        for (int i = half; i < appends; i += 2) {
-          const auto id = static_cast<uint32_t>(1000 * (process + 1) + i);
-          const uint32_t status = AppendToUNITXTLog(text.c_str(), 4, id, u"S", u"x", nullptr, 0, kLeast) |
-                                  AppendToXMLLog(xml.c_str(), 4, id, nullptr, nullptr, nullptr, nullptr, 0, kLeast);
-          if (status != 0) {
-            _exit(9);
-          }
-        }
-      });
-    }
-    threads[0].join();
-    threads[1].join();
-  };
-  std::vector<std::unique_ptr<Child>> children;
-  for (int process = 0; process < kProcesses; ++process) {
-    children.push_back(std::make_unique<Child>([&, process](Inside &) { appendAll(process); }));
-  }
-  for (const auto &child : children) {
-    EXPECT_EQ(child->wait(), 0);
-  }
-  const std::string log = get(xml);
-  const auto inXml = idsIn(log, "<ID>", "</ID>");
-  const auto inText = idsIn(get(text), utf16(u"EventID: "), utf16(u"\r\n"));
-  EXPECT_EQ(inXml.size(), static_cast<size_t>(kProcesses * appends));
-  EXPECT_EQ(inText.size(), static_cast<size_t>(kProcesses * appends));
-  for (const auto &ids : {inXml, inText}) {
-    for (const auto &[id, times] : ids) {
-      EXPECT_EQ(times, 1) << id;
-    }
-  }
-  EXPECT_EQ(support::count(log, "</Data></LogEntry><LogEntry>") + 1, static_cast<size_t>(kProcesses * appends));
-  EXPECT_EQ(support::count(log, "</EventLog>"), 1u);
-  EXPECT_EQ(log.substr(log.size() - 11), "</EventLog>");
-}
-
 TEST_F(Logs, LoseOnlyWhatASecondBackupReplaces)
 {
-  const std::string xml = log_.file("small.xml");
+  const std::string xml = path("small.xml");
   constexpr uint32_t kSmall = 4000;
-  const int appends = rounds(200);
+  const int appends = isEmulated() ? 20 : 200;
   std::vector<std::unique_ptr<Child>> children;
   for (int process = 0; process < 4; ++process) {
     children.push_back(std::make_unique<Child>([&, process](Inside &) {
@@ -448,17 +365,17 @@ TEST_F(Logs, LoseOnlyWhatASecondBackupReplaces)
   for (const auto &child : children) {
     EXPECT_EQ(child->wait(), 0);
   }
-  for (const std::string &path : {xml, log_.file("small.xm_")}) {
+  for (const std::string &path : {xml, path("small.xm_")}) {
     const std::string log = get(path);
     EXPECT_LT(log.size(), kSmall + 2000u) << path;
-    EXPECT_EQ(support::count(log, "<LogEntry><TimeStamp>"), support::count(log, "</Data></LogEntry>")) << path;
+    EXPECT_EQ(count(log, "<LogEntry><TimeStamp>"), count(log, "</Data></LogEntry>")) << path;
     EXPECT_EQ(log.substr(log.size() - 11), "</EventLog>") << path;
-    for (const auto &[id, times] : idsIn(log, "<ID>", "</ID>")) {
+    for (const auto &[id, times] : between(log, "<ID>", "</ID>")) {
       EXPECT_TRUE(times == 1 || id == "1") << id;
     }
   }
   // A log is moved when it is full, so its backup is.
-  EXPECT_GT(fs::file_size(log_.file("small.xm_")), kSmall - 500u);
+  EXPECT_GT(fs::file_size(path("small.xm_")), kSmall - 500u);
 }
 
 }  // namespace

@@ -1,17 +1,12 @@
 // MD5: the test suite of RFC 1321, every length around a block in every cut, and the exported parts.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <cmath>
-#include <cstring>
-#include <string>
-#include <vector>
 
-#include "qvsupt32.h"
-#include "support/guarded_block.h"
+#include "support/test.h"
 
 namespace {
+
+using namespace support;
 
 std::string hex(const uint8_t (&digest)[16])
 {
@@ -35,7 +30,7 @@ std::string digest(const std::string &message, size_t run)
   RFC1321Context context;
   memset(&context, 0xA5, sizeof(context));
   SMRFC1321Load(&context);
-  support::GuardedBlock bytes(std::vector<uint8_t>(message.begin(), message.end()));
+  GuardedBlock bytes(std::vector<uint8_t>(message.begin(), message.end()));
   for (size_t at = 0; at < message.size(); at += run) {
     SMRFC1321AddMsg(&context, bytes.data() + at, static_cast<uint32_t>(std::min(run, message.size() - at)));
     SMRFC1321AddMsg(&context, nullptr, 0);
@@ -66,7 +61,7 @@ TEST(Md5Test, PublishedDigests)
   };
   for (const auto &row : rows) {
     for (const size_t run : {1U, 63U, 64U, 65U, 1000U}) {
-      EXPECT_EQ(row.digest, digest(row.message, run)) << row.message << " in runs of " << run;
+      EXPECT_EQ(digest(row.message, run), row.digest) << row.message << " in runs of " << run;
     }
   }
 }
@@ -77,7 +72,7 @@ TEST(Md5Test, EveryCutOfEveryLengthAgrees)
   for (int length = 0; length <= 200; ++length) {
     const std::string whole = digest(message, 1000);
     for (const size_t run : {1U, 7U, 63U, 64U, 65U}) {
-      ASSERT_EQ(whole, digest(message, run)) << length << " in runs of " << run;
+      ASSERT_EQ(digest(message, run), whole) << length << " in runs of " << run;
     }
     message += static_cast<char>(length * 37);
   }
@@ -89,12 +84,12 @@ TEST(Md5Test, RecordIsLoadedAndWiped)
   memset(&context, 0xA5, sizeof(context));
   RFC1321Load(&context);
   EXPECT_EQ(bitCount(context), 0U);
-  EXPECT_EQ(0u, context.bufferedCount);
-  EXPECT_EQ(0x67452301u, context.state[0]);
-  EXPECT_EQ(0x10325476u, context.state[3]);
-  EXPECT_EQ(std::string(32, '0'), hex(context.digest));
-  EXPECT_EQ(0xA5, context.buffer[0]) << "the block buffer is left";
-  EXPECT_EQ(&context, SMRFC1321UnLoad(&context));
+  EXPECT_EQ(context.bufferedCount, 0u);
+  EXPECT_EQ(context.state[0], 0x67452301u);
+  EXPECT_EQ(context.state[3], 0x10325476u);
+  EXPECT_EQ(hex(context.digest), std::string(32, '0'));
+  EXPECT_EQ(context.buffer[0], 0xA5) << "the block buffer is left";
+  EXPECT_EQ(SMRFC1321UnLoad(&context), &context);
   const auto *bytes = reinterpret_cast<const uint8_t *>(&context);
   EXPECT_TRUE(std::all_of(bytes, bytes + sizeof(context), [](uint8_t byte) { return byte == 0; }));
 }
@@ -136,15 +131,15 @@ TEST(Md5Test, StepsMakeTheTransform)
                   (first[round] + stride[round] * (i % 16)) % 16, shifts[round][i % 4], i + 1);
   }
   for (int i = 0; i < 4; ++i) {
-    EXPECT_EQ(state[i] + word[i], context.state[i]);
+    EXPECT_EQ(context.state[i], state[i] + word[i]);
   }
   for (uint32_t i = 1; i <= 64; ++i) {
-    EXPECT_EQ(static_cast<uint32_t>(4294967296.0 * std::fabs(std::sin(static_cast<double>(i)))), RFC1321Step4T(i));
+    EXPECT_EQ(RFC1321Step4T(i), static_cast<uint32_t>(4294967296.0 * std::fabs(std::sin(static_cast<double>(i)))));
   }
-  EXPECT_EQ(0u, RFC1321Step4T(0));
-  EXPECT_EQ(0u, RFC1321Step4T(65));
-  EXPECT_EQ(0x00000003u, RFC1321Step4RotateLeft(0x80000001, 1));
-  EXPECT_EQ(0x80000001u, RFC1321Step4RotateLeft(0x80000001, 32));
+  EXPECT_EQ(RFC1321Step4T(0), 0u);
+  EXPECT_EQ(RFC1321Step4T(65), 0u);
+  EXPECT_EQ(RFC1321Step4RotateLeft(0x80000001, 1), 0x00000003u);
+  EXPECT_EQ(RFC1321Step4RotateLeft(0x80000001, 32), 0x80000001u);
 }
 
 }  // namespace

@@ -2,30 +2,14 @@
 // were made for it, and addresses as text. Cases that name the host or add interfaces do it in namespaces of a child.
 
 #include <arpa/inet.h>
-#include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/resource.h>
-#include <unistd.h>
 
-#include <cstring>
-#include <fstream>
-#include <string>
-#include <vector>
-
-#include "qvsupt32.h"
-#include "support/child.h"
-#include "support/faults.h"
-#include "support/guarded_block.h"
-#include "support/names.h"
-#include "support/residue.h"
+#include "support/test.h"
 
 namespace {
 
-using support::Call;
-using support::Child;
-using support::Fault;
-using support::GuardedBlock;
-using Inside = support::Child::Inside;
+using namespace support;
 
 constexpr uint32_t kFailed = SM_STATUS_UNSUCCESSFUL;
 
@@ -47,13 +31,6 @@ std::string onHost(const std::string &name, Code code)
     code(inside);
   });
   return child.report();
-}
-
-TEST(IPSupport, NamesOfOneFunction)
-{
-  support::expectOneFunction(
-      {"GetIPHostName", "UCS2GetIPHostName", "GetIPAddrStrList", "IPAddrASCIIToNetwork", "IPAddrNetworkToASCII"});
-  EXPECT_EQ(&SMGetDNSSuffixNameName, &GetDNSSuffixName);
 }
 
 TEST(IPSupport, AnswersFromAttachToDetach)
@@ -82,7 +59,7 @@ TEST(IPSupport, AFailedAttachUnloadsIt)
   Child child([](Inside &inside) {
     ModuleDetach();
     unsigned failed = 0;
-    (void)support::failEach(Call::allocation, ENOMEM, [&](unsigned) {
+    (void)failEach(Call::allocation, ENOMEM, [&](unsigned) {
       const uint32_t attached = ModuleAttach();
       failed += attached == 0 ? 1 : 0;
       if (ipsuptLoaded != static_cast<SMBool>(attached)) {
@@ -190,8 +167,8 @@ TEST(DNSSuffix, WithoutMemory)
   const std::string report = onHost("node2", [](Inside &inside) {
     uint32_t size = 4242;
     (void)GetDNSSuffixName(nullptr, &size);  // what the resolver keeps for good
-    const long blocks = support::liveBlocks();
-    const unsigned struck = support::failEach(Call::allocation, ENOMEM, [&](unsigned nth) {
+    const long blocks = liveBlocks();
+    const unsigned struck = failEach(Call::allocation, ENOMEM, [&](unsigned nth) {
       size = 4242;
       const uint32_t status = GetDNSSuffixName(nullptr, &size);
       const bool ours = nth <= 2;
@@ -199,7 +176,7 @@ TEST(DNSSuffix, WithoutMemory)
         inside.report({nth, shown(status), size});
       }
     });
-    inside.report({struck >= 2, support::liveBlocks() - blocks});
+    inside.report({struck >= 2, liveBlocks() - blocks});
   });
   EXPECT_EQ(report, "1 0\n");
 }
@@ -235,7 +212,7 @@ void reportList(Inside &inside, uint32_t room)
 TEST(AddressList, SlotsOfEveryInterfaceButTheFirst)
 {
   const std::string report = onHost("sandbox", [](Inside &inside) {
-    const std::string descriptors = support::openDescriptors();
+    const std::string descriptors = openDescriptors();
     uint32_t count = 77;
     inside.report({shown(GetIPAddrStrList(nullptr, nullptr)), shown(GetIPAddrStrList(&count, nullptr)), count});
     reportList(inside, 2);
@@ -252,7 +229,7 @@ TEST(AddressList, SlotsOfEveryInterfaceButTheFirst)
     }
     count = 1;
     inside.report({shown(GetIPAddrStrList(&count, nullptr)), count});
-    inside.report({support::openDescriptors() == descriptors});
+    inside.report({openDescriptors() == descriptors});
   });
   EXPECT_EQ(report,
             "2 -1 0\n-1 0\n"
@@ -267,8 +244,8 @@ TEST(AddressList, WithoutSocketsAndWithoutRights)
     std::string atClose;
     {
       // The socket of the queries is the last descriptor that the library closes.
-      const std::string usual = support::inheritableDescriptors();
-      const Fault atLast(Call::close, 1, [&] { atClose = support::inheritableDescriptors(); });
+      const std::string usual = inheritableDescriptors();
+      const Fault atLast(Call::close, 1, [&] { atClose = inheritableDescriptors(); });
       reportList(inside, 1);
       inside.report({atClose == usual});
     }

@@ -4,35 +4,16 @@
 
 #include "qvsupt32/os.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <pthread.h>
 #include <sched.h>
-#include <signal.h>
 #include <sys/sem.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <thread>
-#include <vector>
-
-#include "support/child.h"
-#include "support/faults.h"
-#include "support/record_locks.h"
-#include "support/residue.h"
+#include "support/observed_thread.h"
+#include "support/test.h"
 
 namespace {
 
-using support::Call;
-using support::Child;
-using support::Fault;
-using Inside = support::Child::Inside;
-using namespace std::string_literals;
-namespace fs = std::filesystem;
+using namespace support;
 
 constexpr char kConfigFile[] = "/etc/vela.conf";
 constexpr char kShared[] = "/etc/tallowmere/shared";
@@ -46,7 +27,7 @@ std::string lockText(uint32_t record)
 
 std::string ownLocks()
 {
-  return support::recordLocks(getpid());
+  return recordLocks(getpid());
 }
 
 class IpcName : public testing::Test {
@@ -168,11 +149,11 @@ std::string firstOpen()
 
 TEST(IpcFile, PathDependsOnTheSharedDirectoryAndIsChosenOnce)
 {
-  const std::string aside = support::kIpcFile + ".aside"s;
-  fs::rename(support::kIpcFile, aside);
+  const std::string aside = kIpcFile + ".aside"s;
+  fs::rename(kIpcFile, aside);
   const std::string own = "0 /etc/tallowmere/vela/.velaipc 600 0 2\n";
   EXPECT_EQ(firstOpen(), own);
-  fs::rename(aside, support::kIpcFile);
+  fs::rename(aside, kIpcFile);
   fs::create_directory(kShared);
   EXPECT_EQ(firstOpen(), "0 /etc/tallowmere/shared/.sharedipc 600 0 2\n");
   {
@@ -220,7 +201,7 @@ TEST(RecordLock, EveryNumberIsOneByteOfItsOwn)
     EXPECT_EQ(ownLocks(), "") << "one unlock is enough";
     EXPECT_EQ(UnlockIPCFileRecord(record), 0) << "a record that is not locked";
   }
-  EXPECT_EQ(fs::file_size(support::kIpcFile), 0u);
+  EXPECT_EQ(fs::file_size(kIpcFile), 0u);
 }
 
 TEST(RecordLock, BadDescriptorIsOpenedAgain)
@@ -257,7 +238,7 @@ std::string openIpcFiles()
   int open = 0;
   for (const auto &entry : fs::directory_iterator("/proc/self/fd")) {
     std::error_code closed;
-    open += fs::read_symlink(entry, closed) == support::kIpcFile ? 1 : 0;
+    open += fs::read_symlink(entry, closed) == kIpcFile ? 1 : 0;
   }
   return std::to_string(open) + " " + ownLocks();
 }
@@ -267,13 +248,13 @@ TEST(RecordLock, BadDescriptorIsOpenedOnceForAllThreads)
   const std::string expected = "1 WRITE 5 6\n\n";  // the kernel joins neighbours
   Child whileOpening([](Inside &inside) {
     close(l_ipc_fd);
-    std::thread other;
+    std::optional<ObservedThread> other;
     const Fault opens(Call::open, 1, [&] {
-      other = std::thread([] { EXPECT_EQ(LockIPCFileRecord(6, 0), 0); });
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+      other.emplace([] { EXPECT_EQ(LockIPCFileRecord(6, 0), 0); });
+      other->waitUntilAsleep();
     });
     inside.report({LockIPCFileRecord(5, 0)});
-    other.join();
+    other.reset();
     inside.report("%s", openIpcFiles().c_str());
   });
   EXPECT_EQ(whileOpening.report(), "0\n" + expected);
@@ -301,17 +282,17 @@ TEST(RecordLock, IsOneProcessesOwn)
     inside.hold();
     execl("/bin/sleep", "sleep", "1000", nullptr);
   });
-  support::waitUntilBlocked(waiting.pid());
+  waitUntilBlocked(waiting.pid());
   EXPECT_EQ(UnlockIPCFileRecord(5), 0);
   ASSERT_TRUE(waiting.waitHeld());
   EXPECT_EQ(LockIPCFileRecord(5, 0), 3);
   waiting.release();
   EXPECT_FALSE(waiting.waitHeld()) << "the exec closes the pipe";
-  EXPECT_EQ(support::recordLocks(waiting.pid()), "") << "and the IPC file";
+  EXPECT_EQ(recordLocks(waiting.pid()), "") << "and the IPC file";
   waiting.signal(SIGKILL);
   EXPECT_EQ(waiting.report(), "0 0\nended with status 137\n");
 
-  support::RecordHolder holder(5);
+  RecordHolder holder(5);
   EXPECT_EQ(LockIPCFileRecord(5, 0), 3);
   holder.kill();
   EXPECT_EQ(LockIPCFileRecord(5, 0), 0);
@@ -350,7 +331,7 @@ struct Semaphore {
 
 TEST(Timeout, CountsSteps)
 {
-  support::RecordHolder holder(5);
+  RecordHolder holder(5);
   SMLocalMutex *const mutex = CreateLocalMutex();
   ASSERT_EQ(WaitForLocalMutex(mutex, 0), 0);
   const Semaphore set(0);
@@ -453,9 +434,9 @@ TEST(LocalMutex, ExcludesThreadsAndReportsFailures)
   EXPECT_EQ(WaitForLocalMutex(mutex, SM_WAIT_FOREVER), -1);
   EXPECT_EQ(ReleaseLocalMutex(mutex), 0);
 #endif
-  const long blocks = support::liveBlocks();
+  const long blocks = liveBlocks();
   DestroyLocalMutex(mutex);
-  EXPECT_EQ(support::liveBlocks(), blocks - 1);
+  EXPECT_EQ(liveBlocks(), blocks - 1);
 
   EXPECT_EQ(WaitForLocalMutex(nullptr, 0), -1);
   EXPECT_EQ(WaitForLocalMutex(nullptr, SM_WAIT_FOREVER), -1);
@@ -501,7 +482,7 @@ TEST(SystemVSemaphore, IdentifierZeroIsNeverHandedOut)
       const int32_t id = CreateSemaphore(kKey, 2);
       inside.report({id > 0, semctl(id, 0, GETVAL), fault.calls()});
       DestroySemaphore(id);
-      inside.report("left: %s", support::systemVObjects().c_str());
+      inside.report("left: %s", systemVObjects().c_str());
     });
     const char *const result = error == 0 ? "1 2 3" : error == ENOSPC ? "0 -1 3" : "0 -1 4";
     EXPECT_EQ(child.report(), "0\n"s + result + "\nleft: \n") << "errno " << error;

@@ -1,26 +1,18 @@
 // What a loss of power leaves of the files that the library writes: every state that a disk may show after it, at each
 // point of each kind of change, is built and read back.
 
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <functional>
 #include <set>
-#include <string>
-#include <vector>
 
-#include "qvsupt32.h"
 #include "support/disk_record.h"
-#include "support/scratch.h"
+#include "support/statuses.h"
+#include "support/test.h"
 
 namespace {
 
-using support::DiskCall;
-using support::DiskState;
+using namespace support;
 using Files = std::map<std::string, std::string>;
 
-class PowerLoss : public support::Scratch {
+class PowerLoss : public Scratch {
  protected:
   PowerLoss() { std::filesystem::create_directory(disk); }
 
@@ -32,7 +24,7 @@ class PowerLoss : public support::Scratch {
     DiskState before;
     std::vector<DiskCall> calls;
     {
-      support::DiskRecord record(disk);
+      DiskRecord record(disk);
       change();
       before = record.before();
       calls = record.calls();
@@ -41,7 +33,7 @@ class PowerLoss : public support::Scratch {
     if (alter) {
       alter(calls);
     }
-    const size_t states = support::forEachStateAfterPowerLoss(
+    const size_t states = forEachStateAfterPowerLoss(
         before, calls, [&](const DiskState &state, size_t made) { check(state.files(), made); });
     printf("%zu states after %zu calls\n", states, calls.size());
     return states;
@@ -53,7 +45,7 @@ class PowerLoss : public support::Scratch {
     std::filesystem::remove_all(after);
     std::filesystem::create_directory(after);
     for (const auto &[file, content] : files) {
-      support::put(after + "/" + file, content);
+      put(after + "/" + file, content);
     }
     return after + "/" + name;
   }
@@ -114,7 +106,7 @@ class PowerLossOfSettings : public PowerLoss, public testing::WithParamInterface
 TEST_P(PowerLossOfSettings, LeavesAWholeContentOfTheFile)
 {
   const std::string file = onDisk("settings");
-  support::put(file, GetParam()->start);
+  put(file, GetParam()->start);
   std::vector<std::string> contents = {GetParam()->start};
   const auto isAnyContent = [&](const Files &files, size_t made) {
     const std::string content = contentOf(files, "settings");
@@ -125,7 +117,7 @@ TEST_P(PowerLossOfSettings, LeavesAWholeContentOfTheFile)
       [&] {
         for (const auto &change : GetParam()->changes) {
           change(file);
-          contents.push_back(support::get(file));
+          contents.push_back(get(file));
         }
       },
       isAnyContent);
@@ -137,13 +129,13 @@ TEST_P(PowerLossOfSettings, IsSeenWhereARewriteDoesNotSyncInTime)
 {
   const std::string file = onDisk("settings");
   const auto unsoundStates = [&](const std::function<void(std::vector<DiskCall> &)> &alter) {
-    support::put(file, GetParam()->start);
+    put(file, GetParam()->start);
     std::string changed;
     size_t unsound = 0;
     forEachState(
         [&] {
           GetParam()->changes[0](file);
-          changed = support::get(file);
+          changed = get(file);
         },
         [&](const Files &files, size_t) {
           const std::string content = contentOf(files, "settings");
@@ -180,7 +172,7 @@ TEST_F(PowerLoss, LeavesNoneOrAllOfANewFile)
   forEachState(
       [&] {
         EXPECT_EQ(setKey(file, "k", "v"), 0u);
-        made = support::get(file);
+        made = get(file);
       },
       [&](const Files &files, size_t calls) {
         const std::string content = contentOf(files, "new.ini");
@@ -191,7 +183,7 @@ TEST_F(PowerLoss, LeavesNoneOrAllOfANewFile)
 TEST_F(PowerLoss, LeavesAFileOfTwoNamesOldOrWithAPartOfTheNewLines)
 {
   const std::string start = "[s]\nk=old\n";
-  support::put(onDisk("one.ini"), start);
+  put(onDisk("one.ini"), start);
   ASSERT_EQ(link(onDisk("one.ini").c_str(), onDisk("other.ini").c_str()), 0);
   forEachState(
       [&] {
@@ -232,7 +224,7 @@ struct Log {
 };
 
 constexpr Log kText = {"log.log", "log.lo_", appendText, 0, 0};
-constexpr Log kXml = {"log.xml", "log.xm_", appendXml, 257, 11};
+constexpr Log kXml = {"log.xml", "log.xm_", appendXml, kBadType, 11};
 
 class PowerLossOfLogs : public PowerLoss, public testing::WithParamInterface<const Log *> {
  protected:
@@ -244,7 +236,7 @@ TEST_P(PowerLossOfLogs, KeepsTheRecordsThatWereOnTheDisk)
 {
   ASSERT_EQ(log.append(file, 1, UINT32_MAX), 0u);
   ASSERT_EQ(log.append(file, 2, UINT32_MAX), 0u);
-  const std::string old = support::get(file);
+  const std::string old = get(file);
   const std::string records = old.substr(0, old.size() - log.endSize);
   size_t refused = 0;
   const size_t states = forEachState(
@@ -258,7 +250,7 @@ TEST_P(PowerLossOfLogs, KeepsTheRecordsThatWereOnTheDisk)
         const uint32_t status = log.append(again, 5, UINT32_MAX);
         EXPECT_TRUE(status == 0 || status == log.refusal) << status;
         refused += status == 0 ? 0 : 1;
-        EXPECT_TRUE(support::get(again).starts_with(records));
+        EXPECT_TRUE(get(again).starts_with(records));
       });
   printf("%zu of them are refused until the log is repaired\n", refused);
   EXPECT_LT(refused, states);
@@ -269,7 +261,7 @@ TEST_P(PowerLossOfLogs, KeepsTheRecordsOfALogThatRotates)
   for (uint32_t id = 1; id <= 3; ++id) {
     ASSERT_EQ(log.append(file, id, UINT32_MAX), 0u);
   }
-  const std::string old = support::get(file);
+  const std::string old = get(file);
   forEachState([&] { EXPECT_EQ(log.append(file, 4, static_cast<uint32_t>(old.size())), 0u); },
                [&](const Files &files, size_t made) {
                  const std::string content = contentOf(files, log.name);

@@ -1,55 +1,14 @@
 // String resources: what the line reader cuts, which entry a lookup takes from which file and how it is delivered, what
 // stands in a string's place when the lookup cannot start, and the most specific path.
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <string>
-#include <string_view>
-
-#include "qvsupt32.h"
-#include "support/faults.h"
-#include "support/guarded_block.h"
-#include "support/names.h"
-#include "support/record_locks.h"
+#include "support/test.h"
 
 namespace {
 
-using namespace std::string_literals;
-using support::Call;
-using support::Fault;
-using support::GuardedBlock;
-namespace fs = std::filesystem;
+using namespace support;
 
 constexpr char kFile[] = "/etc/strings.dat";
 constexpr char kMark[] = "\xFF\xFE";
-
-/// Latin-1 as bytes of UCS-2, low byte first.
-std::string units(const std::string &text)
-{
-  std::string bytes;
-  for (const char character : text) {
-    bytes += character;
-    bytes += '\0';
-  }
-  return bytes;
-}
-
-/// The other way, up to the terminator.
-std::string latin1(const SMChar16 *text)
-{
-  std::string bytes;
-  for (; *text != 0; ++text) {
-    bytes += *text < 0x100 ? static_cast<char>(*text) : '?';
-  }
-  return bytes;
-}
 
 void writeFile(const std::string &bytes)
 {
@@ -79,20 +38,20 @@ TEST(LineReader, CutsWhatIsTooLongOrHasNoEnd)
     uint32_t capacity;
     const char *lines;
   } rows[] = {
-      {units("ab\r\nc\r\n\r\n"), 100, "ab\r\n|c\r\n|\r\n|18"},
-      {units("ab\r\nc\r\n"), 5, "ab\r\n|c\r\n|14"},
-      {units("ab\r\nc\r\n"), 4, "ab\r|\nc\r|14"},  // the line feed that finds no room, twice; what is left is one unit
-      {units("abcdefgh\r\n"), 4, "abc|def|gh\r|20"},
-      {units("abcdef\r\ng\r\n"), 4, "abc|def|\r\n|g\r\n|22"},
-      {units("a\rb\nc\n\r\r\nd"), 100, "a\rb\nc\n\r\r\n|20"},
-      {units("abc"), 100, "ab|6"},
-      {units("abc") + "d", 100, "ab|7"},
-      {units("ab\r\nc"), 100, "ab\r\n|10"},
-      {units("ab\r\n") + "c", 100, "ab\r\n|8"},
-      {units("a\0b\r\nc\r\n"s), 100, "a|c\r\n|16"},
-      {units("ab\r\n"), 2, "a|b|\r|8"},
-      {units("ab"), 1, "2"},
-      {units("ab"), 0, "0"},
+      {utf16("ab\r\nc\r\n\r\n"), 100, "ab\r\n|c\r\n|\r\n|18"},
+      {utf16("ab\r\nc\r\n"), 5, "ab\r\n|c\r\n|14"},
+      {utf16("ab\r\nc\r\n"), 4, "ab\r|\nc\r|14"},  // the line feed that finds no room, twice; what is left is one unit
+      {utf16("abcdefgh\r\n"), 4, "abc|def|gh\r|20"},
+      {utf16("abcdef\r\ng\r\n"), 4, "abc|def|\r\n|g\r\n|22"},
+      {utf16("a\rb\nc\n\r\r\nd"), 100, "a\rb\nc\n\r\r\n|20"},
+      {utf16("abc"), 100, "ab|6"},
+      {utf16("abc") + "d", 100, "ab|7"},
+      {utf16("ab\r\nc"), 100, "ab\r\n|10"},
+      {utf16("ab\r\n") + "c", 100, "ab\r\n|8"},
+      {utf16("a\0b\r\nc\r\n"s), 100, "a|c\r\n|16"},
+      {utf16("ab\r\n"), 2, "a|b|\r|8"},
+      {utf16("ab"), 1, "2"},
+      {utf16("ab"), 0, "0"},
       {"", 100, "0"},
       {"a", 100, "0"},
   };
@@ -137,7 +96,7 @@ std::string lookUp(uint32_t stringID, uint32_t language = kNone)
 
 TEST(Lookup, TakesTheLanguageOrTheDefault)
 {
-  writeFile(kMark + units("; comment\r\n\r\n0:1F4=Hello\r\n407:1F4=Hallo\r\n407:5=nur deutsch\r\n407:1F4=zweite\r\n"
+  writeFile(kMark + utf16("; comment\r\n\r\n0:1F4=Hello\r\n407:1F4=Hallo\r\n407:5=nur deutsch\r\n407:1F4=zweite\r\n"
                           "0:1F4=second\r\n40C:6=fran\xE7"
                           "ais\r\n0:6=a=b\r\n0:7=\r\n0:ABCDEF01=hex\r\n"));
   EXPECT_EQ(lookUp(500, 1031), "'Hallo' 1031");
@@ -188,9 +147,9 @@ TEST(Lookup, TakesTheFirstLineThatHoldsTheKey)
       {"line of 5000 units", std::string(5000, ':') + "0:5=own\r\n", "'own'"},
   };
   for (const auto &row : rows) {
-    writeFile(kMark + units(row.text));
+    writeFile(kMark + utf16(row.text));
     EXPECT_EQ(lookUp(5), row.found) << row.what;
-    writeFile(kMark + units(row.text) + "\r");
+    writeFile(kMark + utf16(row.text) + "\r");
     EXPECT_EQ(lookUp(5), row.found) << row.what << ", and half a unit";
   }
 }
@@ -203,22 +162,22 @@ TEST(Lookup, FindsEveryLineOfALongFile)
     snprintf(key, sizeof(key), "%X:%X=", i % 3 == 0 ? 0x407u : 0u, i);
     text += key + std::string(i % 61, 'x') + std::to_string(i) + "\r\n";
   }
-  writeFile(kMark + units(text));
+  writeFile(kMark + utf16(text));
   for (uint32_t i = 1; i <= 5000; i += i < 900 || i > 4900 ? 1 : 37) {
     const std::string value = "'" + std::string(i % 61, 'x') + std::to_string(i) + "'";
     ASSERT_EQ(lookUp(i, 1031), value + (i % 3 == 0 ? " 1031" : " 0"));
   }
   // A piece that begins with the common part of a key, after the language in the piece before it.
-  writeFile(kMark + units(std::string(1020, 'x') + "407:5=nur deutsch\r\n"));
+  writeFile(kMark + utf16(std::string(1020, 'x') + "407:5=nur deutsch\r\n"));
   EXPECT_EQ(lookUp(5, 1031), "nothing 0");
-  writeFile(kMark + units(text));
+  writeFile(kMark + utf16(text));
   const Fault reads(Call::read, 3, EIO, true);
   EXPECT_EQ(lookUp(5000), "nothing") << "what cannot be read is not there";
 }
 
 TEST(Lookup, DeliversIntoWhatRoomThereIs)
 {
-  writeFile(kMark + units("0:5=text\r\n"));
+  writeFile(kMark + utf16("0:5=text\r\n"));
   GuardedBlock block(10);
   auto *buffer = reinterpret_cast<SMChar16 *>(block.data());
   uint32_t size = 10;
@@ -261,7 +220,7 @@ TEST(Delivery, WithAndWithoutBufferAndSize)
 TEST(Lookup, SaysWhyItCannotStart)
 {
   constexpr char kInvalid[] = "'Invalid string resource found' 1033";
-  for (const std::string &start : {""s, "\xFF"s, "\xFE\xFF"s + units("0:5=x\r\n"), units("0:5=x\r\n")}) {
+  for (const std::string &start : {""s, "\xFF"s, "\xFE\xFF"s + utf16("0:5=x\r\n"), utf16("0:5=x\r\n")}) {
     writeFile(start);
     EXPECT_EQ(lookUp(5, 1033), kInvalid) << "the language stays, too";
   }
@@ -273,7 +232,7 @@ TEST(Lookup, SaysWhyItCannotStart)
   ASSERT_EQ(mkfifo(kFile, 0600), 0);
   EXPECT_EQ(lookUp(5, 1033), kInvalid) << "and nobody waits for a writer";
   fs::remove(kFile);
-  writeFile(kMark + units("0:5=x\r\n"));
+  writeFile(kMark + utf16("0:5=x\r\n"));
   {
     const Fault fault(Call::fcntl, 1, EIO);
     EXPECT_EQ(lookUp(5, 1033), "'String resource locked' 1033");
@@ -291,34 +250,34 @@ TEST(Lookup, SaysWhyItCannotStart)
   EXPECT_EQ(GetUCS2StrFromIDPathFile(5, nullptr, nullptr, buffer, &size), 46u);
   EXPECT_EQ(latin1(buffer), "Invalid Path File Name");
 
-  const long blocks = support::liveBlocks();
-  const unsigned struck = support::failEach(Call::allocation, ENOMEM, [&](unsigned nth) {
+  const long blocks = liveBlocks();
+  const unsigned struck = failEach(Call::allocation, ENOMEM, [&](unsigned nth) {
     size = sizeof(buffer);
     const uint32_t result = GetUCS2StrFromIDPathFile(5, nullptr, kFile, buffer, &size);
     EXPECT_EQ(result, nth == 1 ? 0u : nth == 2 ? 52u : 4u);
     EXPECT_EQ(size, result);
   });
   EXPECT_EQ(struck, 2u);
-  EXPECT_EQ(blocks, support::liveBlocks());
+  EXPECT_EQ(blocks, liveBlocks());
 }
 
 TEST(Lookup, HoldsTheLockWhileItReadsAndNoLonger)
 {
-  writeFile(kMark + units("0:5=x\r\n"));
+  writeFile(kMark + utf16("0:5=x\r\n"));
   std::string locks;
   {
-    const Fault watcher(Call::read, 1, [&] { locks = support::recordLocks(getpid()); });
+    const Fault watcher(Call::read, 1, [&] { locks = recordLocks(getpid()); });
     EXPECT_EQ(lookUp(5), "'x'");
   }
   EXPECT_EQ(locks, "WRITE 120000 120000\n");
-  EXPECT_EQ(support::recordLocks(getpid()), "");
+  EXPECT_EQ(recordLocks(getpid()), "");
 }
 
 /// Installs a resource file and settings for the product, and forgets what was read before.
 void install(const std::string &strings, const char *settings)
 {
   fs::create_directories("/etc/tallowmere/vela/ini");
-  std::ofstream("/etc/tallowmere/vela/ini/qvunidat.txt", std::ios::binary) << kMark << units(strings);
+  std::ofstream("/etc/tallowmere/vela/ini/qvunidat.txt", std::ios::binary) << kMark << utf16(strings);
   std::ofstream("/etc/tallowmere/vela/ini/qvprv32.ini") << settings;
   oemBase = 0;
   oemOffset = 0;
@@ -403,7 +362,6 @@ std::string pathOf(const char *base, const char *product, const char *locale, co
 
 TEST(LocalizedPath, TakesTheMostSpecificThatExists)
 {
-  support::expectOneFunction({"GetLocalizedPathFileName"});
   fs::create_directory("/etc/tree");
   fs::current_path("/etc/tree");
   const auto make = [](const fs::path &path) {
@@ -440,16 +398,16 @@ TEST(LocalizedPath, TakesTheMostSpecificThatExists)
   EXPECT_EQ(pathOf(".", "app", "zh", "sub", longName.c_str()), "./app/sub/" + longName);
   EXPECT_EQ(pathOf(".", "app", "zh", "sub", (longName + "n").c_str()), "none");
 
-  const long blocks = support::liveBlocks();
-  EXPECT_EQ(support::failEach(Call::allocation, ENOMEM,
-                              [](unsigned nth) {
-                                char *path = GetLocalizedPathFileName(".", "app", "zh", "help", "a.txt");
-                                EXPECT_EQ(path == nullptr, nth == 1);
-                                SMFreeMem(path);
-                              }),
+  const long blocks = liveBlocks();
+  EXPECT_EQ(failEach(Call::allocation, ENOMEM,
+                     [](unsigned nth) {
+                       char *path = GetLocalizedPathFileName(".", "app", "zh", "help", "a.txt");
+                       EXPECT_EQ(path == nullptr, nth == 1);
+                       SMFreeMem(path);
+                     }),
             1u);
   EXPECT_EQ(pathOf(".", "app", "zh", "help", "none.txt"), "none");
-  EXPECT_EQ(blocks, support::liveBlocks());
+  EXPECT_EQ(blocks, liveBlocks());
   fs::current_path("/");
 }
 

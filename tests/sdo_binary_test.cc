@@ -1,21 +1,10 @@
 // The flat form of data objects: exact bytes, reading and editing in place, binary arrays, and what is refused. Blocks
 // and buffers end at an unreadable page, so that one byte too many is met.
 
-#include <gtest/gtest.h>
 #include <pthread.h>
 
-#include <algorithm>
-#include <atomic>
-#include <random>
-#include <thread>
-
-#include "qvsupt32.h"
-#include "support/child.h"
-#include "support/faults.h"
-#include "support/guarded_block.h"
-#include "support/names.h"
 #include "support/objects.h"
-#include "support/scratch.h"
+#include "support/test.h"
 
 namespace {
 
@@ -955,15 +944,6 @@ TEST(SdoBinaryArray, MeasuringMeetsAChangedObjectToo)
   size = 140000;
   EXPECT_EQ(SDOConfigArrayToBinaryArray(tooMuch + 1, 2, buffer.data(), &size), kFailed);
   EXPECT_EQ(SDOConfigArrayToBinaryArray(tooMuch, 3, buffer.data(), &size), kTooSmall) << "the first that fails decides";
-}
-
-TEST(Sdo, BothNamesAreOneFunction)
-{
-  expectOneFunction({"SDOConfigAlloc", "SDOConfigFree", "SDOConfigGetCount", "SDOConfigAddData", "SDOConfigGetDataByID",
-                     "SDOConfigGetDataByIndex", "SDOConfigRemoveData", "SDOConfigGetBinarySize", "SDOConfigToBinary",
-                     "SDOBinaryToConfig", "SDOConfigArrayToBinaryArray", "SDOBinaryArrayToConfigArray",
-                     "SDOBinaryGetCount", "SDOBinaryGetDataByID", "SDOBinaryGetDataByIndex", "SDOBinarySetData",
-                     "SDOBinaryArrayInitHeader", "SDOBinaryArrayAddData", "SDOBinaryArrayGetByIndex"});
 }
 
 }  // namespace

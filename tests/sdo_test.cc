@@ -1,16 +1,10 @@
 // Data objects: what an add takes and refuses, the size kept with every change, lookups, removal, nested objects and
 // who owns them, failed allocations, and the callbacks. Their binary form has tests of its own.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <limits>
 
-#include "qvsupt32.h"
-#include "support/child.h"
-#include "support/faults.h"
-#include "support/guarded_block.h"
 #include "support/objects.h"
+#include "support/test.h"
 
 namespace {
 

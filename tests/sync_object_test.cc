@@ -1,38 +1,16 @@
 // Named and unnamed mutexes, semaphores, events and shared memory: handles, names, statuses, other processes, dead
 // ones, and no residue.
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sched.h>
-#include <signal.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <fstream>
-#include <functional>
-#include <string>
-#include <thread>
-#include <vector>
-
-#include "qvsupt32.h"
-#include "support/child.h"
-#include "support/faults.h"
-#include "support/residue.h"
 #include "support/signed_statuses.h"
+#include "support/test.h"
 
 namespace {
 
-using support::Call;
-using support::Child;
-using support::Fault;
-using support::kBadType;
-using support::kFailed;
-using support::kInvalid;
-using support::kOk;
-using support::kTimeout;
-using support::kTooSmall;
+using namespace support;
 
 std::string lockFile(const std::string &name)
 {
@@ -65,7 +43,7 @@ TEST(RecordTest, NamesAndSizes)
     OSSyncInfo *info = OSSyncInfoAlloc(std::string(row.longest, 'n').c_str(), 64, row.kind);
     ASSERT_NE(info, nullptr);
     EXPECT_EQ(info->kind, static_cast<uint32_t>(row.kind));
-    EXPECT_EQ((row.kind == 1 ? "/etc/tallowmere/vela/." : "") + std::string(row.longest, 'n'), info->name);
+    EXPECT_EQ(info->name, (row.kind == 1 ? "/etc/tallowmere/vela/." : "") + std::string(row.longest, 'n'));
     SMFreeMem(info);
     info = OSSyncInfoAlloc(nullptr, 64, row.kind);
     ASSERT_NE(info, nullptr);
@@ -417,7 +395,7 @@ TEST(SharedMemoryTest, LivesWithItsCreator)
   EXPECT_EQ(other.report(), "1\n7\n");
   EXPECT_EQ(words[15], 8u);
   SMSharedMemFree(memory);
-  EXPECT_EQ(support::systemVObjects(), "");
+  EXPECT_EQ(systemVObjects(), "");
 }
 
 TEST(SharedMemoryTest, TakenOverAfterItsCreatorDied)
@@ -446,21 +424,15 @@ TEST(SharedMemoryTest, TakenOverAfterItsCreatorDied)
   SMSharedMemFree(memory);
   EXPECT_EQ(semaphoreCount("table"), 0) << "who took it over is no owner: segment and guard stay";
   removeTable();
-  EXPECT_EQ(support::systemVObjects(), "");
+  EXPECT_EQ(systemVObjects(), "");
 }
 
 TEST(SharedMemoryTest, FailuresGiveEverythingBack)
 {
   const auto create = [](unsigned) { SMSharedMemFree(SMSharedMemCreate("table", 64)); };
-  EXPECT_EQ(support::failEach(Call::allocation, ENOMEM, create), 1u);
-  EXPECT_EQ(support::systemVObjects(), "");
-  EXPECT_GE(support::failEach(Call::semget, ENOSPC, create), 2u);
-  EXPECT_EQ(support::systemVObjects(), "");
-  EXPECT_GE(support::failEach(Call::semop, ENOSPC, create), 1u);
-  EXPECT_EQ(support::systemVObjects(), "");
-  for (const Call call : {Call::shmget, Call::shmat}) {
-    EXPECT_EQ(support::failEach(call, ENOMEM, create), 1u);
-    EXPECT_EQ(support::systemVObjects(), "");
+  for (const Call call : {Call::allocation, Call::semget, Call::semop, Call::shmget, Call::shmat}) {
+    EXPECT_GE(failEach(call, ENOSPC, create), call == Call::semget ? 2u : 1u);
+    EXPECT_EQ(systemVObjects(), "");
   }
   // An open that cannot attach marks the segment for removal, under its owner.
   OSSyncInfo *memory = SMSharedMemCreate("table", 64);
@@ -472,7 +444,7 @@ TEST(SharedMemoryTest, FailuresGiveEverythingBack)
   EXPECT_EQ(SMSharedMemOpen("table"), nullptr) << "it cannot be found any more";
   EXPECT_EQ(semaphoreCount("table"), 0) << "the guard is the owner's";
   SMSharedMemFree(memory);
-  EXPECT_EQ(support::systemVObjects(), "");
+  EXPECT_EQ(systemVObjects(), "");
 }
 
 TEST(SharedMemoryTest, GuardOfAnotherProcessSurvivesAFailingCreate)
@@ -524,13 +496,13 @@ TEST(HandleCloseTest, LeavesWhatOthersUse)
   SMEventDestroy(SMEventCreate("start", SM_RESET_MANUAL, SM_INITIALLY_RESET));
 
   SMHandleClose(SMLibLoad(QVSUPT32_LIBRARY));  // the loader keeps what it allocates first
-  const long blocks = support::liveBlocks();
+  const long blocks = liveBlocks();
   SMHandleClose(SMMutexCreate(nullptr));
   SMHandleClose(SMSemaphoreCreate(nullptr, 1));
   SMHandleClose(SMEventCreate(nullptr, SM_RESET_AUTOMATIC, SM_INITIALLY_RESET));
   SMHandleClose(SMLibLoad(QVSUPT32_LIBRARY));
-  EXPECT_EQ(support::liveBlocks(), blocks);
-  EXPECT_EQ(support::systemVObjects(), "");
+  EXPECT_EQ(liveBlocks(), blocks);
+  EXPECT_EQ(systemVObjects(), "");
   OSSyncInfo unknown = {99, nullptr};
   SMHandleClose(&unknown);
   SMHandleClose(nullptr);
@@ -601,7 +573,7 @@ TEST(SharedMemoryTest, LargestSize)
     EXPECT_EQ(bytes[0], 0);
     SMSharedMemFree(memory);
   }
-  EXPECT_EQ(support::systemVObjects(), "");
+  EXPECT_EQ(systemVObjects(), "");
 }
 
 /// The system has no set left, or one, which the placeholder of the first set of a namespace takes.
@@ -616,7 +588,7 @@ TEST(FailureTest, NoSemaphoresLeft)
         inside.report({unshare(CLONE_NEWIPC)});
         std::ofstream("/proc/sys/kernel/sem") << "250 32000 32 " << sets;
         const bool refused = create();
-        inside.report("%d %s", refused, support::systemVObjects().c_str());
+        inside.report("%d %s", refused, systemVObjects().c_str());
       });
       EXPECT_EQ(child.report(), "0\n1 \n") << sets << " sets, case " << &create - creates;
     }
@@ -678,10 +650,10 @@ TEST(FailureTest, EveryAllocationOfEveryCreate)
       {"event", [] { SMEventDestroy(SMEventCreate("start", 1, 1)); }},
   };
   for (const auto &row : rows) {
-    const long before = support::liveBlocks();
-    const unsigned failed = support::failEach(Call::allocation, ENOMEM, [&row](unsigned) { row.scenario(); });
-    EXPECT_EQ(support::liveBlocks(), before) << row.what;
-    EXPECT_EQ(support::systemVObjects(), "") << row.what;
+    const long before = liveBlocks();
+    const unsigned failed = failEach(Call::allocation, ENOMEM, [&row](unsigned) { row.scenario(); });
+    EXPECT_EQ(liveBlocks(), before) << row.what;
+    EXPECT_EQ(systemVObjects(), "") << row.what;
     EXPECT_GE(failed, 1u) << row.what;
   }
 }

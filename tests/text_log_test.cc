@@ -1,34 +1,22 @@
 // The text log alone: its exact bytes, its pieces on a stream, and the refusal of a type. What it shares with the XML
 // log is in both_logs_test.
 
-#include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <unistd.h>
 
-#include <csignal>
-#include <cstring>
 #include <ctime>
 
-#include "qvsupt32.h"
-#include "support/child.h"
 #include "support/log_formats.h"
+#include "support/test.h"
 
 namespace {
 
-using support::Child;
-using support::get;
-using support::put;
-using support::utf16;
-using Inside = support::Child::Inside;
-using Format = support::TextFormat;
-using namespace std::string_literals;
-namespace fs = std::filesystem;
+using namespace support;
+using Format = TextFormat;
 
-class TextLog : public support::FixedTime {
+class TextLog : public FixedTime {
  protected:
-  const support::ScratchDirectory directory_{"/etc/tallowmere/textlog"};
-  const std::string path_ = directory_.file("a.log");
-  const std::string backup_ = directory_.file("a.lo_");
+  const std::string path_ = path("a.log");
+  const std::string backup_ = path("a.lo_");
 };
 
 TEST_F(TextLog, HasAHeaderAndRecordsToTheByte)
@@ -69,7 +57,7 @@ TEST_F(TextLog, DumpsMoreThanOneChunkOfData)
   const std::string log = get(path_);
   EXPECT_EQ(log.size(), 256 + Format::record("7").size() + 2 * 2048 * 82);
   for (const char *offset : {"0x00000000: 78", "0x000001F0: 78", "0x00000200: 78", "0x00007FF0: 78"}) {
-    EXPECT_EQ(support::count(log, utf16(offset)), 1u) << offset;
+    EXPECT_EQ(count(log, utf16(offset)), 1u) << offset;
   }
 }
 
@@ -97,11 +85,11 @@ TEST_F(TextLog, EstimatesDataByWholeLines)
 
 TEST_F(TextLog, RefusesATypeAfterDirectoryAndBackup)
 {
-  const std::string path = directory_.file("new/a.log");
-  EXPECT_EQ(Format::append(path, {.type = 3}), SM_STATUS_BAD_ARGUMENT);
-  EXPECT_TRUE(fs::exists(directory_.file("new")));
-  EXPECT_FALSE(fs::exists(path));
-  EXPECT_EQ(Format::append(directory_.file("b/c/a.log"), {.type = 3}), SM_STATUS_UNSUCCESSFUL);
+  const std::string file = path("new/a.log");
+  EXPECT_EQ(Format::append(file, {.type = 3}), SM_STATUS_BAD_ARGUMENT);
+  EXPECT_TRUE(fs::exists(path("new")));
+  EXPECT_FALSE(fs::exists(file));
+  EXPECT_EQ(Format::append(path("b/c/a.log"), {.type = 3}), SM_STATUS_UNSUCCESSFUL);
   put(path_, "content");
   fs::permissions(path_, fs::perms::owner_read);
   EXPECT_EQ(Format::append(path_, {.type = 3}), SM_STATUS_BAD_ARGUMENT);
@@ -133,7 +121,7 @@ TEST_F(TextLog, StopsBeforeThePieceThatFails)
   ASSERT_EQ(LoadIPSupt(), SM_STATUS_SUCCESS);
   EXPECT_EQ(get(path_), whole.substr(0, whole.find(utf16("sandbox"))));
   fs::remove(path_);
-  support::fixedTime = INT64_MAX;
+  fixedTime = INT64_MAX;
   EXPECT_EQ(Format::append(path_, {}), SM_STATUS_UNSUCCESSFUL);
   EXPECT_EQ(get(path_), whole.substr(0, whole.find(utf16("Fri Jan"))));
 }
@@ -141,14 +129,14 @@ TEST_F(TextLog, StopsBeforeThePieceThatFails)
 TEST_F(TextLog, ShowsTimesAsTheCLibraryDoes)
 {
   for (int64_t seconds = -90000000000; seconds < 253402300800; seconds += 86399 * 3851 + 7) {
-    support::fixedTime = seconds;
+    fixedTime = seconds;
     fs::remove(path_);
     ASSERT_EQ(Format::append(path_, {}), SM_STATUS_SUCCESS);
     const auto time = static_cast<time_t>(seconds);
     char expected[32];
     ASSERT_NE(ctime_r(&time, expected), nullptr);
     expected[strcspn(expected, "\n")] = 0;
-    ASSERT_EQ(support::count(get(path_), utf16("Time: "s + expected + "\r\n")), 1u) << expected;
+    ASSERT_EQ(count(get(path_), utf16("Time: "s + expected + "\r\n")), 1u) << expected;
   }
 }
 
@@ -188,7 +176,7 @@ TEST_F(TextLog, PiecesGoToAnyStream)
       {written([](FILE *stream) { return UniAppendBufferDump(stream, 0, nullptr, 0); }), ""},
   };
   for (const auto &row : rows) {
-    EXPECT_EQ(row.got, "0 " + row.expected);
+    EXPECT_EQ("0 " + row.expected, row.got);
   }
   EXPECT_EQ(written([](FILE *stream) { return UniAppendCRLF(stream, 0); }), "2 ");
   EXPECT_EQ(written([](FILE *stream) { return UniAppendTab(stream, 0); }), "2 ");

@@ -1,34 +1,18 @@
 // Numbers, times, typed values and parameters: limits, statuses and their order, what is left unwritten, locales.
 
-#include <gtest/gtest.h>
 #include <locale.h>
-#include <stdlib.h>
 #include <time.h>
 
 #include <climits>
 #include <cmath>
-#include <cstring>
-#include <filesystem>
 #include <limits>
-#include <string>
-#include <vector>
 
-#include "qvsupt32.h"
-#include "support/faults.h"
-#include "support/guarded_block.h"
+#include "support/statuses.h"
+#include "support/test.h"
 
 namespace {
 
-using support::GuardedBlock;
-
-std::string text(const SMChar16 *units)
-{
-  std::string bytes;
-  for (; *units != 0; ++units) {
-    bytes += static_cast<char>(*units);
-  }
-  return bytes;
-}
+using namespace support;
 
 TEST(NumberTest, DecimalReadersWrapAndStop)
 {
@@ -48,8 +32,8 @@ TEST(NumberTest, DecimalReadersWrapAndStop)
       {"0x10", 0, 0},
   };
   for (const auto &row : rows) {
-    EXPECT_EQ(row.asSigned, SMASCIIToSigned64(row.text)) << row.text;
-    EXPECT_EQ(row.asUnsigned, SMASCIIToUnSigned64(row.text)) << row.text;
+    EXPECT_EQ(SMASCIIToSigned64(row.text), row.asSigned) << row.text;
+    EXPECT_EQ(SMASCIIToUnSigned64(row.text), row.asUnsigned) << row.text;
   }
 }
 
@@ -60,10 +44,10 @@ TEST(NumberTest, WritersFillExactlyTheirRoom)
     GuardedBlock block(21);
     char *buffer = reinterpret_cast<char *>(block.data());
     char *digits = SMSigned64ToASCII(buffer, number);
-    EXPECT_EQ(number < 0 ? buffer + 1 : buffer, digits);
+    EXPECT_EQ(digits, number < 0 ? buffer + 1 : buffer);
     EXPECT_EQ(std::to_string(number), buffer);
     const auto pattern = static_cast<uint64_t>(number);
-    EXPECT_EQ(buffer, SMUnSigned64ToASCII(buffer, pattern));
+    EXPECT_EQ(SMUnSigned64ToASCII(buffer, pattern), buffer);
     EXPECT_EQ(std::to_string(pattern), buffer);
   }
 }
@@ -87,33 +71,33 @@ TEST(NumberTest, ValidatingReaders)
       {"1234567890123456789", 10, 0, INT32_MAX, UINT32_MAX, 1234567890123456789, 1234567890123456789},
       {"00000000000000000000012", 10, 0, 12, 12, 12, 12},
       {"-", 10, 0, 0, 0, 0, 0},
-      {" 1", 10, 271, 0, 0, 0, 0},
-      {"1.5", 10, 271, 0, 0, 0, 0},
-      {"", 10, 271, 0, 0, 0, 0},
-      {"12", 2, 271, 0, 0, 0, 0},
+      {" 1", 10, kInvalid, 0, 0, 0, 0},
+      {"1.5", 10, kInvalid, 0, 0, 0, 0},
+      {"", 10, kInvalid, 0, 0, 0, 0},
+      {"12", 2, kInvalid, 0, 0, 0, 0},
       {"17", 8, 0, 15, 15, 15, 15},
-      {"18", 8, 271, 0, 0, 0, 0},
+      {"18", 8, kInvalid, 0, 0, 0, 0},
       {"37777777777", 8, 0, -1, UINT32_MAX, 4294967295, 4294967295},
       {"1F", 16, 0, 31, 31, 31, 31},
       {"0x10", 16, 0, 16, 16, 16, 16},
       {"0x", 16, 0, 0, 0, 0, 0},
-      {"aB", 16, 271, 0, 0, 0, 0},
+      {"aB", 16, kInvalid, 0, 0, 0, 0},
       {"ffffffff", 16, 0, -1, UINT32_MAX, 4294967295, 4294967295},
       {"80000000", 16, 0, INT32_MIN, 2147483648, 2147483648, 2147483648},
       {"ffffffffffffffff", 16, 0, -1, UINT32_MAX, -1, UINT64_MAX},
-      {nullptr, 10, 271, 0, 0, 0, 0},
+      {nullptr, 10, kInvalid, 0, 0, 0, 0},
   };
   for (const auto &row : rows) {
     SCOPED_TRACE(std::string(row.text == nullptr ? "null" : row.text) + " radix " + std::to_string(row.radix));
     uint32_t status = 99;
-    EXPECT_EQ(row.signed32, ASCIIToSigned32VT(row.text, row.radix, &status));
-    EXPECT_EQ(row.status, status);
-    EXPECT_EQ(row.unsigned32, ASCIIToUnSigned32VT(row.text, row.radix, &status));
-    EXPECT_EQ(row.status, status);
-    EXPECT_EQ(row.signed64, ASCIIToSigned64VT(row.text, row.radix, &status));
-    EXPECT_EQ(row.status, status);
-    EXPECT_EQ(row.unsigned64, ASCIIToUnSigned64VT(row.text, row.radix, &status));
-    EXPECT_EQ(row.status, status);
+    EXPECT_EQ(ASCIIToSigned32VT(row.text, row.radix, &status), row.signed32);
+    EXPECT_EQ(status, row.status);
+    EXPECT_EQ(ASCIIToUnSigned32VT(row.text, row.radix, &status), row.unsigned32);
+    EXPECT_EQ(status, row.status);
+    EXPECT_EQ(ASCIIToSigned64VT(row.text, row.radix, &status), row.signed64);
+    EXPECT_EQ(status, row.status);
+    EXPECT_EQ(ASCIIToUnSigned64VT(row.text, row.radix, &status), row.unsigned64);
+    EXPECT_EQ(status, row.status);
   }
 }
 
@@ -124,29 +108,32 @@ TEST(NumberTest, ValidatedDoubles)
     uint32_t status;
     double value;
   } rows[] = {
-      {"1.500", 0, 1.5}, {"-0.25", 0, -0.25},   {"+3", 0, 3},   {".5", 0, 0.5},         {"5.", 0, 5},
-      {"1e3", 0, 1000},  {"-1.5E-1", 0, -0.15}, {"1e", 271, 0}, {"1e+", 271, 0},        {".", 271, 0},
-      {"-", 0, 0},       {"1.5 ", 271, 0},      {" 1", 271, 0}, {"inf", 271, 0},        {"nan", 271, 0},
-      {"0x1p3", 271, 0}, {"1,5", 271, 0},       {"", 271, 0},   {"1e999", 0, HUGE_VAL},
+      {"1.500", 0, 1.5},      {"-0.25", 0, -0.25},  {"+3", 0, 3},
+      {".5", 0, 0.5},         {"5.", 0, 5},         {"1e3", 0, 1000},
+      {"-1.5E-1", 0, -0.15},  {"1e", kInvalid, 0},  {"1e+", kInvalid, 0},
+      {".", kInvalid, 0},     {"-", 0, 0},          {"1.5 ", kInvalid, 0},
+      {" 1", kInvalid, 0},    {"inf", kInvalid, 0}, {"nan", kInvalid, 0},
+      {"0x1p3", kInvalid, 0}, {"1,5", kInvalid, 0}, {"", kInvalid, 0},
+      {"1e999", 0, HUGE_VAL},
   };
   for (const auto &row : rows) {
     uint32_t status = 99;
-    EXPECT_EQ(row.value, ASCIIToDoubleVT(row.text, 10, &status)) << row.text;
-    EXPECT_EQ(row.status, status) << row.text;
+    EXPECT_EQ(ASCIIToDoubleVT(row.text, 10, &status), row.value) << row.text;
+    EXPECT_EQ(status, row.status) << row.text;
   }
   uint32_t status = 99;
   // Digits beyond what a double holds and beyond 64 bits, decimals beyond the exact powers of ten.
   for (const char *text : {"9007199254740991", "9007199254740993", "-900719925474099.5", "18446744073709551617.5",
                            "0.0000000000000000000007", "0.00000000000000000000007"}) {
-    EXPECT_EQ(strtod(text, nullptr), ASCIIToDoubleVT(text, 10, &status)) << text;
+    EXPECT_EQ(ASCIIToDoubleVT(text, 10, &status), strtod(text, nullptr)) << text;
   }
   EXPECT_TRUE(std::signbit(ASCIIToDoubleVT("-0.000", 10, &status)));
-  EXPECT_EQ(255.0, ASCIIToDoubleVT("ff", 16, &status));
-  EXPECT_EQ(0u, status);
-  EXPECT_EQ(0.0, ASCIIToDoubleVT("1.5", 7, &status));
-  EXPECT_EQ(271u, status);
-  EXPECT_EQ(0.0, ASCIIToDouble("no number"));
-  EXPECT_EQ(2.5, ASCIIToDouble("  2.5abc"));
+  EXPECT_EQ(ASCIIToDoubleVT("ff", 16, &status), 255.0);
+  EXPECT_EQ(status, 0u);
+  EXPECT_EQ(ASCIIToDoubleVT("1.5", 7, &status), 0.0);
+  EXPECT_EQ(status, kInvalid);
+  EXPECT_EQ(ASCIIToDouble("no number"), 0.0);
+  EXPECT_EQ(ASCIIToDouble("  2.5abc"), 2.5);
 }
 
 TEST(TypedValueTest, Reading)
@@ -160,59 +147,60 @@ TEST(TypedValueTest, Reading)
   } rows[] = {
       {"TRUE", SM_TYPE_BOOLEAN, 10, 0, {1, 0}},
       {"false", SM_TYPE_BOOLEAN, 10, 0, {0, 0}},
-      {"yes", SM_TYPE_BOOLEAN, 10, 271, {}},
-      {"truer", SM_TYPE_BOOLEAN, 10, 271, {}},
+      {"yes", SM_TYPE_BOOLEAN, 10, kInvalid, {}},
+      {"truer", SM_TYPE_BOOLEAN, 10, kInvalid, {}},
       {"127", SM_TYPE_S8, 10, 0, {0x7F}},
-      {"128", SM_TYPE_S8, 10, 290, {}},
+      {"128", SM_TYPE_S8, 10, kValueTooLarge, {}},
       {"-128", SM_TYPE_S8, 10, 0, {0x80}},
-      {"-129", SM_TYPE_S8, 10, 291, {}},
-      {"32768", SM_TYPE_S16, 10, 290, {}},
+      {"-129", SM_TYPE_S8, 10, kValueTooSmall, {}},
+      {"32768", SM_TYPE_S16, 10, kValueTooLarge, {}},
       {"-32768", SM_TYPE_S16, 10, 0, {0x00, 0x80}},
-      {"-32769", SM_TYPE_S16, 10, 291, {}},
+      {"-32769", SM_TYPE_S16, 10, kValueTooSmall, {}},
       {"-2", SM_TYPE_S32, 10, 0, {0xFE, 0xFF, 0xFF, 0xFF}},
       {"-9223372036854775808", SM_TYPE_S64, 10, 0, {0, 0, 0, 0, 0, 0, 0, 0x80}},
       {"255", SM_TYPE_U8, 10, 0, {0xFF}},
-      {"256", SM_TYPE_U8, 10, 290, {}},
-      {"-1", SM_TYPE_U8, 10, 290, {}},
+      {"256", SM_TYPE_U8, 10, kValueTooLarge, {}},
+      {"-1", SM_TYPE_U8, 10, kValueTooLarge, {}},
       {"65535", SM_TYPE_U16, 10, 0, {0xFF, 0xFF}},
-      {"65536", SM_TYPE_U16, 10, 290, {}},
+      {"65536", SM_TYPE_U16, 10, kValueTooLarge, {}},
       {"ab", SM_TYPE_U32, 16, 0, {171, 0, 0, 0}},
-      {"aB", SM_TYPE_U32, 16, 271, {}},
+      {"aB", SM_TYPE_U32, 16, kInvalid, {}},
       {"0x1f", SM_TYPE_U32, 16, 0, {31, 0, 0, 0}},
-      {"1", SM_TYPE_U32, 3, 271, {}},
+      {"1", SM_TYPE_U32, 3, kInvalid, {}},
       {"-5", SM_TYPE_U64, 10, 0, {0, 0, 0, 0, 0, 0, 0, 0}},
       {"1.500", SM_TYPE_DOUBLE, 10, 0, {0, 0, 0, 0, 0, 0, 0xF8, 0x3F}},
       {"ko", SM_TYPE_LANGID, 10, 0, {0x12, 0x08, 0, 0}},
       {"xx", SM_TYPE_LANGID, 10, 0xFFFFFFFF, {}},
-      {"1", SM_TYPE_TIME, 10, 2, {}},
-      {"1", SM_TYPE_BINARY, 10, 2, {}},
-      {"1", UINT32_MAX, 10, 2, {}},
+      {"1", SM_TYPE_TIME, 10, kBadArgument, {}},
+      {"1", SM_TYPE_BINARY, 10, kBadArgument, {}},
+      {"1", UINT32_MAX, 10, kBadArgument, {}},
   };
   for (const auto &row : rows) {
     SCOPED_TRACE(std::string(row.text) + " as " + std::to_string(row.type));
     const auto width = static_cast<uint32_t>(row.bytes.size());
     GuardedBlock value(std::vector<uint8_t>(width == 0 ? 8 : width, 0xA5));
     uint32_t size = static_cast<uint32_t>(value.size());
-    EXPECT_EQ(row.status, SMXLTUTF8ToTypeValue(row.text, value.data(), &size, row.type, row.radix));
-    EXPECT_EQ(value.size(), size);
-    EXPECT_EQ(width == 0 ? std::vector<uint8_t>(8, 0xA5) : row.bytes, value.bytes());
+    EXPECT_EQ(SMXLTUTF8ToTypeValue(row.text, value.data(), &size, row.type, row.radix), row.status);
+    EXPECT_EQ(size, value.size());
+    EXPECT_EQ(value.bytes(), width == 0 ? std::vector<uint8_t>(8, 0xA5) : row.bytes);
     size = 0;
-    EXPECT_EQ(row.status, SMXLTUTF8ToTypeValue(row.text, nullptr, &size, row.type, row.radix)) << "validation only";
-    EXPECT_EQ(0u, size);
+    EXPECT_EQ(SMXLTUTF8ToTypeValue(row.text, nullptr, &size, row.type, row.radix), row.status) << "validation only";
+    EXPECT_EQ(size, 0u);
     if (width != 0) {
       size = width - 1;
-      EXPECT_EQ(16u, SMXLTUTF8ToTypeValue(row.text, value.data(), &size, row.type, row.radix));
-      EXPECT_EQ(width, size);
+      EXPECT_EQ(SMXLTUTF8ToTypeValue(row.text, value.data(), &size, row.type, row.radix), kTooSmall);
+      EXPECT_EQ(size, width);
     }
   }
   uint32_t size = 4;
   uint32_t value = 9;
-  EXPECT_EQ(271u, SMXLTUTF8ToTypeValue(nullptr, &value, &size, SM_TYPE_TIME, 10)) << "null comes before the type";
-  EXPECT_EQ(271u, SMXLTUTF8ToTypeValue("1", nullptr, &size, SM_TYPE_U32, 10));
-  EXPECT_EQ(271u, SMXLTUTF8ToTypeValue("1", &value, nullptr, SM_TYPE_U32, 10));
+  EXPECT_EQ(SMXLTUTF8ToTypeValue(nullptr, &value, &size, SM_TYPE_TIME, 10), kInvalid) << "null comes before the type";
+  EXPECT_EQ(SMXLTUTF8ToTypeValue("1", nullptr, &size, SM_TYPE_U32, 10), kInvalid);
+  EXPECT_EQ(SMXLTUTF8ToTypeValue("1", &value, nullptr, SM_TYPE_U32, 10), kInvalid);
   size = 0;
-  EXPECT_EQ(290u, SMXLTUTF8ToTypeValue("300", &value, &size, SM_TYPE_U8, 10)) << "the range comes before the size";
-  EXPECT_EQ(0u, size);
+  EXPECT_EQ(SMXLTUTF8ToTypeValue("300", &value, &size, SM_TYPE_U8, 10), kValueTooLarge)
+      << "the range comes before the size";
+  EXPECT_EQ(size, 0u);
 }
 
 template <class T>
@@ -254,24 +242,24 @@ TEST(TypedValueTest, WritingAndReadingBack)
     GuardedBlock buffer(row.least);
     char *out = reinterpret_cast<char *>(buffer.data());
     memset(out, 0x5A, row.least);
-    EXPECT_EQ(16u, SMXLTTypeValueToUTF8(row.value.data(), 0, out, &size, row.type));
-    EXPECT_EQ(row.least, size);
-    EXPECT_EQ(0x5A, out[0]) << "nothing is written";
-    EXPECT_EQ(0u, SMXLTTypeValueToUTF8(row.value.data(), 0, out, &size, row.type));
-    EXPECT_EQ(row.least, size);
-    EXPECT_EQ(std::string(row.text).substr(0, row.least - 1), out);
+    EXPECT_EQ(SMXLTTypeValueToUTF8(row.value.data(), 0, out, &size, row.type), kTooSmall);
+    EXPECT_EQ(size, row.least);
+    EXPECT_EQ(out[0], 0x5A) << "nothing is written";
+    EXPECT_EQ(SMXLTTypeValueToUTF8(row.value.data(), 0, out, &size, row.type), 0u);
+    EXPECT_EQ(size, row.least);
+    EXPECT_EQ(out, std::string(row.text).substr(0, row.least - 1));
     if (row.readsBack) {
       std::vector<uint8_t> back(row.value.size());
       size = static_cast<uint32_t>(back.size());
-      EXPECT_EQ(0u, SMXLTUTF8ToTypeValue(out, back.data(), &size, row.type, 10));
-      EXPECT_EQ(row.value, back);
+      EXPECT_EQ(SMXLTUTF8ToTypeValue(out, back.data(), &size, row.type, 10), 0u);
+      EXPECT_EQ(back, row.value);
     }
   }
   uint32_t size = 64;
   char out[64];
-  EXPECT_EQ(271u, SMXLTTypeValueToUTF8(nullptr, 0, out, &size, 13)) << "null comes before the type";
-  EXPECT_EQ(271u, SMXLTTypeValueToUTF8("", 0, out, nullptr, 0));
-  EXPECT_EQ(2u, SMXLTTypeValueToUTF8("", 0, out, &size, 13));
+  EXPECT_EQ(SMXLTTypeValueToUTF8(nullptr, 0, out, &size, 13), kInvalid) << "null comes before the type";
+  EXPECT_EQ(SMXLTTypeValueToUTF8("", 0, out, nullptr, 0), kInvalid);
+  EXPECT_EQ(SMXLTTypeValueToUTF8("", 0, out, &size, 13), kBadArgument);
 }
 
 TEST(TypedValueTest, Dumps)
@@ -279,37 +267,39 @@ TEST(TypedValueTest, Dumps)
   const uint8_t bytes[20] = {'A'};
   uint32_t size = 0;
   char out[256] = "kept";
-  EXPECT_EQ(16u, SMXLTTypeValueToUTF8(bytes, 20, out, &size, SM_TYPE_BINARY));
-  EXPECT_EQ(165u, size);
-  EXPECT_STREQ("kept", out);
-  EXPECT_EQ(0u, SMXLTTypeValueToUTF8(bytes, 20, out, &size, SM_TYPE_BINARY));
-  EXPECT_EQ(165u, size);
-  EXPECT_EQ(164u, strlen(out));
-  EXPECT_EQ(0, strncmp(out, "0x00000000: 41 00", 17));
+  EXPECT_EQ(SMXLTTypeValueToUTF8(bytes, 20, out, &size, SM_TYPE_BINARY), kTooSmall);
+  EXPECT_EQ(size, 165u);
+  EXPECT_STREQ(out, "kept");
+  EXPECT_EQ(SMXLTTypeValueToUTF8(bytes, 20, out, &size, SM_TYPE_BINARY), 0u);
+  EXPECT_EQ(size, 165u);
+  EXPECT_EQ(strlen(out), 164u);
+  EXPECT_EQ(strncmp(out, "0x00000000: 41 00", 17), 0);
   size = sizeof(out);
-  EXPECT_EQ(0u, SMXLTTypeValueToUTF8(bytes, 0, out, &size, SM_TYPE_BINARY));
-  EXPECT_EQ(1u, size);
-  EXPECT_STREQ("", out);
+  EXPECT_EQ(SMXLTTypeValueToUTF8(bytes, 0, out, &size, SM_TYPE_BINARY), 0u);
+  EXPECT_EQ(size, 1u);
+  EXPECT_STREQ(out, "");
 }
 
 TEST(TypedValueTest, DumpsFailWithoutMemory)
 {
   const uint8_t bytes[20] = {};
   char out[256] = "kept";
-  EXPECT_EQ(1u, support::failEach(support::Call::allocation, ENOMEM, [&](unsigned nth) {
-              uint32_t size = sizeof(out);
-              const long before = support::liveBlocks();
-              const uint32_t status = SMXLTTypeValueToUTF8(bytes, 20, out, &size, SM_TYPE_BINARY);
-              EXPECT_EQ(nth == 1 ? SM_STATUS_UNSUCCESSFUL : SM_STATUS_SUCCESS, status);
-              EXPECT_EQ(nth == 1 ? sizeof(out) : 165u, size);
-              EXPECT_EQ(before, support::liveBlocks());
-            }));
+  EXPECT_EQ(failEach(Call::allocation, ENOMEM,
+                     [&](unsigned nth) {
+                       uint32_t size = sizeof(out);
+                       const long before = liveBlocks();
+                       const uint32_t status = SMXLTTypeValueToUTF8(bytes, 20, out, &size, SM_TYPE_BINARY);
+                       EXPECT_EQ(status, nth == 1 ? SM_STATUS_UNSUCCESSFUL : SM_STATUS_SUCCESS);
+                       EXPECT_EQ(size, nth == 1 ? sizeof(out) : 165u);
+                       EXPECT_EQ(before, liveBlocks());
+                     }),
+            1u);
 }
 
 TEST(TimeTest, LocalTextWithoutLineFeed)
 {
   for (const char *zone : {"UTC0", "CET-1"}) {
-    ASSERT_EQ(0, setenv("TZ", zone, 1));
+    ASSERT_EQ(setenv("TZ", zone, 1), 0);
     for (const int32_t seconds : {0, INT32_MAX, INT32_MIN, 1795057226}) {
       tzset();
       const time_t time = seconds;
@@ -318,22 +308,22 @@ TEST(TimeTest, LocalTextWithoutLineFeed)
       expected[strlen(expected) - 1] = '\0';
       GuardedBlock block(26);
       char *out = reinterpret_cast<char *>(block.data());
-      EXPECT_EQ(0u, TimeToUTF8Str(&seconds, out));
-      EXPECT_STREQ(expected, out);
-      EXPECT_EQ(0u, SMTimeToUTF8Str(int64_t{seconds} + (int64_t{5} << 32), out)) << "the low 32 bits count";
-      EXPECT_STREQ(expected, out);
+      EXPECT_EQ(TimeToUTF8Str(&seconds, out), 0u);
+      EXPECT_STREQ(out, expected);
+      EXPECT_EQ(SMTimeToUTF8Str(int64_t{seconds} + (int64_t{5} << 32), out), 0u) << "the low 32 bits count";
+      EXPECT_STREQ(out, expected);
       SMChar16 units[32];
       uint32_t size = sizeof(units);
-      EXPECT_EQ(0u, SMUCS2TimeToStr(&seconds, units, &size));
-      EXPECT_EQ(50u, size);
-      EXPECT_EQ(expected, text(units));
+      EXPECT_EQ(SMUCS2TimeToStr(&seconds, units, &size), 0u);
+      EXPECT_EQ(size, 50u);
+      EXPECT_EQ(latin1(units), expected);
       size = 49;
-      EXPECT_EQ(0xFFFFFFFFu, SMUCS2TimeToStr(&seconds, units, &size));
+      EXPECT_EQ(SMUCS2TimeToStr(&seconds, units, &size), 0xFFFFFFFFu);
       std::vector<uint8_t> value = bytesOf(seconds);
       char typed[64];
       size = sizeof(typed);
-      EXPECT_EQ(0u, SMXLTTypeValueToUTF8(value.data(), 0, typed, &size, SM_TYPE_TIME));
-      EXPECT_STREQ(expected, typed);
+      EXPECT_EQ(SMXLTTypeValueToUTF8(value.data(), 0, typed, &size, SM_TYPE_TIME), 0u);
+      EXPECT_STREQ(typed, expected);
     }
   }
 }
@@ -355,14 +345,14 @@ TEST(Ucs2Test, Reading)
       {nullptr, 0, 0, 0, 0},
   };
   for (const auto &row : rows) {
-    EXPECT_EQ(row.signed32, SMUCS2ToSigned32(row.text));
-    EXPECT_EQ(row.unsigned32, SMUCS2ToUnSigned32(row.text));
-    EXPECT_EQ(row.signed64, SMUCS2ToSigned64(row.text));
-    EXPECT_EQ(row.real, SMUCS2ToDouble(row.text));
+    EXPECT_EQ(SMUCS2ToSigned32(row.text), row.signed32);
+    EXPECT_EQ(SMUCS2ToUnSigned32(row.text), row.unsigned32);
+    EXPECT_EQ(SMUCS2ToSigned64(row.text), row.signed64);
+    EXPECT_EQ(SMUCS2ToDouble(row.text), row.real);
   }
-  EXPECT_EQ(UINT64_MAX, SMUCS2ToUnSigned64(u"18446744073709551615"));
+  EXPECT_EQ(SMUCS2ToUnSigned64(u"18446744073709551615"), UINT64_MAX);
   const std::u16string longText = std::u16string(500, u'0') + u"7";
-  EXPECT_EQ(7, SMUCS2ToSigned32(longText.c_str()));
+  EXPECT_EQ(SMUCS2ToSigned32(longText.c_str()), kNoAccess);
 }
 
 TEST(Ucs2Test, LongTextFailsWithoutMemory)
@@ -371,12 +361,12 @@ TEST(Ucs2Test, LongTextFailsWithoutMemory)
   SMChar16 units[2000];
   uint32_t size = sizeof(units);
   {
-    const support::Fault fault(support::Call::allocation, 1);
-    EXPECT_EQ(0, SMUCS2ToSigned32(longText.c_str()));
+    const Fault fault(Call::allocation, 1);
+    EXPECT_EQ(SMUCS2ToSigned32(longText.c_str()), 0);
   }
-  const support::Fault fault(support::Call::allocation, 1);
-  EXPECT_EQ(SM_STATUS_UNSUCCESSFUL, SMUCS2DoubleToStr(1e300, 600, units, &size));
-  EXPECT_EQ(sizeof(units), size);
+  const Fault fault(Call::allocation, 1);
+  EXPECT_EQ(SMUCS2DoubleToStr(1e300, 600, units, &size), SM_STATUS_UNSUCCESSFUL);
+  EXPECT_EQ(size, sizeof(units));
 }
 
 TEST(Ucs2Test, Writing)
@@ -389,31 +379,31 @@ TEST(Ucs2Test, Writing)
   for (const auto &row : rows) {
     SMChar16 units[40];
     uint32_t size = sizeof(units);
-    EXPECT_EQ(0u, SMUCS2Signed32ToStr(row.value, row.radix, units, &size));
-    EXPECT_EQ(row.text, text(units));
-    EXPECT_EQ(2 * (strlen(row.text) + 1), size);
-    EXPECT_EQ(0u, SMUCS2UnSigned32ToStr(static_cast<uint32_t>(row.value), row.radix, units, &size));
-    EXPECT_EQ(row.text, text(units));
+    EXPECT_EQ(SMUCS2Signed32ToStr(row.value, row.radix, units, &size), 0u);
+    EXPECT_EQ(latin1(units), row.text);
+    EXPECT_EQ(size, 2 * (strlen(row.text) + 1));
+    EXPECT_EQ(SMUCS2UnSigned32ToStr(static_cast<uint32_t>(row.value), row.radix, units, &size), 0u);
+    EXPECT_EQ(latin1(units), row.text);
     uint32_t needed = 0;
-    EXPECT_EQ(0u, SMUCS2Signed32ToStr(row.value, row.radix, nullptr, &needed));
+    EXPECT_EQ(SMUCS2Signed32ToStr(row.value, row.radix, nullptr, &needed), 0u);
     EXPECT_EQ(size, needed);
   }
   SMChar16 units[2000];
   uint32_t size = sizeof(units);
-  EXPECT_EQ(0u, SMUCS2DoubleToStr(2.5, 3, units, &size));
-  EXPECT_EQ("2.500", text(units));
+  EXPECT_EQ(SMUCS2DoubleToStr(2.5, 3, units, &size), 0u);
+  EXPECT_EQ(latin1(units), "2.500");
   size = sizeof(units);
-  EXPECT_EQ(0u, SMUCS2DoubleToStr(1e300, 600, units, &size));
-  EXPECT_EQ(2u * (301 + 1 + 600 + 1), size);
+  EXPECT_EQ(SMUCS2DoubleToStr(1e300, 600, units, &size), 0u);
+  EXPECT_EQ(size, 2u * (301 + 1 + 600 + 1));
   size = 4;
-  EXPECT_EQ(SM_STATUS_UNSUCCESSFUL, SMUCS2DoubleToStr(2.5, 3, units, &size));
+  EXPECT_EQ(SMUCS2DoubleToStr(2.5, 3, units, &size), SM_STATUS_UNSUCCESSFUL);
 }
 
 TEST(LocaleTest, DecimalCommaTouchesOnlyTheUcs2Doubles)
 {
   // Made here, since few machines have one installed.
   char directory[] = "/tmp/qvsupt32-locale-XXXXXX";
-  ASSERT_NE(nullptr, mkdtemp(directory));
+  ASSERT_NE(mkdtemp(directory), nullptr);
   const std::string made = std::string(directory) + "/comma";
   const int status = system(("localedef -i de_DE -f UTF-8 " + made + " >/dev/null 2>&1").c_str());
   setenv("LOCPATH", directory, 1);
@@ -423,24 +413,24 @@ TEST(LocaleTest, DecimalCommaTouchesOnlyTheUcs2Doubles)
   if (!set) {
     GTEST_SKIP() << "localedef makes no German locale here, status " << status;
   }
-  ASSERT_STREQ(",", localeconv()->decimal_point);
+  ASSERT_STREQ(localeconv()->decimal_point, ",");
   char out[32];
   const double value = 1.5;
   uint32_t size = sizeof(out);
-  EXPECT_EQ(0u, SMXLTTypeValueToUTF8(&value, 0, out, &size, SM_TYPE_DOUBLE));
-  EXPECT_STREQ("1.500", out);
+  EXPECT_EQ(SMXLTTypeValueToUTF8(&value, 0, out, &size, SM_TYPE_DOUBLE), 0u);
+  EXPECT_STREQ(out, "1.500");
   double back = 0;
   size = sizeof(back);
-  EXPECT_EQ(0u, SMXLTUTF8ToTypeValue(out, &back, &size, SM_TYPE_DOUBLE, 10));
-  EXPECT_EQ(value, back);
+  EXPECT_EQ(SMXLTUTF8ToTypeValue(out, &back, &size, SM_TYPE_DOUBLE, 10), 0u);
+  EXPECT_EQ(back, value);
   SMChar16 units[32];
   size = sizeof(units);
-  EXPECT_EQ(0u, SMUCS2DoubleToStr(value, 1, units, &size));
-  EXPECT_EQ("1,5", text(units));
-  EXPECT_EQ(value, SMUCS2ToDouble(units));
-  EXPECT_EQ(value, ASCIIToDouble("1.5"));
-  EXPECT_EQ(3u, SMsnprintf(out, sizeof(out), "%.1f", value));
-  EXPECT_STREQ("1.5", out);
+  EXPECT_EQ(SMUCS2DoubleToStr(value, 1, units, &size), 0u);
+  EXPECT_EQ(latin1(units), "1,5");
+  EXPECT_EQ(SMUCS2ToDouble(units), value);
+  EXPECT_EQ(ASCIIToDouble("1.5"), value);
+  EXPECT_EQ(SMsnprintf(out, sizeof(out), "%.1f", value), 3u);
+  EXPECT_STREQ(out, "1.5");
   setlocale(LC_NUMERIC, "C");
 }
 
@@ -460,31 +450,31 @@ TEST(ParameterTest, NamesAndValues)
   } rows[] = {{"a", 0, 0},   {"b", 1, 2}, {"b", 0, -1},  {"b", 2, -1}, {"c", 1, -1},
               {"a=9", 0, 0}, {"", 0, -1}, {"ab", 0, -1}, {"B", 0, 2},  {nullptr, 0, -1}};
   for (const auto &row : rows) {
-    EXPECT_EQ(row.index, SMNVPGetParamIndexByUTF8Name(7, parameters, row.name, row.ignoreCase))
+    EXPECT_EQ(SMNVPGetParamIndexByUTF8Name(7, parameters, row.name, row.ignoreCase), row.index)
         << (row.name == nullptr ? "null" : row.name);
   }
-  EXPECT_EQ(-1, SMNVPGetParamIndexByUTF8Name(0, parameters, "a", 0));
-  EXPECT_EQ(-1, SMNVPGetParamIndexByUTF8Name(INT32_MIN, parameters, "a", 0));
-  EXPECT_EQ(b + 2, SMNVPGetUTF8ParamValueByUTF8Name(7, parameters, "b", 1));
-  EXPECT_EQ(nullptr, SMNVPGetUTF8ParamValueByUTF8Name(7, parameters, "z", 1));
-  EXPECT_STREQ("4=5", SMNVPGetUTF8ParamValue(second));
-  EXPECT_EQ(nullptr, SMNVPGetUTF8ParamValue(none));
-  EXPECT_EQ(1, SMIsValidParam(a));
-  EXPECT_EQ(0, SMIsValidParam(c));
-  EXPECT_EQ(0, SMIsValidParam(none));
-  EXPECT_EQ(1u, GetUTF8StrParamNameLen(a));
+  EXPECT_EQ(SMNVPGetParamIndexByUTF8Name(0, parameters, "a", 0), -1);
+  EXPECT_EQ(SMNVPGetParamIndexByUTF8Name(INT32_MIN, parameters, "a", 0), -1);
+  EXPECT_EQ(SMNVPGetUTF8ParamValueByUTF8Name(7, parameters, "b", 1), b + 2);
+  EXPECT_EQ(SMNVPGetUTF8ParamValueByUTF8Name(7, parameters, "z", 1), nullptr);
+  EXPECT_STREQ(SMNVPGetUTF8ParamValue(second), "4=5");
+  EXPECT_EQ(SMNVPGetUTF8ParamValue(none), nullptr);
+  EXPECT_EQ(SMIsValidParam(a), 1);
+  EXPECT_EQ(SMIsValidParam(c), 0);
+  EXPECT_EQ(SMIsValidParam(none), 0);
+  EXPECT_EQ(GetUTF8StrParamNameLen(a), 1u);
 
   uint16_t value = 9;
   uint32_t size = sizeof(value);
-  EXPECT_EQ(0u, SMNVPUTF8ToTypeValue(7, parameters, "b", 1, &value, &size, SM_TYPE_U16, 10));
-  EXPECT_EQ(2u, value);
-  EXPECT_EQ(256u, SMNVPUTF8ToTypeValue(7, parameters, "z", 1, &value, &size, SM_TYPE_U16, 10));
-  EXPECT_EQ(271u, SMNVPUTF8ToTypeValue(7, nullptr, "b", 1, &value, &size, SM_TYPE_U16, 10));
-  EXPECT_EQ(271u, SMNVPUTF8ToTypeValue(7, parameters, "b", 1, nullptr, &size, SM_TYPE_U16, 10));
-  EXPECT_EQ(271u, SMNVPUTF8ToTypeValue(7, parameters, "a", 0, &value, &size, SM_TYPE_BOOLEAN, 10));
+  EXPECT_EQ(SMNVPUTF8ToTypeValue(7, parameters, "b", 1, &value, &size, SM_TYPE_U16, 10), 0u);
+  EXPECT_EQ(value, 2u);
+  EXPECT_EQ(SMNVPUTF8ToTypeValue(7, parameters, "z", 1, &value, &size, SM_TYPE_U16, 10), kNotFound);
+  EXPECT_EQ(SMNVPUTF8ToTypeValue(7, nullptr, "b", 1, &value, &size, SM_TYPE_U16, 10), kInvalid);
+  EXPECT_EQ(SMNVPUTF8ToTypeValue(7, parameters, "b", 1, nullptr, &size, SM_TYPE_U16, 10), kInvalid);
+  EXPECT_EQ(SMNVPUTF8ToTypeValue(7, parameters, "a", 0, &value, &size, SM_TYPE_BOOLEAN, 10), kInvalid);
 
-  EXPECT_STREQ("a", SMNVPGetUTF8ParamName(second));
-  EXPECT_EQ(nullptr, SMNVPGetUTF8ParamName(second)) << "it is cut now";
+  EXPECT_STREQ(SMNVPGetUTF8ParamName(second), "a");
+  EXPECT_EQ(SMNVPGetUTF8ParamName(second), nullptr) << "it is cut now";
 }
 
 }  // namespace

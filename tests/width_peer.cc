@@ -4,7 +4,6 @@
 // and goes on when a line arrives on its input.
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -42,47 +41,6 @@ void holdHere()
   fflush(stdout);
   char line[8];
   require(fgets(line, sizeof(line), stdin) != nullptr, "nobody went on");
-}
-
-int setKeys(const Arguments &arguments)
-{
-  const uint32_t count = static_cast<uint32_t>(atoi(arguments[2].c_str()));
-  for (uint32_t i = 0; i < count; ++i) {
-    const std::string key = arguments[1] + std::to_string(i);
-    require(SMWriteINIPathFileValue("s", key.c_str(), SM_INI_TYPE_U32, &i, sizeof(i), arguments[0].c_str(), 1) == 0,
-            "set");
-  }
-  return 0;
-}
-
-int setKeyValues(const Arguments &arguments)
-{
-  const uint32_t count = static_cast<uint32_t>(atoi(arguments[2].c_str()));
-  for (uint32_t i = 0; i < count; ++i) {
-    std::string key = arguments[1] + std::to_string(i);
-    std::string value = std::to_string(i);
-    const CFGUKeyValueEntry entry = {key.data(), value.data()};
-    require(SMCFGSetKeyValueEntry(arguments[0].c_str(), &entry, 0) == 0, "key=value set");
-  }
-  return 0;
-}
-
-/// Appends events to a text log and an XML log, which reach their maximum size once in a while.
-int appendEvents(const Arguments &arguments)
-{
-  const uint32_t count = static_cast<uint32_t>(atoi(arguments[1].c_str()));
-  const uint32_t maximum = static_cast<uint32_t>(atoi(arguments[2].c_str()));
-  const std::string text = arguments[0] + ".log";
-  const std::string xml = arguments[0] + ".xml";
-  for (uint32_t i = 0; i < count; ++i) {
-    require(AppendToUNITXTLog(text.c_str(), SM_EVENT_ERROR, 1000 + i, u"peer", u"event", kName, sizeof(kName),
-                              maximum) == 0,
-            "text log");
-    require(SMAppendToXMLLog(xml.c_str(), SM_EVENT_ERROR, 1000 + i, nullptr, u"peer", u"event", kName, sizeof(kName),
-                             maximum) == 0,
-            "XML log");
-  }
-  return 0;
 }
 
 /// A block with a nested object, an array of them, and values of every size that sits in or out of its entry.
@@ -167,26 +125,17 @@ int useObjects(const Arguments &)
   return 1;
 }
 
-int holdFileLock(const Arguments &)
-{
-  require(FileLock(1) == 1, "file lock");
-  holdHere();
-  return 0;
-}
-
-int tryFileLock(const Arguments &)
-{
-  printf("%u\n", FileLock(0));
-  return 0;
-}
-
 /// Drops the half entry of a process that was killed inside its write, and closes the log again: what an administrator
-/// does after SM_STATUS_BAD_TYPE. Until the tag is there nobody appends.
+/// does after SM_STATUS_BAD_TYPE. It holds the file lock as another process would, by a lock of the open file: the log
+/// may be whole by now, and one that is read during an append would look as if it had no end.
 void repairXmlLog(const std::string &path)
 {
   constexpr std::string_view kEnd = "</EventLog>";
-  const int turn = open((path + ".repair").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-  require(turn >= 0 && flock(turn, LOCK_EX) == 0, "a turn to repair");
+  struct flock lock = {};
+  lock.l_type = F_WRLCK;
+  lock.l_start = 120000;
+  lock.l_len = 1;
+  require(fcntl(l_ipc_fd, F_OFD_SETLKW, &lock) == 0, "a turn to repair");
   const std::string content = support::get(path);
   if (content.find(kEnd) == std::string::npos) {
     const size_t last = content.rfind("</LogEntry>");
@@ -198,7 +147,8 @@ void repairXmlLog(const std::string &path)
     close(log);
     printf("r 0 0\n");
   }
-  close(turn);
+  lock.l_type = F_UNLCK;
+  require(fcntl(l_ipc_fd, F_OFD_SETLK, &lock) == 0, "the end of the turn");
 }
 
 uint32_t appendToSoakLog(const std::string &path, uint32_t event)
@@ -262,14 +212,9 @@ constexpr struct {
   size_t arguments;
   int (*run)(const Arguments &);
 } kCommands[] = {
-    {"set", 3, setKeys},                   // FILE PREFIX COUNT
-    {"key-value", 3, setKeyValues},        // FILE PREFIX COUNT
-    {"append", 3, appendEvents},           // PATH COUNT MAXIMUM
     {"block", 0, printBlock},              //
     {"create-objects", 0, createObjects},  //
     {"use-objects", 0, useObjects},        //
-    {"hold-file-lock", 0, holdFileLock},   //
-    {"try-file-lock", 0, tryFileLock},     //
     {"work", 3, workForEver},              // DIRECTORY WORKER EVENT
 };
 

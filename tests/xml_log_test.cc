@@ -1,36 +1,24 @@
 // The XML log alone: exact bytes of entries, the search for the closing tag, and what short writes leave. What it shares
 // with the text log is in both_logs_test.
 
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 
-#include <csignal>
-
-#include "qvsupt32.h"
-#include "support/child.h"
-#include "support/faults.h"
 #include "support/log_formats.h"
+#include "support/test.h"
 
 namespace {
 
-using support::Call;
-using support::Child;
-using support::Fault;
-using support::get;
-using support::put;
-using Inside = support::Child::Inside;
-using Format = support::XmlFormat;
-namespace fs = std::filesystem;
+using namespace support;
+using Format = XmlFormat;
 
 const std::string kEnd = "</EventLog>";
 const std::string kStart = Format::log("").substr(0, 75);
 
-class XmlLog : public support::FixedTime {
+class XmlLog : public FixedTime {
  protected:
-  uint32_t append(const support::LogEvent &event = {}) const { return Format::append(path_, event); }
+  uint32_t append(const LogEvent &event = {}) const { return Format::append(path_, event); }
 
-  const support::ScratchDirectory directory_{"/etc/tallowmere/xmllog"};
-  const std::string path_ = directory_.file("a.xml");
+  const std::string path_ = path("a.xml");
   const std::string plain_ = Format::record("7");
 };
 
@@ -155,11 +143,11 @@ TEST_F(XmlLog, AnswersATimeAndAHostNameThatItCannotHave)
 {
   ASSERT_EQ(UnLoadIPSupt(), SM_STATUS_SUCCESS);
   EXPECT_EQ(append(), SM_STATUS_NOT_LOADED);
-  EXPECT_EQ(Format::append(directory_.file("b/c/a.xml"), {}), SM_STATUS_UNSUCCESSFUL) << "the directory comes first";
-  EXPECT_EQ(Format::append(directory_.file("b/a.xml"), {}), SM_STATUS_NOT_LOADED);
-  EXPECT_TRUE(fs::exists(directory_.file("b")));
+  EXPECT_EQ(Format::append(path("b/c/a.xml"), {}), SM_STATUS_UNSUCCESSFUL) << "the directory comes first";
+  EXPECT_EQ(Format::append(path("b/a.xml"), {}), SM_STATUS_NOT_LOADED);
+  EXPECT_TRUE(fs::exists(path("b")));
   ASSERT_EQ(LoadIPSupt(), SM_STATUS_SUCCESS);
-  support::fixedTime = INT64_MAX;
+  fixedTime = INT64_MAX;
   EXPECT_EQ(append(), SM_STATUS_UNSUCCESSFUL);
   EXPECT_FALSE(fs::exists(path_));
 }

@@ -88,24 +88,26 @@ struct BinaryValue {
   uint32_t size;
 };
 
-class BinaryView {
+/// What both kinds of views have: a block with a magic number, whose header counts parts of a least size.
+template <class View, uint32_t kMagic, uint32_t kLeastPartSize>
+class BlockView {
  public:
   /// A view of a block whose header was checked.
-  BinaryView(const uint8_t *block, uint16_t count, uint16_t totalSize)
+  BlockView(const uint8_t *block, uint16_t count, uint16_t totalSize)
       : block_(block), count_(count), totalSize_(totalSize)
   {
   }
 
-  /// A view of a block whose header was read. Nothing unless it is that of a plausible binary.
-  static std::optional<BinaryView> of(const uint8_t *block, const BlockHeader &header, size_t limit = SIZE_MAX)
+  /// A view of a block whose header was read. Nothing unless it is a plausible one of this kind.
+  static std::optional<View> of(const uint8_t *block, const BlockHeader &header, size_t limit = SIZE_MAX)
   {
-    if (header.magic != SDO_BINARY_MAGIC || !isPlausible(header, kEntrySize, limit)) {
+    if (header.magic != kMagic || !isPlausible(header, kLeastPartSize, limit)) {
       return std::nullopt;
     }
-    return BinaryView(block, header.count, header.totalSize);
+    return View(block, header.count, header.totalSize);
   }
 
-  static std::optional<BinaryView> open(const uint8_t *block, size_t limit)
+  static std::optional<View> open(const uint8_t *block, size_t limit)
   {
     return limit < kHeaderSize ? std::nullopt : of(block, loadHeader(block), limit);
   }
@@ -113,6 +115,17 @@ class BinaryView {
   uint32_t count() const { return count_; }
   uint32_t totalSize() const { return totalSize_; }
   const uint8_t *block() const { return block_; }
+
+ protected:
+  const uint8_t *block_;
+  uint16_t count_;
+  uint16_t totalSize_;
+};
+
+class BinaryView : public BlockView<BinaryView, SDO_BINARY_MAGIC, kEntrySize> {
+ public:
+  using BlockView::BlockView;
+
   BinaryEntry entry(uint32_t index) const { return loadEntry(block_ + offsetOf(index)); }
 
   /// Where an entry is in the block.
@@ -162,38 +175,11 @@ class BinaryView {
     }
     return Found{static_cast<uint32_t>(last - table) / kEntrySize, entry};
   }
-
- private:
-  const uint8_t *block_;
-  uint16_t count_;
-  uint16_t totalSize_;
 };
 
-class BinaryArrayView {
+class BinaryArrayView : public BlockView<BinaryArrayView, SDO_BINARY_ARRAY_MAGIC, kHeaderSize> {
  public:
-  /// A view of a block whose header was checked.
-  BinaryArrayView(const uint8_t *block, uint16_t count, uint16_t totalSize)
-      : block_(block), count_(count), totalSize_(totalSize)
-  {
-  }
-
-  /// A view of a block whose header was read. Nothing unless it is that of a plausible array.
-  static std::optional<BinaryArrayView> of(const uint8_t *block, const BlockHeader &header, size_t limit = SIZE_MAX)
-  {
-    if (header.magic != SDO_BINARY_ARRAY_MAGIC || !isPlausible(header, kHeaderSize, limit)) {
-      return std::nullopt;
-    }
-    return BinaryArrayView(block, header.count, header.totalSize);
-  }
-
-  static std::optional<BinaryArrayView> open(const uint8_t *block, size_t limit)
-  {
-    return limit < kHeaderSize ? std::nullopt : of(block, loadHeader(block), limit);
-  }
-
-  uint32_t count() const { return count_; }
-  uint32_t totalSize() const { return totalSize_; }
-  const uint8_t *block() const { return block_; }
+  using BlockView::BlockView;
 
   /// Where the element that follows `steps` others starts, or the elements end. Nothing if one of those steps would
   /// leave the array.
@@ -246,10 +232,6 @@ class BinaryArrayView {
 
  private:
   bool holdsHeader(uint32_t position) const { return position + kHeaderSize <= totalSize_; }
-
-  const uint8_t *block_;
-  uint16_t count_;
-  uint16_t totalSize_;
 };
 
 /// Copies a value or an element out: *size becomes the size used or needed. A null buffer is too small for any value,

@@ -270,28 +270,43 @@ void free(void *block)
 
 // The system. The names are those that the library's calls have after the redirections for 64-bit files and times.
 #ifdef __i386__
-#define QV_FCNTL __fcntl_time64
-#define QV_SEMCTL __semctl64
-#define QV_LSTAT __lstat64_time64
-#define QV_FSTAT __fstat64_time64
+#define QV_WIDE(name32, name64) #name32
 #else
-#define QV_FCNTL fcntl64
-#define QV_SEMCTL semctl
-#define QV_LSTAT lstat64
-#define QV_FSTAT fstat64
+#define QV_WIDE(name32, name64) #name64
 #endif
-#define QV_TEXT(name) QV_TEXT_OF(name)
-#define QV_TEXT_OF(name) #name
+constexpr char kFcntl[] = QV_WIDE(__fcntl_time64, fcntl64);
+constexpr char kSemctl[] = QV_WIDE(__semctl64, semctl);
 
 int testOpen(const char *path, int flags, ...) asm("open64");
-int testFcntl(int descriptor, int command, ...) asm(QV_TEXT(QV_FCNTL));
-int testSemctl(int id, int number, int command, ...) asm(QV_TEXT(QV_SEMCTL));
-int testLstat(const char *path, struct stat *status) noexcept asm(QV_TEXT(QV_LSTAT));
-int testFstat(int descriptor, struct stat *status) noexcept asm(QV_TEXT(QV_FSTAT));
-off_t testLseek(int descriptor, off_t offset, int whence) noexcept asm("lseek64");
-ssize_t testPread(int descriptor, void *buffer, size_t size, off_t offset) asm("pread64");
+int testFcntl(int descriptor, int command, ...) asm(QV_WIDE(__fcntl_time64, fcntl64));
+int testSemctl(int id, int number, int command, ...) asm(QV_WIDE(__semctl64, semctl));
 ssize_t testPwrite(int descriptor, const void *bytes, size_t size, off_t offset) asm("pwrite64");
 int testFtruncate(int descriptor, off_t size) noexcept asm("ftruncate64");
+
+/// The calls that only fail or are passed on: their symbol, kind, result, failure, parameters and arguments.
+#define QV_PASSED_ON(symbol, call, Result, failure, parameters, arguments)            \
+  Result testOf_##call parameters asm(symbol);                                        \
+  Result testOf_##call parameters                                                     \
+  {                                                                                   \
+    return strikes(Call::call) ? failure : real<Result parameters>(symbol) arguments; \
+  }
+QV_PASSED_ON("read", read, ssize_t, -1, (int descriptor, void *buffer, size_t size), (descriptor, buffer, size))
+QV_PASSED_ON("access", access, int, -1, (const char *path, int mode), (path, mode))
+QV_PASSED_ON("socket", socket, int, -1, (int family, int type, int protocol), (family, type, protocol))
+QV_PASSED_ON("semget", semget, int, (errno == 0 ? 0 : -1), (key_t key, int count, int flags), (key, count, flags))
+QV_PASSED_ON("semop", semop, int, -1, (int id, sembuf *operations, size_t count), (id, operations, count))
+QV_PASSED_ON("shmget", shmget, int, -1, (key_t key, size_t size, int flags), (key, size, flags))
+QV_PASSED_ON("shmat", shmat, void *, reinterpret_cast<void *>(-1), (int id, const void *address, int flags),
+             (id, address, flags))
+QV_PASSED_ON("chmod", chmod, int, -1, (const char *path, mode_t mode), (path, mode))
+QV_PASSED_ON("mkdir", mkdir, int, -1, (const char *path, mode_t mode), (path, mode))
+QV_PASSED_ON(QV_WIDE(__lstat64_time64, lstat64), lstat, int, -1, (const char *path, struct stat *status),
+             (path, status))
+QV_PASSED_ON(QV_WIDE(__fstat64_time64, fstat64), fstat, int, -1, (int descriptor, struct stat *status),
+             (descriptor, status))
+QV_PASSED_ON("lseek64", lseek, off_t, -1, (int descriptor, off_t offset, int whence), (descriptor, offset, whence))
+QV_PASSED_ON("pread64", pread, ssize_t, -1, (int descriptor, void *buffer, size_t size, off_t offset),
+             (descriptor, buffer, size, offset))
 
 int testOpen(const char *path, int flags, ...)
 {
@@ -318,7 +333,7 @@ int testFcntl(int descriptor, int command, ...)
   va_start(arguments, command);
   void *argument = va_arg(arguments, void *);
   va_end(arguments);
-  return strikes(Call::fcntl) ? -1 : real<int(int, int, ...)>(QV_TEXT(QV_FCNTL))(descriptor, command, argument);
+  return strikes(Call::fcntl) ? -1 : real<int(int, int, ...)>(kFcntl)(descriptor, command, argument);
 }
 
 int testSemctl(int id, int number, int command, ...)
@@ -327,17 +342,7 @@ int testSemctl(int id, int number, int command, ...)
   va_start(arguments, command);
   void *argument = va_arg(arguments, void *);
   va_end(arguments);
-  return strikes(Call::semctl) ? -1 : real<int(int, int, int, ...)>(QV_TEXT(QV_SEMCTL))(id, number, command, argument);
-}
-
-ssize_t read(int descriptor, void *buffer, size_t size)
-{
-  return strikes(Call::read) ? -1 : real<ssize_t(int, void *, size_t)>("read")(descriptor, buffer, size);
-}
-
-int access(const char *path, int mode) noexcept
-{
-  return strikes(Call::access) ? -1 : real<int(const char *, int)>("access")(path, mode);
+  return strikes(Call::semctl) ? -1 : real<int(int, int, int, ...)>(kSemctl)(id, number, command, argument);
 }
 
 int close(int descriptor)
@@ -349,32 +354,6 @@ int close(int descriptor)
     errno = kept;
   }
   return struck ? -1 : result;
-}
-
-int socket(int family, int type, int protocol) noexcept
-{
-  return strikes(Call::socket) ? -1 : real<int(int, int, int)>("socket")(family, type, protocol);
-}
-
-int semget(key_t key, int count, int flags) noexcept
-{
-  return strikes(Call::semget) ? (errno == 0 ? 0 : -1) : real<int(key_t, int, int)>("semget")(key, count, flags);
-}
-
-int semop(int id, sembuf *operations, size_t count) noexcept
-{
-  return strikes(Call::semop) ? -1 : real<int(int, sembuf *, size_t)>("semop")(id, operations, count);
-}
-
-int shmget(key_t key, size_t size, int flags) noexcept
-{
-  return strikes(Call::shmget) ? -1 : real<int(key_t, size_t, int)>("shmget")(key, size, flags);
-}
-
-void *shmat(int id, const void *address, int flags) noexcept
-{
-  return strikes(Call::shmat) ? reinterpret_cast<void *>(-1)
-                              : real<void *(int, const void *, int)>("shmat")(id, address, flags);
 }
 
 int usleep(useconds_t microseconds)
@@ -466,37 +445,6 @@ int testFtruncate(int descriptor, off_t size) noexcept
     record->truncated(descriptor, size);
   }
   return result;
-}
-
-int chmod(const char *path, mode_t mode) noexcept
-{
-  return strikes(Call::chmod) ? -1 : real<int(const char *, mode_t)>("chmod")(path, mode);
-}
-
-int mkdir(const char *path, mode_t mode) noexcept
-{
-  return strikes(Call::mkdir) ? -1 : real<int(const char *, mode_t)>("mkdir")(path, mode);
-}
-
-int testLstat(const char *path, struct stat *status) noexcept
-{
-  return strikes(Call::lstat) ? -1 : real<int(const char *, struct stat *)>(QV_TEXT(QV_LSTAT))(path, status);
-}
-
-int testFstat(int descriptor, struct stat *status) noexcept
-{
-  return strikes(Call::fstat) ? -1 : real<int(int, struct stat *)>(QV_TEXT(QV_FSTAT))(descriptor, status);
-}
-
-off_t testLseek(int descriptor, off_t offset, int whence) noexcept
-{
-  return strikes(Call::lseek) ? -1 : real<off_t(int, off_t, int)>("lseek64")(descriptor, offset, whence);
-}
-
-ssize_t testPread(int descriptor, void *buffer, size_t size, off_t offset)
-{
-  return strikes(Call::pread) ? -1
-                              : real<ssize_t(int, void *, size_t, off_t)>("pread64")(descriptor, buffer, size, offset);
 }
 
 ssize_t testPwrite(int descriptor, const void *bytes, size_t size, off_t offset)

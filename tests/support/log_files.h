@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <cstdlib>
-#include <filesystem>
 #include <string>
 
 #include "support/scratch.h"
@@ -17,8 +16,8 @@ inline int64_t fixedTime = 0;
 
 constexpr int64_t kAfter2038 = 4102444800;  // Fri Jan  1 00:00:00 2100 UTC
 
-/// Fixes the clock and the time zone for a case.
-class FixedTime : public testing::Test {
+/// A case with a directory, whose clock and time zone stand still.
+class FixedTime : public Scratch {
  protected:
   FixedTime()
   {
@@ -27,33 +26,5 @@ class FixedTime : public testing::Test {
   }
   ~FixedTime() override { fixedTime = 0; }
 };
-
-/// A directory that exists while the object lives.
-class ScratchDirectory {
- public:
-  explicit ScratchDirectory(std::filesystem::path path) : path_(std::move(path))
-  {
-    std::filesystem::remove_all(path_);
-    std::filesystem::create_directories(path_);
-  }
-  ~ScratchDirectory() { std::filesystem::remove_all(path_); }
-  ScratchDirectory(const ScratchDirectory &) = delete;
-  ScratchDirectory &operator=(const ScratchDirectory &) = delete;
-
-  std::string file(const char *name) const { return path_ / name; }
-
- private:
-  std::filesystem::path path_;
-};
-
-/// How often a text occurs in another.
-inline size_t count(const std::string &text, const std::string &piece)
-{
-  size_t found = 0;
-  for (size_t at = text.find(piece); at != std::string::npos; at = text.find(piece, at + piece.size())) {
-    ++found;
-  }
-  return found;
-}
 
 }  // namespace support

@@ -3,24 +3,13 @@
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 
 #include "qvsupt32.h"
 #include "support/faults.h"
 #include "support/log_files.h"
+#include "support/texts.h"
 
 namespace support {
-
-/// The bytes of UTF-16 text, low byte first.
-inline std::string utf16(std::u16string_view text)
-{
-  return {reinterpret_cast<const char *>(text.data()), text.size() * 2};
-}
-
-inline std::string utf16(const std::string &latin1)
-{
-  return utf16(std::u16string(latin1.begin(), latin1.end()));
-}
 
 constexpr uint32_t kMaximum = 1048576;
 

@@ -10,22 +10,11 @@
 
 #include "qvsupt32.h"
 #include "support/guarded_block.h"
+#include "support/statuses.h"
 
 namespace support {
 
 using Bytes = std::vector<uint8_t>;
-
-// The statuses of the family, short enough for tables.
-constexpr uint32_t kOk = SM_STATUS_SUCCESS;
-constexpr uint32_t kFailed = SM_STATUS_UNSUCCESSFUL;
-constexpr uint32_t kNoIndex = SM_STATUS_INDEX_OUT_OF_RANGE;
-constexpr uint32_t kTooSmall = SM_STATUS_BUFFER_TOO_SMALL;
-constexpr uint32_t kLimit = SM_STATUS_LIMIT_EXCEEDED;
-constexpr uint32_t kNotFound = SM_STATUS_NOT_FOUND;
-constexpr uint32_t kBadType = SM_STATUS_BAD_TYPE;
-constexpr uint32_t kExists = SM_STATUS_ALREADY_EXISTS;
-constexpr uint32_t kInvalid = SM_STATUS_INVALID_PARAMETER;
-constexpr uint32_t kNoMemory = SM_STATUS_NO_MEMORY;
 
 struct FreeObject {
   void operator()(SDOConfig *object) const { SDOConfigFree(object); }

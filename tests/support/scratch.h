@@ -1,4 +1,4 @@
-// A directory in memory for the files of a case, and whole files at once.
+// A directory for the files of a case, in memory unless it has to be another, and whole files at once.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -36,12 +36,16 @@ inline std::string get(const std::string &path)
 
 class Scratch : public testing::Test {
  protected:
-  Scratch() { std::filesystem::create_directory(directory); }
+  explicit Scratch(std::string where = "/dev/shm/scratch") : directory(std::move(where))
+  {
+    std::filesystem::remove_all(directory);
+    std::filesystem::create_directories(directory);
+  }
   ~Scratch() override { std::filesystem::remove_all(directory); }
 
   std::string path(const std::string &name) const { return directory + "/" + name; }
 
-  const std::string directory = "/dev/shm/scratch";
+  const std::string directory;
 };
 
 }  // namespace support

@@ -23,10 +23,10 @@ constexpr uint32_t kBaseNotRead = 0xFFFFFFFF;
 constexpr uint32_t kDefaultNameBase = 100000;
 constexpr char kConfigFile[] = "/etc/vela.conf";
 
-/// Reads lines as fgets(3) does with a buffer of 256 bytes, but without the heap.
-class LineReader {
+/// Reads the configuration file line by line as fgets(3) does with a buffer of 256 bytes, but without the heap.
+class ConfigLineReader {
  public:
-  explicit LineReader(int descriptor) : descriptor_(descriptor) {}
+  explicit ConfigLineReader(int descriptor) : descriptor_(descriptor) {}
 
   /// The next line with its line feed, or the next 255 characters of a longer one; empty at the end of the file and
   /// when it cannot be read.
@@ -95,7 +95,7 @@ uint32_t readNameBase()
   if (!config) {
     return kDefaultNameBase;
   }
-  LineReader reader(config.get());
+  ConfigLineReader reader(config.get());
   for (std::string_view line = reader.next(); !line.empty(); line = reader.next()) {
     if (const std::optional<int32_t> base = scanNameBase(line)) {
       return static_cast<uint32_t>(*base);

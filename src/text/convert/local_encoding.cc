@@ -81,8 +81,8 @@ std::optional<uint64_t> toLocal(char *buffer, uint64_t room, const SMChar16 *tex
 
 /// Runs one of the two: measures the text, then writes it and its terminator.
 template <class Unit, class From>
-Status convert(std::optional<uint64_t> (*conversion)(Unit *, uint64_t, const From *), Unit *buffer, uint32_t *size,
-               const From *text)
+Status convertByLocale(std::optional<uint64_t> (*conversion)(Unit *, uint64_t, const From *), Unit *buffer,
+                       uint32_t *size, const From *text)
 {
   if (text == nullptr || size == nullptr) {
     return Status::invalidParameter;
@@ -112,12 +112,12 @@ Status convert(std::optional<uint64_t> (*conversion)(Unit *, uint64_t, const Fro
 
 uint32_t LocalToUnicode(SMChar16 *buffer, uint32_t *size, const char *text)
 {
-  return qv::result(convert(toUnicode, buffer, size, text));
+  return qv::result(convertByLocale(toUnicode, buffer, size, text));
 }
 
 uint32_t UnicodeToLocal(char *buffer, uint32_t *size, const SMChar16 *text)
 {
-  return qv::result(convert(toLocal, buffer, size, text));
+  return qv::result(convertByLocale(toLocal, buffer, size, text));
 }
 
 QV_ALIAS(ASCIIToUnicode, LocalToUnicode)

@@ -2,14 +2,12 @@
 
 #include "browser.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include "support/test.h"
 
 namespace tool {
 namespace {
+
+using namespace support;
 
 // The descriptors that the browser's debugging pipe has.
 constexpr int kCommands = 3;

@@ -1,15 +1,12 @@
 // What all commands have in common: help, usage, options, the end of options, and output that cannot be written.
 
-#include <sstream>
-#include <vector>
-
+#include "support/test.h"
 #include "tool.h"
 
 namespace {
 
-using tool::expectRows;
-using tool::run;
-using tool::ToolTest;
+using namespace support;
+using namespace tool;
 
 /// Every command that the program's own help lists.
 std::vector<std::string> allCommands()
@@ -53,15 +50,15 @@ TEST_F(ToolTest, ManualAndCompletionKnowEveryCommandAndOption)
     EXPECT_EQ(run(completed).out, run(options).out);
     std::istringstream each(run(options).out);
     for (std::string option; std::getline(each, option);) {
-      EXPECT_NE(manual.find(option == "--output" ? "-o" : option), std::string::npos) << option;
+      EXPECT_NE(std::string::npos, manual.find(option == "--output" ? "-o" : option)) << option;
     }
   }
 }
 
 TEST_F(ToolTest, CompletionLooksIntoFiles)
 {
-  support::put("a b.ini", "[one $(touch oops)]\nkey=1\nkind=2\n[two]\n");
-  support::put("a.conf", "k=1\nk=2\nl=3\n");
+  put("a b.ini", "[one $(touch oops)]\nkey=1\nkind=2\n[two]\n");
+  put("a.conf", "k=1\nk=2\nl=3\n");
   const std::string prepare = "source " QVCTL_SOURCE
                               "/completion/qvctl; compopt() { :; }; complete_() { COMP_WORDS=(\"$@\"); "
                               "COMP_CWORD=$(($# - 1)); _qvctl; printf '%s.' \"${COMPREPLY[@]}\"; }; complete_ qvctl ";

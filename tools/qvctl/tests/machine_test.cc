@@ -1,25 +1,13 @@
 // The `lock`, `objects`, `text` and `doctor` commands.
 
-#include <signal.h>
-#include <unistd.h>
-
-#include <filesystem>
-
 #include "qvsupt32/os_objects.h"
-#include "support/child.h"
-#include "support/record_locks.h"
-#include "support/residue.h"
+#include "support/test.h"
 #include "tool.h"
 
 namespace {
 
-using support::Child;
-using support::put;
-using tool::expectRows;
-using tool::run;
-using tool::ToolTest;
-
-namespace fs = std::filesystem;
+using namespace support;
+using namespace tool;
 
 constexpr uint32_t kFileLockRecord = 120000;
 
@@ -38,7 +26,7 @@ TEST_F(ToolTest, LockStatusNamesHoldersAndWaiters)
   EXPECT_EQ(run("qvctl lock status").out, "");
   EXPECT_EQ(run("qvctl lock status --json").out, "[]\n");
   {
-    support::RecordHolder holder(kFileLockRecord);
+    RecordHolder holder(kFileLockRecord);
     EXPECT_EQ(run("qvctl lock status | sed 's/ by [0-9]* since [-0-9T:]*: .*/ by PID since TIME: COMMAND/'").out,
               "file lock: held by PID since TIME: COMMAND\n");
     EXPECT_EQ(run("qvctl lock status --json | grep -c '\"state\":\"held\",\"pid\":[1-9][0-9]*,\"command\":\"'").out,
@@ -164,7 +152,7 @@ TEST_F(ToolTest, CleanRemovesWhatTheDeadLeft)
   });
   user.release();
   EXPECT_EQ(user.wait(), 0);
-  EXPECT_EQ(support::systemVObjects(), "");
+  EXPECT_EQ(systemVObjects(), "");
 }
 
 TEST_F(ToolTest, TextsAreFoundAsTheLibraryFindsThem)

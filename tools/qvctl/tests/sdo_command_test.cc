@@ -1,22 +1,16 @@
 // The `sdo` commands: blocks that the library writes, blocks that it would not, and back from JSON.
 
-#include <unistd.h>
-
-#include <cstring>
-#include <random>
-
 #include "qvsupt32/os_objects.h"
 #include "qvsupt32/sdo.h"
+#include "support/test.h"
 #include "tool.h"
 
 namespace {
 
-using support::get;
-using support::put;
-using tool::expectRows;
-using tool::run;
+using namespace support;
+using namespace tool;
 
-class SdoTest : public tool::ToolTest {};
+class SdoTest : public ToolTest {};
 
 std::string binaryOf(SDOConfig *object)
 {
