@@ -32,15 +32,28 @@ inline void require(bool correct, const std::string &who, const char *what)
   }
 }
 
+/// The value of a number or a pointer that the compiler can assume nothing about, as if it came from another program.
+///
+/// Where DoNotOptimize takes a variable it offers the compiler memory or a register for it, and GCC 12 then loses
+/// values on i386: it stores none and reads the memory.
+template <class T>
+T opaque(T value)
+{
+  if constexpr (sizeof(T) <= sizeof(void *)) {
+    asm volatile("" : "+r"(value) : : "memory");
+  } else {
+    asm volatile("" : "+m"(value) : : "memory");
+  }
+  return value;
+}
+
 /// Joins the small blocks that were freed, so that the next structure is laid out as in a new heap, whoever ran before.
 /// The pages stay with the process: nobody is timed for getting them again.
 inline void settleHeap()
 {
   constexpr size_t kMakesMallocConsolidate = 128 * 1024;
   [[maybe_unused]] static const bool kept = mallopt(M_TRIM_THRESHOLD, INT_MAX) != 0 && mallopt(M_MMAP_MAX, 0) != 0;
-  void *block = malloc(kMakesMallocConsolidate);
-  benchmark::DoNotOptimize(block);
-  free(block);
+  free(opaque(malloc(kMakesMallocConsolidate)));
 }
 
 /// The processor time from here to the end of the scope is the time of the iteration; the benchmark uses manual time.

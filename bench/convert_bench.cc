@@ -1,4 +1,4 @@
-// UTF-8 to UCS-2 and back beside utfcpp and iconv, by kinds of text. In both directions the limit copies the UCS-2
+// UTF-8 to UCS-2 and back beside utfcpp, iconv and a plain decoder that is told the length of the text, by kinds of text. In both directions the limit copies the UCS-2
 // form: by blocks of SSE2 for ASCII, unit by unit up to the terminator for all others.
 
 #include <emmintrin.h>
@@ -6,6 +6,7 @@
 #include <utf8.h>
 
 #include <algorithm>
+#include <bit>
 #include <iterator>
 #include <map>
 #include <memory>
@@ -144,6 +145,99 @@ void iconvToUtf8(const Text &text, Output &out)
   descriptor.convert(text.ucs2, out.utf8);
 }
 
+/// A plain decoder: ASCII by blocks of SSE2 up to the first other byte, and all other characters one by one.
+void plainToUcs2(const Text &text, Output &out)
+{
+  const auto *in = reinterpret_cast<const uint8_t *>(text.utf8.data());
+  const uint8_t *const end = in + text.utf8.size();
+  char16_t *to = out.ucs2.data();
+  const __m128i zero = _mm_setzero_si128();
+  while (in < end) {
+    if (end - in >= 16) {
+      const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i *>(in));
+      const auto others = static_cast<uint32_t>(_mm_movemask_epi8(block));
+      const auto ascii = static_cast<size_t>(std::countr_zero(others));
+      if (out.ucs2.data() + out.ucs2.size() - to >= 16) {
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(to), _mm_unpacklo_epi8(block, zero));
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(to + 8), _mm_unpackhi_epi8(block, zero));
+        if (others == 0) {
+          in += 16;
+          to += 16;
+          continue;
+        }
+        in += ascii;
+        to += ascii;
+      }
+    }
+    const auto continues = [in, end](ptrdiff_t i) { return in + i < end && (in[i] & 0xC0) == 0x80; };
+    const uint32_t first = *in;
+    if (first < 0x80) {
+      *to++ = static_cast<char16_t>(first);
+      ++in;
+    } else if (first < 0xE0 && continues(1)) {
+      *to++ = static_cast<char16_t>((first & 0x1F) << 6 | (in[1] & 0x3FU));
+      in += 2;
+    } else if (first < 0xF0 && continues(1) && continues(2)) {
+      *to++ = static_cast<char16_t>((first & 0x0F) << 12 | (in[1] & 0x3FU) << 6 | (in[2] & 0x3FU));
+      in += 3;
+    } else if (continues(1) && continues(2) && continues(3)) {
+      const uint32_t beyond =
+          ((first & 7) << 18 | (in[1] & 0x3FU) << 12 | (in[2] & 0x3FU) << 6 | (in[3] & 0x3FU)) - 0x10000;
+      *to++ = static_cast<char16_t>(0xD800 | beyond >> 10);
+      *to++ = static_cast<char16_t>(0xDC00 | (beyond & 0x3FF));
+      in += 4;
+    } else {
+      break;
+    }
+  }
+  benchmark::DoNotOptimize(to);
+}
+
+/// A plain encoder, likewise.
+void plainToUtf8(const Text &text, Output &out)
+{
+  const char16_t *in = text.ucs2.data();
+  const char16_t *const end = in + text.ucs2.size();
+  char *to = out.utf8.data();
+  const auto put = [&to](uint32_t byte) { *to++ = static_cast<char>(byte); };
+  while (in < end) {
+    if (end - in >= 8 && out.utf8.data() + out.utf8.size() - to >= 8) {
+      const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i *>(in));
+      const __m128i high = _mm_and_si128(block, _mm_set1_epi16(static_cast<short>(0xFF80)));
+      const auto isAscii = static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi16(high, _mm_setzero_si128())));
+      _mm_storel_epi64(reinterpret_cast<__m128i *>(to), _mm_packus_epi16(block, block));
+      if (isAscii == 0xFFFF) {
+        in += 8;
+        to += 8;
+        continue;
+      }
+      const auto ascii = static_cast<size_t>(std::countr_one(isAscii)) / 2;
+      in += ascii;
+      to += ascii;
+    }
+    const uint32_t unit = *in++;
+    if (unit < 0x80) {
+      put(unit);
+    } else if (unit < 0x800) {
+      put(0xC0 | unit >> 6);
+      put(0x80 | (unit & 0x3F));
+    } else if (unit < 0xD800 || unit >= 0xE000) {
+      put(0xE0 | unit >> 12);
+      put(0x80 | (unit >> 6 & 0x3F));
+      put(0x80 | (unit & 0x3F));
+    } else if (in < end && (*in & 0xFC00) == 0xDC00) {
+      const uint32_t codePoint = 0x10000 + ((unit & 0x3FF) << 10 | (*in++ & 0x3FFU));
+      put(0xF0 | codePoint >> 18);
+      put(0x80 | (codePoint >> 12 & 0x3F));
+      put(0x80 | (codePoint >> 6 & 0x3F));
+      put(0x80 | (codePoint & 0x3F));
+    } else {
+      break;
+    }
+  }
+  benchmark::DoNotOptimize(to);
+}
+
 void copyBlocks(const Text &text, Output &out)
 {
   constexpr size_t kUnits = sizeof(__m128i) / sizeof(char16_t);
@@ -194,11 +288,13 @@ void addRows(const std::string &kindName, const Kind &kind, const char *limit, C
     addRow(toUcs2 + "ours", text, oursToUcs2, &Output::holdsUcs2Of);
     addRow(toUcs2 + "utfcpp", text, utfcppToUcs2, &Output::holdsUcs2Of);
     addRow(toUcs2 + "iconv", text, iconvToUcs2, &Output::holdsUcs2Of);
+    addRow(toUcs2 + "plain_sse2", text, plainToUcs2, &Output::holdsUcs2Of);
     addRow(toUcs2 + limit, text, copy, &Output::holdsUcs2Of);
     const std::string toUtf8 = "convert/ucs2_to_utf8/" + name;
     addRow(toUtf8 + "ours", text, oursToUtf8, &Output::holdsUtf8Of);
     addRow(toUtf8 + "utfcpp", text, utfcppToUtf8, &Output::holdsUtf8Of);
     addRow(toUtf8 + "iconv", text, iconvToUtf8, &Output::holdsUtf8Of);
+    addRow(toUtf8 + "plain_sse2", text, plainToUtf8, &Output::holdsUtf8Of);
     addRow(toUtf8 + limit, text, copy, &Output::holdsUcs2Of);
   }
 }

@@ -25,14 +25,6 @@ int32_t rank(const Payload &a, const Payload &b)
   return static_cast<int32_t>(a.key) - static_cast<int32_t>(b.key);
 }
 
-/// A pointer that the compiler cannot see through, as if it came from another program.
-template <class Function>
-Function opaque(Function function)
-{
-  benchmark::DoNotOptimize(function);
-  return function;
-}
-
 /// The keys of a walk in their order, as one number.
 struct Sum {
   uint32_t value = 0;
@@ -283,6 +275,7 @@ void addListRows(const std::string &family, const char *who)
 
 constexpr uint32_t kIds = 100000;
 constexpr uint32_t kIdsInUse = kIds / 10 * 9;
+constexpr uint32_t kTableSizes[] = {100, 1000, 10000, kIds};
 
 using IdTable = std::vector<uint32_t>;
 
@@ -291,16 +284,16 @@ uint32_t sizeOf(const IdTable &table)
   return static_cast<uint32_t>(table.size() * sizeof(table[0]));
 }
 
-IdTable emptyTable()
+IdTable emptyTable(uint32_t ids)
 {
-  return IdTable(HashTableBytesNeeded(kIds) / sizeof(uint32_t));
+  return IdTable(HashTableBytesNeeded(static_cast<int32_t>(ids)) / sizeof(uint32_t));
 }
 
 /// The lowest nine tenths are in use, as acquiring leaves them.
-IdTable denseTable()
+IdTable denseTable(uint32_t ids)
 {
-  IdTable table = emptyTable();
-  for (uint32_t i = 0; i < kIdsInUse; ++i) {
+  IdTable table = emptyTable(ids);
+  for (uint32_t i = 0; i < ids / 10 * 9; ++i) {
     (void)AcquireHashID(table.data(), sizeOf(table));
   }
   return table;
@@ -309,7 +302,7 @@ IdTable denseTable()
 /// Nine of ten are in use, wherever they are.
 IdTable scatteredTable()
 {
-  IdTable table = emptyTable();
+  IdTable table = emptyTable(kIds);
   std::mt19937 random(kSeed);
   for (uint32_t id = 1; id <= kIds; ++id) {
     if (random() % 10 != 0) {
@@ -374,15 +367,16 @@ uint32_t enumerateByBit(const IdTable &table)
   return sum.value;
 }
 
-void addAcquireRow(const char *who, decltype(&AcquireHashID) acquire)
+void addAcquireRow(uint32_t ids, const char *who, decltype(&AcquireHashID) acquire)
 {
-  const std::string row = "ids/acquire/" + std::to_string(kIds) + "/" + who;
-  benchmark::RegisterBenchmark(row.c_str(), [row, acquire](benchmark::State &state) {
-    IdTable table = denseTable();
+  const std::string row = "ids/acquire/" + std::to_string(ids) + "/" + who;
+  benchmark::RegisterBenchmark(row.c_str(), [row, ids, acquire](benchmark::State &state) {
+    IdTable table = denseTable(ids);
+    const uint32_t lowestFree = ids / 10 * 9 + 1;
     const auto called = opaque(acquire);
-    require(called(table.data(), sizeOf(table)) == kIdsInUse + 1, row, "not the lowest free identifier");
-    uint32_t &last = table[(kIdsInUse + 1) / 32];
-    const uint32_t mask = ~(1U << ((kIdsInUse + 1) % 32));
+    require(called(table.data(), sizeOf(table)) == lowestFree, row, "not the lowest free identifier");
+    uint32_t &last = table[lowestFree / 32];
+    const uint32_t mask = ~(1U << (lowestFree % 32));
     for (auto _ : state) {
       last &= mask;
       benchmark::DoNotOptimize(called(table.data(), sizeOf(table)));
@@ -405,16 +399,42 @@ void addEnumerateRow(const char *who, decltype(&FindNextHashID) next)
   });
 }
 
+/// The same scan where the compiler sees it: what a program gains that does without the call.
+void addInlinedEnumerateRow()
+{
+  const std::string row = "ids/enumerate/" + std::to_string(kIds) + "/inlined_scan";
+  benchmark::RegisterBenchmark(row.c_str(), [row](benchmark::State &state) {
+    const IdTable table = scatteredTable();
+    const auto scan = [&table] {
+      Sum sum;
+      for (uint32_t word = 0; word < table.size(); ++word) {
+        for (uint32_t used = table[word]; used != 0; used &= used - 1) {
+          sum.add(word * 32 + static_cast<uint32_t>(std::countr_zero(used)));
+        }
+      }
+      return sum.value;
+    };
+    require(scan() == enumerateByBit(table), row, "does not enumerate what is in use");
+    for (auto _ : state) {
+      benchmark::DoNotOptimize(scan());
+    }
+    countItems(state, kIdsInUse);
+  });
+}
+
 void registerRows()
 {
   addListRows<OurList<Single>>("single", "ours");
   addListRows<StdList<std::forward_list<Payload>>>("single", "std_forward_list");
   addListRows<OurList<Double>>("double", "ours");
   addListRows<StdList<std::list<Payload>>>("double", "std_list");
-  addAcquireRow("ours", AcquireHashID);
-  addAcquireRow("word_scan", scanAcquire);
+  for (const uint32_t ids : kTableSizes) {
+    addAcquireRow(ids, "ours", AcquireHashID);
+    addAcquireRow(ids, "word_scan", scanAcquire);
+  }
   addEnumerateRow("ours", FindNextHashID);
   addEnumerateRow("word_scan", scanNext);
+  addInlinedEnumerateRow();
 }
 
 const Rows kRows(registerRows);

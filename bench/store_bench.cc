@@ -287,8 +287,7 @@ using Load = size_t (*)(const Settings &settings);
 size_t loadOurs(const Settings &settings)
 {
   uint32_t count;
-  CFGUKeyValueEntry *entries = CFGUGetKeyValueEntries(settings.path.c_str(), &count);
-  benchmark::DoNotOptimize(entries);
+  CFGUKeyValueEntry *entries = opaque(CFGUGetKeyValueEntries(settings.path.c_str(), &count));
   CFGUFreeKeyValueEntries(entries, count);
   return count;
 }

@@ -7,14 +7,6 @@
 
 namespace bench {
 
-/// A value that the compiler can assume nothing about.
-template <class T>
-T opaque(T value)
-{
-  benchmark::DoNotOptimize(value);
-  return value;
-}
-
 /// Adds a row that times work(), which does so many items. check() tells whether the work is right, and runs it itself.
 template <class Check, class Work>
 void addTimedRow(const std::string &row, size_t itemsAnIteration, Check check, Work work)

@@ -33,14 +33,6 @@ int compareConstRecords(const void *a, const void *b)
   return static_cast<int>(static_cast<const Record *>(a)->key) - static_cast<int>(static_cast<const Record *>(b)->key);
 }
 
-/// A pointer that the compiler cannot see through, as if it came from another program.
-template <class Function>
-Function opaque(Function function)
-{
-  benchmark::DoNotOptimize(function);
-  return function;
-}
-
 /// The keys of a walk in their order, as one number.
 struct Digest {
   uint32_t value = 0;

@@ -7,8 +7,8 @@ declare -A STAGES=(
   [lint]="the build with clang, clang-tidy and cppcheck"
   [exports]="exported names, version nodes, aliases, the library as a file, and its ABI beside the stored one"
   [rooms]="floors by call, circles of rooms, and whether a name is found at the first guess"
-  [install]="programs outside the tree against an installed copy of both widths"
-  [docs]="every snippet of README and docs, compiled and run; the reference, built without a warning"
+  [install]="programs outside the tree against an installed copy of both widths, and readers of other languages"
+  [docs]="every snippet of README and docs, compiled and run; the reference, built without a warning or a dead link"
   [sanitize]="the tests under AddressSanitizer and UndefinedBehaviorSanitizer, in both widths"
   [threads]="what threads and locks are about, under ThreadSanitizer"
   [memcheck]="the programs about text, under valgrind"
@@ -70,12 +70,12 @@ need_stages() {
       style) packages+=(clang clang-format) ;;
       lint) packages+=(clang clang-tidy cppcheck) ;;
       exports) packages+=(abigail-tools) ;;
-      install) packages+=(clang pkg-config) ;;
+      install) packages+=(clang pkg-config python3-cffi bindgen) ;;
       docs) packages+=(pkg-config doxygen) ;;
       memcheck) packages+=(valgrind) ;;
       fuzz) packages+=("${FUZZ_PACKAGES[@]}") ;;
       bench) packages+=("${BENCH_PACKAGES[@]}" "${BENCH_LIBRARIES[@]}") ;;
-      canaries) packages+=(clang pkg-config abigail-tools) ;;
+      canaries) packages+=(clang pkg-config abigail-tools python3-cffi bindgen) ;;
       coverage) packages+=(gcovr) ;;
       packages) packages+=(debhelper dpkg-dev fakeroot doxygen lintian mmdebstrap arch-test uidmap) ;;
     esac
@@ -136,13 +136,15 @@ stage_install() {
   rm -rf build/stage
   install_both build/stage
   scripts/check_install build/stage
+  tests/support/sandbox scripts/check_bindings build/stage/lib/x86_64-linux-gnu/libqvsupt32.so.4
 }
 
 stage_docs() {
   rm -rf build/stage
   install_both build/stage
   scripts/check_snippets build/stage
-  if [[ -e scripts/build_docs ]]; then scripts/build_docs build/docs; fi
+  scripts/build_docs build/docs
+  scripts/check_site build/docs/html
 }
 
 stage_sanitize() {

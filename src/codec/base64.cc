@@ -56,7 +56,7 @@ uint32_t encode64(char *text, const uint8_t *bytes, int32_t count, const char *a
   if (count > 0) {
     const uint8_t *end = bytes + count;
     alphabet = alphabet == nullptr ? base64::basis64 : alphabet;
-    if (usesBlocks()) {
+    if (count >= base64::kEncodedAtOnce && usesBlocks()) {
       base64::encodeBlocks(at, end, alphabet);
     }
     base64::encodeGroups(at, end, alphabet);
@@ -72,7 +72,7 @@ uint32_t decode64(uint8_t *bytes, const char *text, int32_t count)
   base64::Decoder at = {text, bytes};
   if (count >= 4) {
     const char *end = text + count / 4 * 4;
-    if (usesBlocks()) {
+    if (count >= base64::kBlockText && usesBlocks()) {
       base64::decodeBlocks(at, end);
     }
     base64::decodeGroups(at, end);

@@ -94,6 +94,9 @@ inline void decodeGroups(Decoder &at, const char *end)
 inline constexpr ptrdiff_t kBlockText = sizeof(__m256i);
 inline constexpr ptrdiff_t kBlockBytes = kBlockText / 4 * 3;
 
+/// The bytes that are read to encode a block, four more than are used.
+inline constexpr ptrdiff_t kEncodedAtOnce = kBlockBytes / 2 + static_cast<ptrdiff_t>(sizeof(__m128i));
+
 using Table = std::array<uint8_t, 16>;
 
 [[gnu::target("avx2")]] inline __m128i load(const void *from)
@@ -111,8 +114,7 @@ using Table = std::array<uint8_t, 16>;
 [[gnu::target("avx2")]] inline void encodeBlocks(Encoder &at, const uint8_t *end, const char *alphabet)
 {
   constexpr ptrdiff_t kHalfBytes = kBlockBytes / 2;
-  constexpr auto kRead = kHalfBytes + static_cast<ptrdiff_t>(sizeof(__m128i));  // four bytes more than are used
-  if (end - at.in < kRead) {
+  if (end - at.in < kEncodedAtOnce) {
     return;
   }
   __m256i quarters[4];
@@ -123,7 +125,7 @@ using Table = std::array<uint8_t, 16>;
   // characters each.
   const __m256i spread = _mm256_setr_epi8(1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10,  //
                                           1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10);
-  for (; end - at.in >= kRead; at.in += kBlockBytes) {
+  for (; end - at.in >= kEncodedAtOnce; at.in += kBlockBytes) {
     const __m256i bytes = _mm256_inserti128_si256(_mm256_castsi128_si256(load(at.in)), load(at.in + kHalfBytes), 1);
     const __m256i units = _mm256_shuffle_epi8(bytes, spread);
     // A product with a power of two is a shift that each unit has its own count for: its high half to the right, its

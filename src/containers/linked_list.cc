@@ -10,8 +10,6 @@ namespace {
 
 using qv::Status;
 
-static_assert(sizeof(void *) != 4 || (sizeof(SLListEntry) == 8 && sizeof(DLListEntry) == 12));
-
 template <class List>
 List *allocateList()
 {

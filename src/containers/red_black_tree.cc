@@ -11,6 +11,7 @@
 namespace {
 
 using qv::Status;
+using qv::tree::Fetch;
 using qv::tree::Node;
 using qv::tree::Place;
 using Callback = SMRedBlackTreeCallback;
@@ -152,9 +153,10 @@ Node *allocate(Node *parent, void *datum)
   return node;
 }
 
+template <Fetch fetch = Fetch::none>
 Place locate(Node *root, void *key, Callback compare)
 {
-  return qv::tree::locate(root, [key, compare](void *datum) { return compare(key, datum); });
+  return qv::tree::locate<fetch>(root, [key, compare](void *datum) { return compare(key, datum); });
 }
 
 /// Walks `before`'s subtree, the node, then the other one, and returns the datum at which the callback returned 0.
@@ -272,7 +274,7 @@ uint32_t RedBlackTreeDataInsert(Node **tree, void *datum, void *key, Callback co
   if (tree == nullptr || datum == nullptr || key == nullptr || compare == nullptr) {
     return qv::result(Status::invalidParameter);
   }
-  const Place place = locate(*tree, key, compare);
+  const Place place = locate<Fetch::children>(*tree, key, compare);
   if (place.found != nullptr) {
     return qv::result(Status::alreadyExists);
   }
@@ -303,7 +305,7 @@ uint32_t RedBlackTreeDataDelete(Node **tree, void *key, Callback compare)
   if (tree == nullptr || key == nullptr || compare == nullptr) {
     return qv::result(Status::invalidParameter);
   }
-  Node *node = SMRedBlackTreeNodeFind(*tree, key, compare);
+  Node *node = locate<Fetch::children>(*tree, key, compare).found;
   if (node == nullptr) {
     return qv::result(Status::notFound);
   }

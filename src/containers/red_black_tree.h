@@ -14,15 +14,21 @@ struct Place {
   bool leftOfParent;
 };
 
-/// Descends from root; rank(datum) answers as a comparison callback does. The children are fetched while the datum is
-/// compared: in a large tree the time goes into waiting for them.
-template <class Rank>
+/// Whether both children are fetched while a datum is compared. A fix-up looks at the nodes beside the path next: in a
+/// tree that is larger than the caches the time of inserting and deleting goes into waiting for them. A search alone
+/// gains nothing.
+enum class Fetch : bool { none, children };
+
+/// Descends from root; rank(datum) answers as a comparison callback does.
+template <Fetch fetch, class Rank>
 inline Place locate(Node *root, Rank rank)
 {
   Place place = {nullptr, nullptr, false};
   for (Node *node = root; node != nullptr;) {
-    __builtin_prefetch(node->left);
-    __builtin_prefetch(node->right);
+    if constexpr (fetch == Fetch::children) {
+      __builtin_prefetch(node->left);
+      __builtin_prefetch(node->right);
+    }
     const int32_t order = rank(node->data);
     if (order == 0) {
       place.found = node;

@@ -104,7 +104,11 @@ class Entry {
     if (const Status status = qv::net::getHostName(computerName, &size); status != Status::success) {
       return status;
     }
-    addNumber("<TimeStamp>", now, "</TimeStamp>");
+    if (now == static_cast<uint32_t>(now)) {  // digits of 64 bits are divided by calls here
+      addNumber("<TimeStamp>", static_cast<uint32_t>(now), "</TimeStamp>");
+    } else {
+      addNumber("<TimeStamp>", now, "</TimeStamp>");
+    }
     buffer_.add("<DateTime>");
     buffer_.add(dateTime);
     buffer_.add("</DateTime><ComputerName>");

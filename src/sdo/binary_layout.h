@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "base/size.h"
+#include "base/text.h"
 #include "qvsupt32/sdo.h"
 #include "sdo/config.h"
 
@@ -241,7 +242,11 @@ inline Status copyValueOut(const uint8_t *bytes, uint32_t length, void *buffer, 
     *size = length;
     return Status::bufferTooSmall;
   }
-  return copyOut(bytes, length, buffer, *size);
+  if (!exchangeSize(*size, length)) {
+    return Status::bufferTooSmall;
+  }
+  copyShort(buffer, bytes, length);
+  return Status::success;
 }
 
 }  // namespace qv::sdo

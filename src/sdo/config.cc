@@ -11,6 +11,7 @@
 
 #include "base/alias.h"
 #include "base/heap.h"
+#include "base/text.h"
 #include "sdo/binary_layout.h"
 #include "sdo/decoder.h"
 
@@ -92,7 +93,7 @@ void freeReplaced(SDOConfigEntry *entry, const SDOConfigEntry &replacement)
 
 /// Copies a value into a new entry and puts that into the object. The entry has the caller's data size, of which
 /// `present` bytes are there to copy; the rest are zeros. If it fails, nothing has changed hands.
-Status addValue(SDOConfig &object, uint16_t fieldID, uint8_t type, const void *value, uint32_t dataSize,
+[[gnu::always_inline]] inline Status addValue(SDOConfig &object, uint16_t fieldID, uint8_t type, const void *value, uint32_t dataSize,
                 uint32_t present, bool replace)
 {
   if (object.count >= kEntryCountMax || dataSize > UINT32_MAX - sizeof(SDOConfigEntry)) {
@@ -109,8 +110,10 @@ Status addValue(SDOConfig &object, uint16_t fieldID, uint8_t type, const void *v
     return Status::noMemory;
   }
   entry->dataSize = dataSize;
-  memcpy(valueOf(entry.get()), bytes, present);
-  memset(valueOf(entry.get()) + present, 0, capacity - present);
+  copyShort(valueOf(entry.get()), bytes, present);
+  if (present < capacity) {
+    memset(valueOf(entry.get()) + present, 0, capacity - present);
+  }
 
   const tree::Place place = locate(object, fieldID);
   if (place.found != nullptr) {

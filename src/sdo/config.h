@@ -95,7 +95,7 @@ inline void setNestedAt(uint8_t *value, uint32_t index, SDOConfig *object)
 
 inline tree::Place locate(const SDOConfig &object, uint16_t fieldID)
 {
-  return tree::locate(object.root, [fieldID](const void *entry) {
+  return tree::locate<tree::Fetch::none>(object.root, [fieldID](const void *entry) {
     return int32_t{fieldID} - int32_t{static_cast<const SDOConfigEntry *>(entry)->fieldID};
   });
 }

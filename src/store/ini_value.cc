@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "base/heap.h"
+#include "base/size.h"
 #include "base/status.h"
 #include "base/text.h"
 #include "qvsupt32/store.h"
@@ -65,7 +66,7 @@ struct StoredText {
 /// Writes a text; null removes the key.
 Status writeOrRemove(const IniPlace &place, const char *text)
 {
-  const uint32_t size = text == nullptr ? 0 : static_cast<uint32_t>(strlen(text)) + 1;
+  const uint32_t size = text == nullptr ? 0 : qv::clampSize(uint64_t{strlen(text)} + 1);
   return qv::writeIniText(place, text, size);
 }
 

@@ -89,8 +89,8 @@ void *keyOf(OSRoutine routine)
 
 qv::tree::Place locate(OSRoutine routine)
 {
-  return qv::tree::locate(pOSCritSecRBTree,
-                          [routine](void *record) { return OSCriticalSectionRBTWalk(keyOf(routine), record); });
+  return qv::tree::locate<qv::tree::Fetch::none>(
+      pOSCritSecRBTree, [routine](void *record) { return OSCriticalSectionRBTWalk(keyOf(routine), record); });
 }
 
 void discard(Retired retired)

@@ -16,11 +16,6 @@
 #include "base/status.h"
 #include "base/text.h"
 
-#ifdef __i386__
-static_assert(sizeof(SSUCS2Str) == 12 && offsetof(SSUCS2Str, strBufSize) == 4 && offsetof(SSUCS2Str, strLen) == 8);
-static_assert(sizeof(SSUTF8Str) == 12 && offsetof(SSUTF8Str, strBufSize) == 4 && offsetof(SSUTF8Str, strLen) == 8);
-#endif
-
 namespace {
 
 namespace text = qv::text;

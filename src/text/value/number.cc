@@ -47,7 +47,7 @@ Decimal scanDecimal(const char *text)
   bool anyDigit = decimal.digits.end != sign.digits;
   if (*decimal.digits.end == '.') {
     const char *fraction = decimal.digits.end + 1;
-    decimal.digits = qv::readDigits<10>(fraction, decimal.digits);
+    qv::appendDigits<10>(fraction, decimal.digits);
     decimal.decimals = static_cast<size_t>(decimal.digits.end - fraction);
     anyDigit |= decimal.decimals > 0;
   }

@@ -68,14 +68,51 @@ inline bool addDigit(uint64_t &number, unsigned radix, unsigned digit)
   return __builtin_add_overflow(number, digit, &number) || wrapped;
 }
 
-/// Reads digits up to the first other character, after those that were read before.
+/// Reads at most kCount digits, which make no number that is too large, and moves `text` past them. `scale` becomes the
+/// power of the radix that they take.
+template <unsigned kRadix, int kCount>
+[[gnu::always_inline]] inline uint32_t readFewDigits(const char *&text, uint32_t &scale)
+{
+  uint32_t number = 0;
+  scale = 1;
+#pragma GCC unroll 9
+  for (int i = 0; i < kCount; ++i, ++text) {
+    const unsigned digit = digitValue<kRadix>(*text);
+    if (digit >= kRadix) {
+      break;
+    }
+    number = number * kRadix + digit;
+    scale *= kRadix;
+  }
+  return number;
+}
+
+/// Appends the digits up to the first other character to a number.
 template <unsigned kRadix, class Unsigned>
-Digits<Unsigned> readDigits(const char *text, Digits<Unsigned> digits = {})
+void appendDigits(const char *text, Digits<Unsigned> &digits)
 {
   for (unsigned digit = digitValue<kRadix>(*text); digit < kRadix; digit = digitValue<kRadix>(*++text)) {
     digits.wrapped |= addDigit(digits.value, kRadix, digit);
   }
   digits.end = text;
+}
+
+/// Reads digits up to the first other character. Only decimal digits that can make the number wrap are added with a
+/// check.
+template <unsigned kRadix, class Unsigned>
+Digits<Unsigned> readDigits(const char *text)
+{
+  Digits<Unsigned> digits;
+  if constexpr (kRadix == 10) {
+    constexpr int kFew = std::numeric_limits<uint32_t>::digits10;
+    uint32_t scale;
+    digits.value = readFewDigits<kRadix, kFew>(text, scale);
+    if constexpr (sizeof(Unsigned) > sizeof(uint32_t)) {
+      const uint32_t low = readFewDigits<kRadix, kFew>(text, scale);
+      digits.value = digits.value * scale + low;
+    }
+  }
+  appendDigits<kRadix>(text, digits);
   return digits;
 }
 

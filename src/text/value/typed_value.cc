@@ -40,13 +40,13 @@ static_assert(sizeof(kTypes) / sizeof(kTypes[0]) == SM_TYPE_BINARY + 1);
 
 /// The bytes of a value that was read, at most eight, in the machine's order.
 struct Bits {
-  uint64_t value = 0;
+  uint64_t value;
 };
 
 template <class T>
 Bits bitsOf(T value)
 {
-  Bits bits;
+  Bits bits = {};
   memcpy(&bits.value, &value, sizeof(value));
   return bits;
 }
@@ -78,59 +78,62 @@ T load(const void *from)
   return value;
 }
 
-/// Numbers of up to 32 bits are read as 32-bit ones; the narrow types then have their range.
-Status checkRange(int64_t value, int64_t least, int64_t most)
-{
-  if (value > most) {
-    return Status::valueTooLarge;
-  }
-  return value < least ? Status::valueTooSmall : Status::success;
-}
-
+/// Reads a number of the type's full width.
 template <class Number, class Unsigned>
-Status readNumber(const char *text, uint32_t radix, Bits &bits, Number (*toNumber)(bool, const qv::Digits<Unsigned> &),
-                  int64_t least, int64_t most)
+[[gnu::noinline]] Status readNumber(const char *text, uint32_t radix, Bits &bits,
+                                    Number (*toNumber)(bool, const qv::Digits<Unsigned> &))
 {
   Number number;
   const Status status = qv::readWhole(text, radix, number, toNumber);
+  if (status == Status::success) {
+    bits = bitsOf(number);
+  }
+  return status;
+}
+
+/// Numbers of up to 32 bits are read as 32-bit ones; the narrow types then have their range.
+[[gnu::noinline, gnu::flatten]] Status readSigned(const char *text, uint8_t width, uint32_t radix, Bits &bits)
+{
+  int32_t number;
+  const Status status = qv::readWhole(text, radix, number, qv::toSigned32);
   if (status != Status::success) {
     return status;
   }
   bits = bitsOf(number);
-  return sizeof(number) == 8 ? Status::success : checkRange(static_cast<int64_t>(number), least, most);
+  const int32_t most = INT32_MAX >> (8 * (sizeof(number) - width));
+  if (number > most) {
+    return Status::valueTooLarge;
+  }
+  return number < -most - 1 ? Status::valueTooSmall : Status::success;
 }
 
-Status readSigned(const char *text, const Type &type, uint32_t radix, Bits &bits)
+[[gnu::noinline, gnu::flatten]] Status readUnsigned(const char *text, uint8_t width, uint32_t radix, Bits &bits)
 {
-  const int64_t end = int64_t{1} << (8 * type.width - 1);
-  return type.width == 8 ? readNumber(text, radix, bits, qv::toSigned64, 0, 0)
-                         : readNumber(text, radix, bits, qv::toSigned32, -end, end - 1);
+  uint32_t number;
+  const Status status = qv::readWhole(text, radix, number, qv::toUnsigned32);
+  if (status != Status::success) {
+    return status;
+  }
+  bits = bitsOf(number);
+  return number > UINT32_MAX >> (8 * (sizeof(number) - width)) ? Status::valueTooLarge : Status::success;
 }
 
-Status readUnsigned(const char *text, const Type &type, uint32_t radix, Bits &bits)
-{
-  return type.width == 8 ? readNumber(text, radix, bits, qv::toUnsigned64, 0, 0)
-                         : readNumber(text, radix, bits, qv::toUnsigned32, 0, (int64_t{1} << (8 * type.width)) - 1);
-}
-
-/// Reads a text as a value of the type. On the little-endian machine the first bytes of the bits are the value.
-Status readValue(const char *text, const Type &type, uint32_t radix, Bits &bits)
+/// Reads a text as a value of a type that is no integer.
+[[gnu::noinline]] Status readOther(const char *text, Kind kind, uint32_t radix, Bits &bits)
 {
   uint32_t status = SM_STATUS_SUCCESS;
-  switch (type.kind) {
+  switch (kind) {
     case Kind::boolean:
       bits = bitsOf(ASCIIToBoolnV(text, &status));
       return status == SM_STATUS_SUCCESS ? Status::success : Status::invalidParameter;
-    case Kind::signedInteger:
-      return readSigned(text, type, radix, bits);
-    case Kind::unsignedInteger:
-      return readUnsigned(text, type, radix, bits);
     case Kind::real:
       bits = bitsOf(ASCIIToDoubleVT(text, radix, &status));
       return status == SM_STATUS_SUCCESS ? Status::success : Status::invalidParameter;
     case Kind::language:
       bits = bitsOf(GetLangIDFromLocaleName(text, &status));
       return status == SM_STATUS_SUCCESS ? Status::success : Status::unsuccessful;
+    case Kind::signedInteger:
+    case Kind::unsignedInteger:
     case Kind::time:
     case Kind::binary:
       break;
@@ -138,8 +141,21 @@ Status readValue(const char *text, const Type &type, uint32_t radix, Bits &bits)
   return Status::badArgument;
 }
 
+/// Reads a text as a value of the type. On the little-endian machine the first bytes of the bits are the value.
+Status readValue(const char *text, const Type &type, uint32_t radix, Bits &bits)
+{
+  if (type.kind == Kind::signedInteger) {
+    return type.width == 8 ? readNumber(text, radix, bits, qv::toSigned64) : readSigned(text, type.width, radix, bits);
+  }
+  if (type.kind == Kind::unsignedInteger) {
+    return type.width == 8 ? readNumber(text, radix, bits, qv::toUnsigned64)
+                           : readUnsigned(text, type.width, radix, bits);
+  }
+  return readOther(text, type.kind, radix, bits);
+}
+
 template <class T>
-Status writeInteger(char *buffer, T value)
+[[gnu::noinline]] Status writeInteger(char *buffer, T value)
 {
   constexpr size_t kDigitsMax = 20;
   *std::to_chars(buffer, buffer + kDigitsMax, value).ptr = '\0';
@@ -180,16 +196,12 @@ Status writeText(char *buffer, const char *text)
   return Status::success;
 }
 
-/// Writes a value whose buffer has the type's least size.
-Status writeValue(const void *value, char *buffer, uint32_t size, const Type &type)
+/// Writes a value of a type that is no integer.
+[[gnu::noinline]] Status writeOther(const void *value, char *buffer, uint32_t size, Kind kind)
 {
-  switch (type.kind) {
+  switch (kind) {
     case Kind::boolean:
       return writeText(buffer, load<SMBool>(value) == 1 ? "true" : "false");
-    case Kind::signedInteger:
-      return writeSigned(buffer, value, type.width);
-    case Kind::unsignedInteger:
-      return writeUnsigned(buffer, value, type.width);
     case Kind::real:
       (void)DoubleToASCII(buffer, size, load<double>(value));  // a number that is too long is cut
       return Status::success;
@@ -197,13 +209,27 @@ Status writeValue(const void *value, char *buffer, uint32_t size, const Type &ty
       return writeText(buffer, GetLocaleNameFromLangID(load<uint32_t>(value)));
     case Kind::time:
       return qv::text::formTime(load<int32_t>(value), buffer) ? Status::success : Status::unsuccessful;
+    case Kind::signedInteger:
+    case Kind::unsignedInteger:
     case Kind::binary:
       break;
   }
   return Status::badArgument;
 }
 
-Status writeDump(const void *bytes, uint32_t count, char *buffer, uint32_t *size)
+/// Writes a value whose buffer has the type's least size.
+Status writeValue(const void *value, char *buffer, uint32_t size, const Type &type)
+{
+  if (type.kind == Kind::signedInteger) {
+    return writeSigned(buffer, value, type.width);
+  }
+  if (type.kind == Kind::unsignedInteger) {
+    return writeUnsigned(buffer, value, type.width);
+  }
+  return writeOther(value, buffer, size, type.kind);
+}
+
+[[gnu::noinline]] Status writeDump(const void *bytes, uint32_t count, char *buffer, uint32_t *size)
 {
   const qv::HeapBlock<char> dump(BufToUTF8Str(bytes, &count, 0));
   if (dump == nullptr) {

@@ -254,12 +254,16 @@ void expectOldOrNew(std::initializer_list<KilledWrite> rows)
   }
 }
 
-TEST_F(ToolTest, KvKilledAnywhereLeavesTheOldFileOrTheNew)
+TEST_F(ToolTest, KilledAnywhereLeavesTheOldFileOrTheNew)
 {
-  if (isEmulated()) {
-    GTEST_SKIP() << "an emulated program cannot be traced";
+  if (const char *reason = whyNotKilled(); reason != nullptr) {
+    GTEST_SKIP() << reason;
   }
   expectOldOrNew({
+      {"ini set a.ini s k new", "a.ini", "[s]\nk=old\n[t]\n", "[s]\nk=new\n[t]\n"},
+      {"ini set a.ini u k new", "a.ini", "[s]\n", "[s]\n[u]\nk=new\n"},
+      {"ini set new.ini s k v", "new.ini", nullptr, "[s]\nk=v\n"},
+      {"ini unset a.ini s", "a.ini", "[s]\nk=old\n[t]\n", "[t]\n"},
       {"kv set a.conf k new", "a.conf", "k=old\nl=1\n", "k=new\nl=1\n"},
       {"kv set new.conf k v", "new.conf", nullptr, "k=v\n"},
       {"kv unset a.conf k", "a.conf", "k=old\nl=1\n", "l=1\n"},

@@ -110,6 +110,18 @@ ToolTest::~ToolTest()
   fs::remove_all("/etc/tallowmere/vela/log");
 }
 
+const char *whyNotKilled()
+{
+  if (support::isEmulated()) {  // the 64-bit build does it
+    return sizeof(void *) == 4 ? "an emulated program cannot be traced" : nullptr;
+  }
+#ifdef __SANITIZE_ADDRESS__
+  return "a sanitizer sees nothing in files; the build without it does it, many times faster";
+#else
+  return nullptr;
+#endif
+}
+
 void killAtEveryCall(const std::string &arguments, const std::function<void()> &prepare,
                      const std::function<void()> &check)
 {

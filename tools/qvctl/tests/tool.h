@@ -38,6 +38,9 @@ class ToolTest : public support::Scratch {
   ~ToolTest() override;
 };
 
+/// Why killAtEveryCall cannot be used, or is not worth its time; null where it is.
+const char *whyNotKilled();
+
 /// Runs the program alone, without a shell, and kills it at its n-th system call from the end, for each n that counts:
 /// before every run `prepare` sets the files up, after it `check` looks at what is there. Ends with a whole run.
 void killAtEveryCall(const std::string &arguments, const std::function<void()> &prepare,
