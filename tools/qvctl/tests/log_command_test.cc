@@ -10,7 +10,6 @@ namespace {
 
 using namespace support;
 using namespace tool;
-
 using Json = nlohmann::json;
 
 constexpr uint32_t kFileLockRecord = 120000;
@@ -36,11 +35,6 @@ std::string simple(const std::string &description, int epoch = 1795566972, const
 std::string xmlLog(const std::string &entries)
 {
   return kHeader + entries + "</EventLog>";
-}
-
-std::string utf16(const std::u16string &text)
-{
-  return {reinterpret_cast<const char *>(text.data()), 2 * text.size()};
 }
 
 std::u16string record(int id, const std::u16string &description)
