@@ -203,17 +203,22 @@ TEST_F(ToolTest, WaitsForTheLockAsLongAsItIsTold)
 {
   put("a.ini", "[s]\nk=v\n");
   put("a.conf", "k=v\n");
+  put("a.xml", "<EventLog><LogEntry>");
+  run("qvctl log write --type 1 --id 1 --source s one");
   RecordHolder holder(kFileLockRecord);
-  for (const char *command : {"ini get a.ini s k --default d", "ini set a.ini s k w", "ini unset a.ini s k",
-                              "ini list a.ini", "kv get a.conf k", "kv set a.conf k w", "kv set new.conf k w",
-                              "kv unset a.conf k", "kv list a.conf", "text get 5 --file a.ini", "text check a.ini"}) {
+  for (const char *command :
+       {"ini get a.ini s k --default d", "ini set a.ini s k w", "ini unset a.ini s k", "ini list a.ini",
+        "kv get a.conf k", "kv set a.conf k w", "kv set new.conf k w", "kv unset a.conf k", "kv list a.conf",
+        "text get 5 --file a.ini", "text check a.ini", "log write --type 1 --id 1 --source s x", "log repair a.xml",
+        "log rotate", "log clear"}) {
     const tool::Result result = run(std::string("timeout 90 qvctl ") + command + " --wait 0");
     EXPECT_EQ(result.status, 1) << command;
     EXPECT_NE(result.err.find("(11, SM_STATUS_LOCK_FAILED)"), std::string::npos) << command << result.err;
   }
   expectRows({
       {"qvctl lock run --wait 0.2 touch x", 1, "", "(11, SM_STATUS_LOCK_FAILED)"},
-      {"cat a.ini a.conf; ls", 0, "[s]\nk=v\nk=v\na.conf\na.ini\n"},
+      {"cat a.ini a.conf; ls", 0, "[s]\nk=v\nk=v\na.conf\na.ini\na.xml\n"},
+      {"qvctl log show | sed 's/.*  //'; ls /etc/tallowmere/vela/log", 0, "s: one\nqvsys32.log\nqvsys32.xml\n"},
       {"for c in 'lock status' 'objects list' doctor --help; do timeout 90 qvctl $c >/dev/null; echo $?; done", 0,
        "0\n0\n0\n0\n"},
   });
