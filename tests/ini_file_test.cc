@@ -280,7 +280,7 @@ TEST_F(IniFile, DirectoryPartOfPaths)
   }
 }
 
-TEST_F(IniFile, LinksAreFollowedUpToTheLongestPath)
+TEST_F(IniFile, LinksAreFollowedUpToTheLongestPathAndNotInCircles)
 {
   constexpr size_t kLongest = 4095;  // PATH_MAX without the terminator
   for (const size_t length : {kLongest, kLongest + 1}) {
@@ -294,6 +294,10 @@ TEST_F(IniFile, LinksAreFollowedUpToTheLongestPath)
     fs::create_symlink(target, file);
     EXPECT_EQ(AppendValue("s", "k", "v", file.c_str()), length > kLongest ? SM_STATUS_FILE_OPEN_FAILED : 0u);
   }
+  fs::remove(file);
+  fs::create_symlink(path("b.ini"), file);
+  fs::create_symlink(file, path("b.ini"));
+  EXPECT_EQ(AppendValue("s", "k", "v", file.c_str()), SM_STATUS_FILE_OPEN_FAILED) << "a circle";
 }
 
 TEST_F(IniFile, OddThingsInPlaceOfTheFile)
