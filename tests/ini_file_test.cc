@@ -441,6 +441,14 @@ TEST_F(IniFile, RewriteCopiesWhatIsAppendedMeanwhile)
   EXPECT_EQ(get(file), "[s]\nk=2\n[late]\n");
 }
 
+TEST_F(IniFile, AppendsAfterWhatIsAppendedMeanwhile)
+{
+  put(file, "[s]\nk=1\n");
+  const Fault appending(Call::write, 1, [&] { std::ofstream(file, std::ios::app) << "[late]\n"; });
+  EXPECT_EQ(AppendValue("t", "k", "2", file.c_str()), 0u);
+  EXPECT_EQ(get(file), "[s]\nk=1\n[late]\n[t]\nk=2\n");
+}
+
 /// Others write to the directory of the file, and at every instant of a call put something in the place of a file.
 TEST_F(IniFile, HostileDirectoryLeadsNowhereElse)
 {
