@@ -174,6 +174,7 @@ stage_memcheck() {
 
 stage_fuzz() {
   build fuzz
+  build fuzz-plain
   build fuzz-x86_64
 }
 
