@@ -1,6 +1,7 @@
 // Install paths: where they come from, what a lookup answers, and the functions on paths. The cache is built anew in
 // each case; lookups meet the directories of the sandbox.
 
+#include "support/statuses.h"
 #include "support/test.h"
 
 namespace {
@@ -119,15 +120,9 @@ TEST_F(InstallPath, PlatformDirectoriesWhateverExists)
     uint32_t product, size, status, resultSize;
     const char *path;
   } rows[] = {
-      {1, 21, 0, 16, "/etc/tallowmere"},
-      {1, 20, 16, 24, "?"},
-      {1, 0, 16, 24, "?"},
-      {34, 24, 0, 24, kCorvane},
-      {34, 23, 16, 24, "?"},
-      {35, 21, 0, 21, "/etc/tallowmere/vela"},
-      {35, 20, 16, 21, "?"},
-      {0, 99, 271, 99, "?"},
-      {36, 99, 271, 99, "?"},
+      {1, 21, 0, 16, "/etc/tallowmere"}, {1, 20, kTooSmall, 24, "?"},  {1, 0, kTooSmall, 24, "?"},
+      {34, 24, 0, 24, kCorvane},         {34, 23, kTooSmall, 24, "?"}, {35, 21, 0, 21, "/etc/tallowmere/vela"},
+      {35, 20, kTooSmall, 21, "?"},      {0, 99, 271, 99, "?"},        {36, 99, 271, 99, "?"},
   };
   for (const auto &row : rows) {
     char path[100] = "?";

@@ -346,30 +346,41 @@ TEST(RemoveCarriageReturns, PutsSpacesInTheirPlace)
   RemoveCarriageReturns(nullptr);
 }
 
-TEST_F(Logs, LoseOnlyWhatASecondBackupReplaces)
+TEST_F(Logs, LoseNothingAmongProcessesAndThreadsButWhatASecondBackupReplaces)
 {
+  const std::string text = path("all.log");
   const std::string xml = path("small.xml");
   constexpr uint32_t kSmall = 4000;
-  const int appends = isEmulated() ? 20 : 200;
-  std::vector<std::unique_ptr<Child>> children;
-  for (int process = 0; process < 4; ++process) {
-    children.push_back(std::make_unique<Child>([&, process](Inside &) {
-      for (int i = 0; i < appends; ++i) {
-        const auto id = static_cast<uint32_t>(1000 * (process + 1) + i);
-        if (AppendToXMLLog(xml.c_str(), 4, id, nullptr, u"S", nullptr, nullptr, 0, kSmall) != 0) {
-          _exit(9);
-        }
+  const uint32_t appends = isEmulated() ? 10 : 100;
+  const auto append = [&](uint32_t first) {
+    for (uint32_t id = first; id < first + appends; ++id) {
+      if (AppendToXMLLog(xml.c_str(), 4, id, nullptr, u"S", nullptr, nullptr, 0, kSmall) != 0 ||
+          AppendToUNITXTLog(text.c_str(), 4, id, u"S", nullptr, nullptr, 0, kLeast) != 0) {
+        _exit(9);
       }
+    }
+  };
+  std::vector<std::unique_ptr<Child>> children;
+  for (uint32_t first = 1000; first <= 4000; first += 1000) {
+    children.push_back(std::make_unique<Child>([&, first](Inside &) {
+      std::thread other(append, first + 500);
+      append(first);
+      other.join();
     }));
   }
   for (const auto &child : children) {
     EXPECT_EQ(child->wait(), 0);
   }
-  for (const std::string &path : {xml, path("small.xm_")}) {
-    const std::string log = get(path);
-    EXPECT_LT(log.size(), kSmall + 2000u) << path;
-    EXPECT_EQ(count(log, "<LogEntry><TimeStamp>"), count(log, "</Data></LogEntry>")) << path;
-    EXPECT_EQ(log.substr(log.size() - 11), "</EventLog>") << path;
+  const auto all = between(get(text), utf16(u"EventID: "), utf16(u"\r\n"));
+  EXPECT_EQ(all.size(), 4 * 2 * appends);
+  for (const auto &[id, times] : all) {
+    EXPECT_EQ(times, 1) << id;
+  }
+  for (const std::string &file : {xml, path("small.xm_")}) {
+    const std::string log = get(file);
+    EXPECT_LT(log.size(), kSmall + 2000u) << file;
+    EXPECT_EQ(count(log, "<LogEntry><TimeStamp>"), count(log, "</Data></LogEntry>")) << file;
+    EXPECT_TRUE(log.ends_with("</EventLog>")) << file;
     for (const auto &[id, times] : between(log, "<ID>", "</ID>")) {
       EXPECT_TRUE(times == 1 || id == "1") << id;
     }

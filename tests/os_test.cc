@@ -9,6 +9,7 @@
 #include <sys/sem.h>
 
 #include "support/observed_thread.h"
+#include "support/signed_statuses.h"
 #include "support/test.h"
 
 namespace {
@@ -285,7 +286,7 @@ TEST(RecordLock, IsOneProcessesOwn)
   waitUntilBlocked(waiting.pid());
   EXPECT_EQ(UnlockIPCFileRecord(5), 0);
   ASSERT_TRUE(waiting.waitHeld());
-  EXPECT_EQ(LockIPCFileRecord(5, 0), 3);
+  EXPECT_EQ(LockIPCFileRecord(5, 0), kTimeout);
   waiting.release();
   EXPECT_FALSE(waiting.waitHeld()) << "the exec closes the pipe";
   EXPECT_EQ(recordLocks(waiting.pid()), "") << "and the IPC file";
@@ -293,7 +294,7 @@ TEST(RecordLock, IsOneProcessesOwn)
   EXPECT_EQ(waiting.report(), "0 0\nended with status 137\n");
 
   RecordHolder holder(5);
-  EXPECT_EQ(LockIPCFileRecord(5, 0), 3);
+  EXPECT_EQ(LockIPCFileRecord(5, 0), kTimeout);
   holder.kill();
   EXPECT_EQ(LockIPCFileRecord(5, 0), 0);
   EXPECT_EQ(UnlockIPCFileRecord(5), 0);
@@ -353,7 +354,7 @@ TEST(Timeout, CountsSteps)
     for (const uint32_t steps : {0u, 1u, 5u}) {
       const Fault tries(row.call);
       const Fault sleeps(Call::usleep, 1, EINTR);  // a sleep cut short is a step as well
-      EXPECT_EQ(row.wait(steps), 3);
+      EXPECT_EQ(row.wait(steps), kTimeout);
       EXPECT_EQ(tries.calls(), (steps + 1) * row.callsInATry);
       EXPECT_EQ(sleeps.calls(), steps);
       EXPECT_EQ(sleeps.slept(), 1000 * steps);
@@ -529,7 +530,7 @@ TEST(SystemVSemaphore, CountsAndIsUndoneForTheWaitAlone)
   }
   DestroySemaphore(set.id);
   EXPECT_EQ(waiting.report(), "-1\n");
-  EXPECT_EQ(WaitForSemaphore(set.id, 1), 3) << "every failed try counts as busy";
+  EXPECT_EQ(WaitForSemaphore(set.id, 1), kTimeout) << "every failed try counts as busy";
   EXPECT_EQ(ReleaseSemaphore(set.id), -1);
   EXPECT_EQ(ResetSemaphore(set.id), 0) << "reports nothing";
   const Fault calls(Call::semctl);

@@ -265,11 +265,11 @@ TEST(SemaphoreTest, ReleaseIsOneStepWithinItsRange)
     uint32_t before;
     int after;
   } rows[] = {
-      {1, 16, 32767, 32767}, {0, 0, 32767, 32767},
-      {-32767, 0, 32767, 0}, {-1, 16, 0, 0},
-      {INT32_MIN, 16, 0, 0}, {5, 0, 0, 5},
-      {-6, 16, 5, 5},        {32763, 16, 5, 5},
-      {32762, 0, 5, 32767},  {32767, 16, 32767, 32767},
+      {1, kTooSmall, 32767, 32767}, {0, kOk, 32767, 32767},
+      {-32767, kOk, 32767, 0},      {-1, kTooSmall, 0, 0},
+      {INT32_MIN, kTooSmall, 0, 0}, {5, kOk, 0, 5},
+      {-6, kTooSmall, 5, 5},        {32763, kTooSmall, 5, 5},
+      {32762, kOk, 5, 32767},       {32767, kTooSmall, 32767, 32767},
   };
   for (const auto &row : rows) {
     uint32_t before = 99;

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <sys/sysmacros.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <fstream>
 #include <sstream>
@@ -66,7 +67,10 @@ std::vector<LockEntry> locksOn(const std::string &path, const struct stat &file)
     entry.record = kind != "FLOCK";
     entry.first = std::stoull(first);
     entry.last = last == "EOF" ? UINT64_MAX : std::stoull(last);
-    entries.push_back(entry);
+    // The table is read in pieces and changes meanwhile: what a piece begins with may be in the one before.
+    if (std::find(entries.begin(), entries.end(), entry) == entries.end()) {
+      entries.push_back(entry);
+    }
   }
   return entries;
 }

@@ -16,6 +16,7 @@ struct LockEntry {
   pid_t process = 0;     // 0 or -1 where the holder is in another namespace, or none
   uint64_t first = 0;    // the bytes of a record lock, both included
   uint64_t last = UINT64_MAX;
+  bool operator==(const LockEntry &) const = default;
 };
 
 /// The locks on a file, in the kernel's order: holders before those who wait for them. Throws a Failure when the kernel

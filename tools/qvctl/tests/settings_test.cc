@@ -203,22 +203,47 @@ TEST_F(ToolTest, WaitsForTheLockAsLongAsItIsTold)
 {
   put("a.ini", "[s]\nk=v\n");
   put("a.conf", "k=v\n");
+  put("a.xml", "<EventLog><LogEntry>");
+  run("qvctl log write --type 1 --id 1 --source s one");
   RecordHolder holder(kFileLockRecord);
-  for (const char *command : {"ini get a.ini s k --default d", "ini set a.ini s k w", "ini unset a.ini s k",
-                              "ini list a.ini", "kv get a.conf k", "kv set a.conf k w", "kv set new.conf k w",
-                              "kv unset a.conf k", "kv list a.conf", "text get 5 --file a.ini", "text check a.ini"}) {
+  for (const char *command :
+       {"ini get a.ini s k --default d", "ini set a.ini s k w", "ini unset a.ini s k", "ini list a.ini",
+        "kv get a.conf k", "kv set a.conf k w", "kv set new.conf k w", "kv unset a.conf k", "kv list a.conf",
+        "text get 5 --file a.ini", "text check a.ini", "log write --type 1 --id 1 --source s x", "log repair a.xml",
+        "log rotate", "log clear"}) {
     const tool::Result result = run(std::string("timeout 90 qvctl ") + command + " --wait 0");
     EXPECT_EQ(result.status, 1) << command;
     EXPECT_NE(result.err.find("(11, SM_STATUS_LOCK_FAILED)"), std::string::npos) << command << result.err;
   }
   expectRows({
       {"qvctl lock run --wait 0.2 touch x", 1, "", "(11, SM_STATUS_LOCK_FAILED)"},
-      {"cat a.ini a.conf; ls", 0, "[s]\nk=v\nk=v\na.conf\na.ini\n"},
+      {"cat a.ini a.conf; ls", 0, "[s]\nk=v\nk=v\na.conf\na.ini\na.xml\n"},
+      {"qvctl log show | sed 's/.*  //'; ls /etc/tallowmere/vela/log", 0, "s: one\nqvsys32.log\nqvsys32.xml\n"},
       {"for c in 'lock status' 'objects list' doctor --help; do timeout 90 qvctl $c >/dev/null; echo $?; done", 0,
        "0\n0\n0\n0\n"},
   });
   holder.letGo();
   EXPECT_EQ(run("qvctl ini set a.ini s k w --wait 0 && qvctl ini get a.ini s k").out, "w\n");
+}
+
+TEST_F(ToolTest, LosesNoKeyAmongToolsAndComponents)
+{
+  constexpr int kKeys = 25;
+  const auto component = [](const char *name) {
+    return [name](Inside &inside) {
+      for (int i = 0; i < kKeys; ++i) {
+        const std::string key = name + std::to_string(i);
+        inside.report({WriteINIFileValue_astring("s", key.c_str(), "v", 2, "shared.ini", 1) == 0 ? 0 : 1});
+      }
+    };
+  };
+  Child first(component("a"));
+  Child second(component("b"));
+  const std::string loop = "for i in $(seq 0 24); do qvctl ini set shared.ini s $k$i v || exit 1; done";
+  EXPECT_EQ(run("k=c; (" + loop + ") & k=d; " + loop + "; wait $! ").status, 0);
+  EXPECT_EQ(first.report().find('1'), std::string::npos);
+  EXPECT_EQ(second.report().find('1'), std::string::npos);
+  EXPECT_EQ(run("qvctl ini list shared.ini s | sort | uniq | grep -c '^[abcd][0-9]*=v$'").out, "100\n");
 }
 
 struct KilledWrite {
