@@ -1,11 +1,19 @@
-// The global file lock beside the two system calls that it cannot do without, and threads that meet at the lock beside
-// one that does their work.
+// The global file lock beside the two system calls that it cannot do without; threads that meet at the lock beside one
+// that does their work; and processes that do, with the longest wait and the share of the one that got the least.
 
 #include <fcntl.h>
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
+#include <ctime>
+#include <new>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "bench.h"
@@ -118,8 +126,143 @@ void setInThreads(benchmark::State &state, int threadCount)
   countItems(state, kSets);
 }
 
+// Processes -----------------------------------------------------------------------------------------------------------
+
+/// What a process has done between two moments that all share.
+struct Tally {
+  uint32_t sets;
+  double worstWait;  // of one set, in seconds
+};
+
+/// What the processes share.
+struct Contest {
+  static constexpr size_t kMostProcesses = 32;
+
+  std::atomic<uint32_t> ready;
+  std::atomic<bool> started;
+  Tally tallies[kMostProcesses];
+};
+
+double secondsNow()
+{
+  timespec time;
+  (void)clock_gettime(CLOCK_MONOTONIC, &time);
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+/// How long processes set keys in a run.
+constexpr double kContestSeconds = 0.25;
+
+[[noreturn]] void takePart(Contest &contest, size_t number, const std::string &path, useconds_t pause)
+{
+  Tally &tally = contest.tallies[number];
+  const std::string key = "process" + std::to_string(number);
+  setKeys(path, key, 1);
+  contest.ready.fetch_add(1);
+  while (!contest.started.load()) {
+    (void)sched_yield();
+  }
+  double now = secondsNow();
+  for (const double end = now + kContestSeconds; now < end;) {
+    setKeys(path, key, 1);
+    const double before = std::exchange(now, secondsNow());
+    tally.worstWait = std::max(tally.worstWait, now - before);
+    ++tally.sets;
+    if (pause != 0) {
+      (void)usleep(pause);
+      now = secondsNow();
+    }
+  }
+  _exit(EXIT_SUCCESS);
+}
+
+/// Lets processes set keys of one file, with pauses of so many microseconds between the sets or without any.
+std::vector<Tally> contend(size_t processes, useconds_t pause)
+{
+  const std::string path = "/dev/shm/bench-processes.ini";
+  void *const shared = mmap(nullptr, sizeof(Contest), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  require(shared != MAP_FAILED, "lock/processes", "no memory is shared");
+  auto *const contest = new (shared) Contest{};
+  std::vector<pid_t> children;
+  for (size_t i = 0; i < processes; ++i) {
+    const pid_t child = fork();
+    require(child >= 0, "lock/processes", "there is no process");
+    if (child == 0) {
+      takePart(*contest, i, path, pause);
+    }
+    children.push_back(child);
+  }
+  while (contest->ready.load() < processes) {
+    (void)usleep(100);
+  }
+  contest->started.store(true);
+  for (const pid_t child : children) {
+    int status = 0;
+    require(waitpid(child, &status, 0) == child && status == 0, "lock/processes", "a process fails");
+  }
+  const std::vector<Tally> tallies(contest->tallies, contest->tallies + processes);
+  (void)munmap(shared, sizeof(Contest));
+  (void)unlink(path.c_str());
+  return tallies;
+}
+
+/// The time of a set, whoever makes it: flat from two processes on if they do not disturb each other.
+void setInProcesses(benchmark::State &state, size_t processes)
+{
+  if (!hasLock(state)) {
+    return;
+  }
+  int64_t sets = 0;
+  for (auto _ : state) {
+    for (const Tally &tally : contend(processes, 0)) {
+      sets += tally.sets;
+    }
+    state.SetIterationTime(kContestSeconds);
+  }
+  state.SetItemsProcessed(sets);
+}
+
+/// The longest time that a set took. A process that waits looks for the lock once a millisecond, so one that sets keys
+/// without a pause leaves the others little.
+void waitInProcesses(benchmark::State &state, size_t processes, useconds_t pause)
+{
+  if (!hasLock(state)) {
+    return;
+  }
+  const auto bySets = [](const Tally &a, const Tally &b) { return a.sets < b.sets; };
+  for (auto _ : state) {
+    double worst = 0;
+    const std::vector<Tally> tallies = contend(processes, pause);
+    for (const Tally &tally : tallies) {
+      worst = std::max(worst, tally.worstWait);
+    }
+    state.SetIterationTime(worst);
+    const auto [fewest, most] = std::minmax_element(tallies.begin(), tallies.end(), bySets);
+    state.counters["fairness"] = static_cast<double>(fewest->sets) / most->sets;
+  }
+  countItems(state, 1);
+}
+
+void addProcessRows()
+{
+  for (const size_t processes : {1, 2, 4, 8, 16, 32}) {
+    const std::string number = std::to_string(processes) + "/ours";
+    benchmark::RegisterBenchmark(("lock/processes/" + number).c_str(), setInProcesses, processes)
+        ->UseManualTime()
+        ->Iterations(1);
+    constexpr useconds_t kPause = 10000;
+    benchmark::RegisterBenchmark(("lock/worst_wait/" + number).c_str(), waitInProcesses, processes, kPause)
+        ->UseManualTime()
+        ->Iterations(1);
+    benchmark::RegisterBenchmark(("lock/worst_wait_without_pause/" + number).c_str(), waitInProcesses, processes, 0)
+        ->UseManualTime()
+        ->Iterations(1);
+  }
+}
+
 void registerRows()
 {
+  addProcessRows();
   benchmark::RegisterBenchmark("lock/pair/ours", lockOurs);
   benchmark::RegisterBenchmark("lock/pair/fcntl", lockBare);
   benchmark::RegisterBenchmark("lock/sets/2000/ours", setInThreads, 4)->UseRealTime();

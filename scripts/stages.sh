@@ -17,10 +17,11 @@ declare -A STAGES=(
   [canaries]="each gate fails where it should"
   [coverage]="lines and branches of src/ that the tests reach"
   [soak]="a minute of file work by processes of both widths that are killed at random"
+  [bits]="every pair of bit errors in a block of 500 bytes"
   [packages]="the Debian packages, built twice, looked at by lintian, installed into bare roots"
 )
 readonly ORDER=(style lint exports rooms install docs canaries sanitize threads memcheck fuzz bench)
-readonly ON_DEMAND=(coverage soak packages)
+readonly ON_DEMAND=(coverage soak bits packages)
 
 readonly MEMCHECK_PROGRAMS=(convert_test format_test language_test strings_test value_test)
 readonly THREAD_PROGRAMS=(os_test file_guard_test sync_object_test thread_test store_stress_test log_test)
@@ -173,6 +174,7 @@ stage_memcheck() {
 
 stage_fuzz() {
   build fuzz
+  build fuzz-plain
   build fuzz-x86_64
 }
 
@@ -185,7 +187,9 @@ stage_bench() {
     xargs ninja -C build/bench --quiet qvsupt32
 }
 
+# The tool's own tests are left out: the library's have to reach its lines.
 stage_coverage() {
+  configure coverage -DQVSUPT32_TOOLS=OFF
   build coverage
   find build/coverage -name '*.gcda' -delete
   run_tests coverage
@@ -196,6 +200,12 @@ stage_soak() {
   build x86_64 width_peer
   build i386 soak_test
   QVSUPT32_BOTH_WIDTHS=1 QVSUPT32_SOAK_SECONDS=60 tests/support/sandbox build/i386/tests/soak_test
+}
+
+stage_bits() {
+  build i386 sdo_binary_test
+  QVSUPT32_ALL_BIT_PAIRS=1 QVSUPT32_NO_TIME_LIMIT=1 tests/support/sandbox build/i386/tests/sdo_binary_test \
+    --gtest_filter='*TwoBitErrors*'
 }
 
 stage_packages() {

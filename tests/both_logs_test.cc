@@ -55,6 +55,9 @@ TYPED_TEST(EitherLog, RefusesWhatPassesItsLimits)
 TYPED_TEST(EitherLog, MovesToItsBackupBeforeItReachesItsMaximum)
 {
   ASSERT_EQ(this->append(), SM_STATUS_SUCCESS);
+  fs::remove(this->path_);
+  EXPECT_EQ(this->append({.maximum = 0}), SM_STATUS_SUCCESS);
+  EXPECT_FALSE(fs::exists(this->backup_)) << "a log that is missing has nothing to move";
   const std::string first = get(this->path_);
   put(this->backup_, "older");
   const auto reached = static_cast<uint32_t>(first.size()) + TypeParam::takenFor(2);

@@ -238,6 +238,31 @@ TEST(Format, DigitsDoNotDependOnTheRoundingMode)
   }
 }
 
+TEST(Format, IntegersAsThePlatformFormatsThem)
+{
+  std::vector<int> values = {0, INT_MAX, INT_MIN, -1};
+  for (int power = 1; power <= 100000000; power *= 10) {
+    for (const int value : {power - 1, power, 10 * power - 1, 10 * power}) {
+      values.insert(values.end(), {value, -value});
+    }
+  }
+  std::mt19937 random(20240229);
+  for (int i = 0; i < 500; ++i) {
+    values.push_back(static_cast<int>(random()) >> (random() % 31));
+  }
+  for (const char *flags :
+       {"", "-", "0", "+", " ", "#", "#0", "-#", "0+", "5", "-12", "012", "+12", "#012", "#12", "h"}) {
+    for (const char conversion : {'d', 'i', 'u', 'o', 'x', 'X'}) {
+      const std::string format = std::string("%") + flags + conversion;
+      for (const int value : values) {
+        char expected[64];
+        (void)snprintf(expected, sizeof(expected), format.c_str(), value);
+        ASSERT_EQ(formatted(format.c_str(), value), expected) << format << " " << value;
+      }
+    }
+  }
+}
+
 TEST(Format, UCS2Text)
 {
   const char16_t text[] = u"h\u00E9\u20AC\U0001F600";

@@ -280,6 +280,22 @@ TEST_F(IniFile, DirectoryPartOfPaths)
   }
 }
 
+TEST_F(IniFile, LinksAreFollowedUpToTheLongestPath)
+{
+  constexpr size_t kLongest = 4095;  // PATH_MAX without the terminator
+  for (const size_t length : {kLongest, kLongest + 1}) {
+    const size_t directorySize = directory.size() + 1;
+    std::string target;
+    while (directorySize + target.size() + 2 * std::string("x").size() < length) {
+      target += "./";
+    }
+    target.resize(length - directorySize, 'x');
+    fs::remove(file);
+    fs::create_symlink(target, file);
+    EXPECT_EQ(AppendValue("s", "k", "v", file.c_str()), length > kLongest ? SM_STATUS_FILE_OPEN_FAILED : 0u);
+  }
+}
+
 TEST_F(IniFile, OddThingsInPlaceOfTheFile)
 {
   const auto all = [&] {
@@ -299,6 +315,10 @@ TEST_F(IniFile, OddThingsInPlaceOfTheFile)
   EXPECT_EQ(set("s", "k", "1"), 0u);
   EXPECT_EQ(set("t", "k", "1"), 0u);
   EXPECT_EQ(get(target), "[s]\nk=1\n[t]\nk=1\n") << "additions follow the link";
+  chmod(directory.c_str(), 01777);
+  EXPECT_EQ(AppendValue("u", "k", "1", file.c_str()), 0u) << "the sticky bit keeps others from a link";
+  chmod(directory.c_str(), 0755);
+  put(target, "[s]\nk=1\n[t]\nk=1\n");
   EXPECT_TRUE(fs::is_symlink(file));
   EXPECT_EQ(set("s", "k", "2"), 0u);
   EXPECT_EQ(get(target), "[s]\nk=1\n[t]\nk=1\n") << "a replacement takes the place of the link";

@@ -1,11 +1,20 @@
-// A 32-bit and a 64-bit process share everything that the library shares between processes, each in both parts: named
-// objects and blocks. What they share by files is in soak_test.
+// A 32-bit and a 64-bit process share everything that the library shares between processes, each in both parts: logs
+// across their rotation, named objects, blocks, the file lock. soak_test does so with settings.
 
 #include "support/test.h"
 
 namespace {
 
 using namespace support;
+
+size_t occurrences(const std::string &text, const std::string &piece)
+{
+  size_t count = 0;
+  for (size_t at = text.find(piece); at != std::string::npos; at = text.find(piece, at + piece.size())) {
+    ++count;
+  }
+  return count;
+}
 
 /// A peer that runs, with its input and output at our ends of two pipes.
 class Peer {
@@ -93,6 +102,18 @@ class MixedWidth : public Scratch, public testing::WithParamInterface<bool> {
 
   std::string first() const { return GetParam() ? QVSUPT32_PEER : QVSUPT32_OTHER_PEER; }
   std::string second() const { return GetParam() ? QVSUPT32_OTHER_PEER : QVSUPT32_PEER; }
+
+  /// Runs the same command in both, at the same time.
+  void runBoth(std::vector<std::string> a, std::vector<std::string> b)
+  {
+    Peer one(first(), std::move(a));
+    Peer other(second(), std::move(b));
+    const std::string said = one.line() + other.line();
+    EXPECT_EQ(one.wait(), 0) << said;
+    EXPECT_EQ(other.wait(), 0) << said;
+  }
+
+  const size_t count = isEmulated() ? 50 : 500;
 };
 
 TEST_P(MixedWidth, BlocksAreTheSameBytes)
@@ -118,6 +139,39 @@ TEST_P(MixedWidth, NamedObjectsAreShared)
   creator.goOn();
   EXPECT_EQ(creator.line(), "");
   EXPECT_EQ(creator.wait(), 0);
+}
+
+TEST_P(MixedWidth, LogsOfBothAreWholeAcrossARotation)
+{
+  const std::string number = std::to_string(count);
+  // One rotation of each: every record is in the log or in its backup.
+  runBoth({"append", path("x"), number, std::to_string(count * 600)},
+          {"append", path("x"), number, std::to_string(count * 600)});
+  const std::string xml = support::get(path("x.xml"));
+  const std::string oldXml = support::get(path("x.xm_"));
+  EXPECT_EQ(occurrences(xml + oldXml, "<Source>peer</Source><Description>event</Description>"), 2 * count);
+  EXPECT_EQ(occurrences(xml + oldXml, "Log backup created"), 1u);
+  for (const std::string &log : {xml, oldXml}) {
+    EXPECT_EQ(occurrences(log, "<LogEntry>"), occurrences(log, "</LogEntry>"));
+    EXPECT_TRUE(log.ends_with("</LogEntry></EventLog>"));
+  }
+  std::string text = support::get(path("x.log")) + support::get(path("x.lo_"));
+  std::erase(text, '\0');
+  EXPECT_GE(occurrences(text, "Log backup created"), 1u);
+  EXPECT_EQ(occurrences(text, "\r\nDescription:\r\nevent\r\nData: Bytes in Hex\r\n0x00000000: 77 69 64 74"),
+            occurrences(text, "Source: peer") - occurrences(text, "Log backup created"));
+}
+
+TEST_P(MixedWidth, AKilledHolderOfTheFileLockFreesIt)
+{
+  Peer holder(first(), {"hold-file-lock"});
+  ASSERT_EQ(holder.line(), "ready");
+  // The attach at load would wait for the holder, so the other side is asked from here.
+  EXPECT_EQ(FileLock(0), 0u);
+  Peer waiting(second(), {"try-file-lock"});
+  holder.kill();
+  EXPECT_EQ(waiting.line(), "1");
+  EXPECT_EQ(waiting.wait(), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Widths, MixedWidth, testing::Bool(),

@@ -97,7 +97,7 @@ std::string lookUp(uint32_t stringID, uint32_t language = kNone)
 TEST(Lookup, TakesTheLanguageOrTheDefault)
 {
   writeFile(kMark + utf16("; comment\r\n\r\n0:1F4=Hello\r\n407:1F4=Hallo\r\n407:5=nur deutsch\r\n407:1F4=zweite\r\n"
-                          "0:1F4=second\r\n40C:6=fran\xE7"
+                          "0:1F4=second\r\n1B5:1F4=437\r\n409:1F4=1033\r\n40C:6=fran\xE7"
                           "ais\r\n0:6=a=b\r\n0:7=\r\n0:ABCDEF01=hex\r\n"));
   EXPECT_EQ(lookUp(500, 1031), "'Hallo' 1031");
   EXPECT_EQ(lookUp(500, 1033), "'Hello' 0");

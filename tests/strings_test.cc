@@ -2,6 +2,7 @@
 // is noticed; the order of units and bytes; digits.
 
 #include <locale.h>
+#include <sys/mman.h>
 
 #include <iterator>
 #include <numeric>
@@ -315,6 +316,32 @@ TEST(Strings, FillsAndReverses)
     EXPECT_EQ(strrev(reversed.data()), reversed.data());
     EXPECT_EQ(reversed, std::string(bytes.rbegin(), bytes.rend()));
   }
+}
+
+// Strings that start where a readable page does.
+TEST(Strings, NothingBeforeTheStringIsRead)
+{
+  const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+  void *const pages = mmap(nullptr, 3 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  SMChar16 *const t = static_cast<SMChar16 *>(pages) + page / sizeof(SMChar16);
+  ASSERT_EQ(mprotect(t, page, PROT_READ | PROT_WRITE), 0);
+  for (size_t length = 0; length < 40; ++length) {
+    for (size_t before = 0; before < kBlockUnits; ++before) {
+      const Text text = Text(before, u'x') + Text(length, u'a');
+      const SMChar16 *const s = text.c_str() + before;
+      ASSERT_EQ(t, Uni_strcpy(t, s));
+      ASSERT_EQ(0U, Uni_strcmp(s, t));
+      ASSERT_EQ(0U, Uni_strcmp(t, s));
+      ASSERT_EQ(0, Uni_strncasecmp(s, t, 50));
+      ASSERT_EQ(0, Uni_strncasecmp(t, s, 50));
+      ASSERT_EQ(s, Uni_strstr(s, t));
+      ASSERT_EQ(t, Uni_strstr(t, s));
+      ASSERT_EQ(length, Uni_strspn(s, t));
+      ASSERT_EQ(length, Uni_strspn(t, s));
+      ASSERT_EQ(t, Uni_strrev(t));
+    }
+  }
+  (void)munmap(pages, 3 * page);  // it was mapped
 }
 
 // Packed records have strings at odd addresses. The instrumented build refuses to read them.

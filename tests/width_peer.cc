@@ -207,12 +207,46 @@ int workForEver(const Arguments &arguments)
   return 0;
 }
 
+/// Appends events to a text log and an XML log, which reach their maximum size once in a while.
+int appendEvents(const Arguments &arguments)
+{
+  const uint32_t count = static_cast<uint32_t>(atoi(arguments[1].c_str()));
+  const uint32_t maximum = static_cast<uint32_t>(atoi(arguments[2].c_str()));
+  const std::string text = arguments[0] + ".log";
+  const std::string xml = arguments[0] + ".xml";
+  for (uint32_t i = 0; i < count; ++i) {
+    require(AppendToUNITXTLog(text.c_str(), SM_EVENT_ERROR, 1000 + i, u"peer", u"event", kName, sizeof(kName),
+                              maximum) == 0,
+            "text log");
+    require(SMAppendToXMLLog(xml.c_str(), SM_EVENT_ERROR, 1000 + i, nullptr, u"peer", u"event", kName, sizeof(kName),
+                             maximum) == 0,
+            "XML log");
+  }
+  return 0;
+}
+
+int holdFileLock(const Arguments &)
+{
+  require(FileLock(1) == 1, "file lock");
+  holdHere();
+  return 0;
+}
+
+int tryFileLock(const Arguments &)
+{
+  printf("%u\n", FileLock(0));
+  return 0;
+}
+
 constexpr struct {
   const char *name;
   size_t arguments;
   int (*run)(const Arguments &);
 } kCommands[] = {
+    {"append", 3, appendEvents},           // PATH COUNT MAXIMUM
     {"block", 0, printBlock},              //
+    {"hold-file-lock", 0, holdFileLock},   //
+    {"try-file-lock", 0, tryFileLock},     //
     {"create-objects", 0, createObjects},  //
     {"use-objects", 0, useObjects},        //
     {"work", 3, workForEver},              // DIRECTORY WORKER EVENT

@@ -14,6 +14,9 @@
 
 #include <atomic>
 #include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <utility>
 
 #include "support/disk_record.h"
@@ -125,6 +128,17 @@ template <class Function>
     found.store(function, std::memory_order_relaxed);
   }
   return reinterpret_cast<Function *>(function);
+}
+
+/// Ends a test in which the library opens a file that a program inherits over exec(2), or a terminal that the process may
+/// get as its own.
+void requireFlags(const void *caller, const char *what, bool flagged)
+{
+  Dl_info module;
+  if (!flagged && dladdr(caller, &module) != 0 && strstr(module.dli_fname, "/libqvsupt32.so") != nullptr) {
+    fprintf(stderr, "%s is opened without its flags\n", what);
+    abort();
+  }
 }
 
 }  // namespace
@@ -314,6 +328,8 @@ int testOpen(const char *path, int flags, ...)
   va_start(arguments, flags);
   const auto mode = va_arg(arguments, mode_t);
   va_end(arguments);
+  requireFlags(__builtin_return_address(0), path,
+               (flags & O_CLOEXEC) != 0 && ((flags & O_NONBLOCK) == 0 || (flags & O_NOCTTY) != 0));
   if (strikes(Call::open)) {
     return -1;
   }

@@ -91,7 +91,7 @@ std::optional<int32_t> scanNameBase(std::string_view line)
 uint32_t readNameBase()
 {
   // Non-blocking: a FIFO at this path must not hold up the start of every program of the suite.
-  const UniqueFd config(open(kConfigFile, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  const UniqueFd config(open(kConfigFile, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
   if (!config) {
     return kDefaultNameBase;
   }

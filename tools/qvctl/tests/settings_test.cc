@@ -226,6 +226,26 @@ TEST_F(ToolTest, WaitsForTheLockAsLongAsItIsTold)
   EXPECT_EQ(run("qvctl ini set a.ini s k w --wait 0 && qvctl ini get a.ini s k").out, "w\n");
 }
 
+TEST_F(ToolTest, LosesNoKeyAmongToolsAndComponents)
+{
+  constexpr int kKeys = 25;
+  const auto component = [](const char *name) {
+    return [name](Inside &inside) {
+      for (int i = 0; i < kKeys; ++i) {
+        const std::string key = name + std::to_string(i);
+        inside.report({WriteINIFileValue_astring("s", key.c_str(), "v", 2, "shared.ini", 1) == 0 ? 0 : 1});
+      }
+    };
+  };
+  Child first(component("a"));
+  Child second(component("b"));
+  const std::string loop = "for i in $(seq 0 24); do qvctl ini set shared.ini s $k$i v || exit 1; done";
+  EXPECT_EQ(run("k=c; (" + loop + ") & k=d; " + loop + "; wait $! ").status, 0);
+  EXPECT_EQ(first.report().find('1'), std::string::npos);
+  EXPECT_EQ(second.report().find('1'), std::string::npos);
+  EXPECT_EQ(run("qvctl ini list shared.ini s | sort | uniq | grep -c '^[abcd][0-9]*=v$'").out, "100\n");
+}
+
 struct KilledWrite {
   const char *arguments;
   const char *file;
