@@ -280,7 +280,7 @@ TEST_F(IniFile, DirectoryPartOfPaths)
   }
 }
 
-TEST_F(IniFile, LinksAreFollowedUpToTheLongestPath)
+TEST_F(IniFile, LinksAreFollowedUpToTheLongestPathAndNotInCircles)
 {
   constexpr size_t kLongest = 4095;  // PATH_MAX without the terminator
   for (const size_t length : {kLongest, kLongest + 1}) {
@@ -294,6 +294,10 @@ TEST_F(IniFile, LinksAreFollowedUpToTheLongestPath)
     fs::create_symlink(target, file);
     EXPECT_EQ(AppendValue("s", "k", "v", file.c_str()), length > kLongest ? SM_STATUS_FILE_OPEN_FAILED : 0u);
   }
+  fs::remove(file);
+  fs::create_symlink(path("b.ini"), file);
+  fs::create_symlink(file, path("b.ini"));
+  EXPECT_EQ(AppendValue("s", "k", "v", file.c_str()), SM_STATUS_FILE_OPEN_FAILED) << "a circle";
 }
 
 TEST_F(IniFile, OddThingsInPlaceOfTheFile)
@@ -435,6 +439,14 @@ TEST_F(IniFile, RewriteCopiesWhatIsAppendedMeanwhile)
     EXPECT_EQ(set("s", "k", "2"), 0u);
   }
   EXPECT_EQ(get(file), "[s]\nk=2\n[late]\n");
+}
+
+TEST_F(IniFile, AppendsAfterWhatIsAppendedMeanwhile)
+{
+  put(file, "[s]\nk=1\n");
+  const Fault appending(Call::write, 1, [&] { std::ofstream(file, std::ios::app) << "[late]\n"; });
+  EXPECT_EQ(AppendValue("t", "k", "2", file.c_str()), 0u);
+  EXPECT_EQ(get(file), "[s]\nk=1\n[late]\n[t]\nk=2\n");
 }
 
 /// Others write to the directory of the file, and at every instant of a call put something in the place of a file.
