@@ -66,6 +66,20 @@ Bytes withNul(Bytes bytes)
   return bytes;
 }
 
+/// The text decoded a group at a time, so that no call has enough for a block.
+Bytes decodedByGroups(const std::string &text)
+{
+  Bytes bytes(SM_BASE64_BYTES_SIZE(text.size()));
+  uint8_t *end = bytes.data();
+  for (size_t at = 0; at + 4 <= text.size(); at += 4) {
+    decode64(end, text.data() + at, 4);
+    const size_t pad = text.substr(at, 4).find('=');
+    end += pad < 2 ? 0 : std::min<size_t>(pad - 1, 3);
+  }
+  bytes.resize(static_cast<size_t>(end - bytes.data()) + 1);
+  return bytes;
+}
+
 Bytes randomBytes(std::mt19937 &random, size_t size)
 {
   Bytes bytes(size);
@@ -153,6 +167,18 @@ TEST(Base64, EveryLengthComesBack)
       character = place == kStandard + 64 ? character : kReversed[place - kStandard];
     }
     ASSERT_EQ(encoded(bytes, kReversed), text) << size;
+  }
+}
+
+TEST(Base64, EveryCharacterInEveryPlaceOfABlock)
+{
+  std::mt19937 random(2);
+  for (size_t at = 0; at < 32; ++at) {
+    for (int character = 0; character < 256; ++character) {
+      std::string text = randomText(random, 100);
+      text[32 + at] = static_cast<char>(character);
+      ASSERT_EQ(decoded(text), decodedByGroups(text)) << at << " " << character;
+    }
   }
 }
 

@@ -116,7 +116,7 @@ class BlockView {
   uint32_t totalSize() const { return totalSize_; }
   const uint8_t *block() const { return block_; }
 
- protected:
+ private:
   const uint8_t *block_;
   uint16_t count_;
   uint16_t totalSize_;
@@ -126,7 +126,7 @@ class BinaryView : public BlockView<BinaryView, SDO_BINARY_MAGIC, kEntrySize> {
  public:
   using BlockView::BlockView;
 
-  BinaryEntry entry(uint32_t index) const { return loadEntry(block_ + offsetOf(index)); }
+  BinaryEntry entry(uint32_t index) const { return loadEntry(block() + offsetOf(index)); }
 
   /// Where an entry is in the block.
   static constexpr uint32_t offsetOf(uint32_t index) { return kHeaderSize + index * kEntrySize; }
@@ -140,13 +140,13 @@ class BinaryView : public BlockView<BinaryView, SDO_BINARY_MAGIC, kEntrySize> {
     }
     const uint32_t at = offsetOf(index);
     if ((entry.flags & kOutOfLine) == 0) {
-      return BinaryValue{block_ + at + kInlineOffset, (entry.flags & kInlineSizeMask) + 1U};
+      return BinaryValue{block() + at + kInlineOffset, (entry.flags & kInlineSizeMask) + 1U};
     }
     const uint32_t start = at + entry.valuePosition;
-    if (start < offsetOf(count_) || start + entry.valueSize > totalSize_) {
+    if (start < offsetOf(count()) || start + entry.valueSize > totalSize()) {
       return std::nullopt;
     }
-    return BinaryValue{block_ + start, entry.valueSize};
+    return BinaryValue{block() + start, entry.valueSize};
   }
 
   struct Found {
@@ -158,12 +158,12 @@ class BinaryView : public BlockView<BinaryView, SDO_BINARY_MAGIC, kEntrySize> {
   /// which no processor could predict.
   std::optional<Found> find(uint16_t fieldID) const
   {
-    if (count_ == 0) {
+    if (count() == 0) {
       return std::nullopt;
     }
-    const uint8_t *table = block_ + kHeaderSize;
+    const uint8_t *table = block() + kHeaderSize;
     const uint8_t *last = table;  // the last entry not above the field, as far as is known
-    for (uint32_t left = count_; left > 1;) {
+    for (uint32_t left = count(); left > 1;) {
       const uint32_t half = left / 2;
       const uint8_t *probed = last + half * kEntrySize;
       last = load<uint16_t>(probed) <= fieldID ? probed : last;
@@ -190,8 +190,8 @@ class BinaryArrayView : public BlockView<BinaryArrayView, SDO_BINARY_ARRAY_MAGIC
       if (!holdsHeader(position)) {
         return std::nullopt;
       }
-      const uint32_t size = loadHeader(block_ + position).totalSize;
-      if (size < kHeaderSize || size > totalSize_ - position) {
+      const uint32_t size = loadHeader(block() + position).totalSize;
+      if (size < kHeaderSize || size > totalSize() - position) {
         return std::nullopt;
       }
       position += size;
@@ -205,10 +205,10 @@ class BinaryArrayView : public BlockView<BinaryArrayView, SDO_BINARY_ARRAY_MAGIC
     if (!holdsHeader(position)) {
       return std::nullopt;
     }
-    const BlockHeader header = loadHeader(block_ + position);
+    const BlockHeader header = loadHeader(block() + position);
     // Elements are passed over by their size, so one has to have a size, also where it is empty.
     return header.totalSize < kHeaderSize ? std::nullopt
-                                          : BinaryView::of(block_ + position, header, totalSize_ - position);
+                                          : BinaryView::of(block() + position, header, totalSize() - position);
   }
 
   /// Calls action(index, element) for every element until one does not succeed; a malformed element ends it with
@@ -217,7 +217,7 @@ class BinaryArrayView : public BlockView<BinaryArrayView, SDO_BINARY_ARRAY_MAGIC
   Status forEach(Action action) const
   {
     uint32_t position = kHeaderSize;
-    for (uint32_t i = 0; i < count_; ++i) {
+    for (uint32_t i = 0; i < count(); ++i) {
       const auto element = elementAt(position);
       if (!element) {
         return Status::badType;
@@ -231,7 +231,7 @@ class BinaryArrayView : public BlockView<BinaryArrayView, SDO_BINARY_ARRAY_MAGIC
   }
 
  private:
-  bool holdsHeader(uint32_t position) const { return position + kHeaderSize <= totalSize_; }
+  bool holdsHeader(uint32_t position) const { return position + kHeaderSize <= totalSize(); }
 };
 
 /// Copies a value or an element out: *size becomes the size used or needed. A null buffer is too small for any value,

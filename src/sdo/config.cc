@@ -93,8 +93,8 @@ void freeReplaced(SDOConfigEntry *entry, const SDOConfigEntry &replacement)
 
 /// Copies a value into a new entry and puts that into the object. The entry has the caller's data size, of which
 /// `present` bytes are there to copy; the rest are zeros. If it fails, nothing has changed hands.
-[[gnu::always_inline]] inline Status addValue(SDOConfig &object, uint16_t fieldID, uint8_t type, const void *value,
-                                              uint32_t dataSize, uint32_t present, bool replace)
+Status addValue(SDOConfig &object, uint16_t fieldID, uint8_t type, const void *value, uint32_t dataSize,
+                uint32_t present, bool replace)
 {
   if (object.count >= kEntryCountMax || dataSize > UINT32_MAX - sizeof(SDOConfigEntry)) {
     return Status::limitExceeded;

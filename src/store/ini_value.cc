@@ -66,8 +66,10 @@ struct StoredText {
 /// Writes a text; null removes the key.
 Status writeOrRemove(const IniPlace &place, const char *text)
 {
-  const uint32_t size = text == nullptr ? 0 : qv::clampSize(uint64_t{strlen(text)} + 1);
-  return qv::writeIniText(place, text, size);
+  if (text == nullptr) {
+    return qv::writeIniText(place, nullptr, 0);
+  }
+  return qv::writeIniText(place, text, qv::clampSize(uint64_t{strlen(text)} + 1));
 }
 
 bool isComplete(const IniPlace &place)
