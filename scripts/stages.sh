@@ -4,7 +4,7 @@
 
 declare -A STAGES=(
   [style]="contracts, names in the papers, floors by include, banned functions and words, format"
-  [lint]="the build with clang, clang-tidy and cppcheck"
+  [lint]="the build with clang, clang-tidy and cppcheck; lengths that shrink to 32 bits unsaid"
   [exports]="exported names, version nodes, aliases, the library as a file, and its ABI beside the stored one"
   [rooms]="floors by call, circles of rooms, and whether a name is found at the first guess"
   [install]="programs outside the tree against an installed copy of both widths, and readers of other languages"

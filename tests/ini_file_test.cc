@@ -77,7 +77,7 @@ TEST_F(IniFile, LookupTakesTheFirstKeyOfTheFirstSection)
               {"[s]\na=[t]\nk=2\n", "s", "k", 0, "2"},
               {"[s]\n[t\nk=2\n", "s", "k", kNoKey, ""},
               {"[s]\n[k=2\n", "s", "[k", kNoKey, ""},
-              {"[s]\n[t]\n" + times(70000, '\n') + "k=1\n", "s", "k", 263, ""},
+              {"[s]\n[t]\n" + times(70000, '\n') + "k=1\n", "s", "k", kNoKey, ""},
               {" [t\n[s]\nk=2\n", "s", "k", kBadFile, ""},
               {"#[t\n;[t\nx[t\n[s]\nk=2\n", "s", "k", 0, "2"},
               {"[s]\n=1\n", "s", "k", kNoKey, ""},
@@ -90,13 +90,13 @@ TEST_F(IniFile, LookupTakesTheFirstKeyOfTheFirstSection)
               {"[t]\0\nx\0[t\n[s]\0\nk\0=1\nk=2\0003\nk=4\n"s, "s", "k", 0, "2"},
               {"[s\0]\n[s]\nk=1\n"s, "s", "k", kBadFile, ""},
               // After 8449 characters a new line begins.
-              {times(kLineLimit - 1, 'x') + "[s]\nk=1\n", "s", "k", 262, ""},
+              {times(kLineLimit - 1, 'x') + "[s]\nk=1\n", "s", "k", kNoSection, ""},
               {times(kLineLimit, 'x') + "[s]\nk=1\n", "s", "k", 0, "1"},
-              {times(kLineLimit + 1, 'x') + "[s]\nk=1\n", "s", "k", 262, ""},
-              {times(2 * kLineLimit, '[') + "[s]\nk=1\n", "s", "k", 261, ""},
+              {times(kLineLimit + 1, 'x') + "[s]\nk=1\n", "s", "k", kNoSection, ""},
+              {times(2 * kLineLimit, '[') + "[s]\nk=1\n", "s", "k", kBadFile, ""},
               {"x\n" + times(3 * kLineLimit, '\0') + "[s]\nk=1\n", "s", "k", 0, "1"},
               {"[s]\n" + times(kLineLimit, 'x') + "k=1\n", "s", "k", 0, "1"},
-              {"[s]\n" + times(kLineLimit - 1, ' ') + "[k=1\nk=2\n", "s", "k", 263, ""},
+              {"[s]\n" + times(kLineLimit - 1, ' ') + "[k=1\nk=2\n", "s", "k", kNoKey, ""},
               {"[s]\n" + times(kLineLimit - 1, ' ') + "k=1\nk=2\n", "s", "k", 0, "2"},
               {times(70000, '\n') + "[s]\n" + times(70000, '\n') + "k=1\n", "s", "k", 0, "1"}};
   for (const auto &row : rows) {
