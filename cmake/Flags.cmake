@@ -18,8 +18,6 @@ if(QVSUPT32_SANITIZE)
   # Little optimisation, and debug information for call stacks only: these programs are built to be run once.
   add_compile_options(-fsanitize=${QVSUPT32_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1 -g1)
   add_link_options(-fsanitize=${QVSUPT32_SANITIZE})
-  # GCC 12 knows less of sizes between the checks, and warns of copies that are never made.
-  add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-stringop-overread>)
 endif()
 
 # The project's own code.
