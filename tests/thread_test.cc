@@ -100,7 +100,8 @@ TEST(ProcessTest, KeyboardTest)
 
 TEST(ProcessTest, ShutdownRunsTheCommand)
 {
-  // A recorder stands in for the machine's command: it writes into a pipe, whose reader waits for it.
+  // A recorder stands in for the machine's command. The pipe is open for writing too: it has no end between two commands,
+  // and the recorder is taken away only when both have been asked for.
   if (access("/sbin/shutdown", F_OK) != 0) {
     GTEST_SKIP() << "no /sbin/shutdown to stand in for";
   }
@@ -109,10 +110,10 @@ TEST(ProcessTest, ShutdownRunsTheCommand)
   ASSERT_EQ(chmod("/etc/scratch/shutdown", 0755), 0);
   ASSERT_EQ(mkfifo("/etc/scratch/asked", 0600), 0);
   ASSERT_EQ(system("mount --bind /etc/scratch/shutdown /sbin/shutdown"), 0);
-  const auto asked = [](int32_t result) {
-    std::ifstream file("/etc/scratch/asked");
+  std::fstream pipe("/etc/scratch/asked");
+  const auto asked = [&pipe](int32_t result) {
     std::string line;
-    std::getline(file, line);
+    std::getline(pipe, line);
     return std::to_string(result) + " " + line;
   };
   EXPECT_EQ(asked(SMOSShutdown(9, 1)), "1 -r now");
