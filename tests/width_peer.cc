@@ -1,7 +1,6 @@
 // A small component, built in both widths: the mixed-width test tells it what to do with the library.
 //
-// usage: width_peer COMMAND [ARGUMENT...]; see kCommands. Every command that others wait for says "ready" on its output
-// and goes on when a line arrives on its input.
+// usage: width_peer COMMAND [ARGUMENT...]; see kCommands. It is held as a child of support/child.h is.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -16,6 +15,7 @@
 #include <vector>
 
 #include "qvsupt32.h"
+#include "support/child.h"
 #include "support/scratch.h"
 
 namespace {
@@ -37,10 +37,9 @@ void require(bool condition, const char *what)
 
 void holdHere()
 {
-  puts("ready");
+  putchar(support::Child::Inside::kHeld);
   fflush(stdout);
-  char line[8];
-  require(fgets(line, sizeof(line), stdin) != nullptr, "nobody went on");
+  require(getchar() != EOF, "nobody went on");
 }
 
 /// A block with a nested object, an array of them, and values of every size that sits in or out of its entry.

@@ -13,9 +13,6 @@
 namespace support {
 namespace {
 
-// What the child writes: this byte when it is held; its report, a line at a time, starts with any other.
-constexpr char kHeld = '\1';
-
 ssize_t readByte(int descriptor, char &byte)
 {
   ssize_t got;
@@ -69,6 +66,19 @@ void Child::Inside::report(std::initializer_list<long long> numbers)
   writeAll(toParent_, line + "\n");
 }
 
+void Child::Inside::become(std::vector<std::string> command)
+{
+  std::vector<char *> words;
+  for (std::string &word : command) {
+    words.push_back(word.data());
+  }
+  words.push_back(nullptr);
+  dup2(fromParent_, STDIN_FILENO);
+  dup2(toParent_, STDOUT_FILENO);
+  execv(words[0], words.data());
+  _exit(127);
+}
+
 Child::Child(const std::function<void(Inside &)> &code)
 {
   int up[2];
@@ -110,7 +120,7 @@ bool Child::waitHeld()
 {
   char byte;
   while (readByte(fromChild_, byte) == 1) {
-    if (byte == kHeld) {
+    if (byte == Inside::kHeld) {
       return true;
     }
     reported_ += byte;

@@ -7,6 +7,7 @@
 #include <functional>
 #include <initializer_list>
 #include <string>
+#include <vector>
 
 namespace support {
 
@@ -23,6 +24,11 @@ class Child {
 
     /// Adds a line of numbers. Unlike arguments, they are evaluated in their order.
     void report(std::initializer_list<long long> numbers);
+
+    /// Goes on as another program with arguments, whose input and output are these pipes: what it prints is reported, and
+    /// it is held when it prints kHeld, until it can read a byte.
+    [[noreturn]] void become(std::vector<std::string> command);
+    static constexpr char kHeld = '\1';
 
    private:
     friend class Child;
