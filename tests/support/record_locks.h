@@ -13,6 +13,9 @@ namespace support {
 /// The IPC file where the machine has no shared directory.
 constexpr char kIpcFile[] = "/etc/tallowmere/vela/.velaipc";
 
+/// The record of the file lock.
+constexpr uint32_t kFileLockRecord = 120000;
+
 /// The POSIX record locks of a process, on whatever file, in the kernel's words and one a line: "WRITE 5 5" for a lock
 /// on byte 5, "-> WRITE 5 5" for one that the process waits for.
 std::string recordLocks(pid_t process);

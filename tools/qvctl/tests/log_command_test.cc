@@ -12,7 +12,6 @@ using namespace support;
 using namespace tool;
 using Json = nlohmann::json;
 
-constexpr uint32_t kFileLockRecord = 120000;
 constexpr uint32_t kLargest = 4194304;
 constexpr char kXmlLog[] = "/etc/tallowmere/vela/log/qvsys32.xml";
 constexpr char kTextLog[] = "/etc/tallowmere/vela/log/qvsys32.log";
@@ -123,23 +122,18 @@ TEST_F(LogTest, NoTextHidesAnEvent)
 {
   const std::u16string rows[] = {
       u"</LogEntry>",
-      u"</Data></LogEntry>",
-      u"</Description><Data></Data></LogEntry>",
       u"</Description><Data></Data></LogEntry></EventLog>",
       u"<LogEntry>",
       u"<LogEntry><TimeStamp>1</TimeStamp><DateTime>x</DateTime><ComputerName>c</ComputerName><Type>1</Type><ID>1</ID>"
       u"<UserInfo>",
       u"</EventLog>",
       u"<EventLog>",
-      u"</EventLog>TimeStamp>1</TimeStamp>",
       u"a & b < c > d ]]> <!-- &lt;",
       u"\r\nType: Error\r\n",
-      u"x\r\nData: Bytes in Hex\r\n\r\ny",
       u"x\r\nData: Bytes in Hex\r\n0x00000000: 41\r\n\r\n",
       u"EventID: 5\r\nSource: x",
       u"䔀瘀攀渀琀䤀䐀㨀 ",
       u"\r\n\r\n",
-      u" ",
   };
   for (const std::u16string &row : rows) {
     for (const bool isSource : {false, true}) {
@@ -269,12 +263,7 @@ TEST_F(LogTest, CutLogsAreReadCheckedAndRepaired)
     const std::string whole = get(file);
     const size_t frame = file == "a.xml" ? kHeader.size() : 256;
     const size_t closing = file == "a.xml" ? 11 : 0;
-#ifdef __SANITIZE_ADDRESS__
-    constexpr size_t kStep = 97;  // a sanitizer's programs start slowly
-#else
-    constexpr size_t kStep = 23;
-#endif
-    for (size_t size = 1; size < whole.size(); size += kStep) {  // neither step comes to the end of a record
+    for (size_t size = 1; size < whole.size(); size += 97) {  // which does not come to the end of a record
       SCOPED_TRACE(file + " cut to " + std::to_string(size));
       put("cut", whole.substr(0, size));
       const Json found = Json::parse(run("qvctl log show cut --json").out, nullptr, false);
@@ -290,9 +279,8 @@ TEST_F(LogTest, CutLogsAreReadCheckedAndRepaired)
       const std::string repaired = get("cut");
       EXPECT_EQ(repaired.substr(0, frame), whole.substr(0, frame));
       EXPECT_EQ(repaired.substr(0, repaired.size() - closing), whole.substr(0, repaired.size() - closing));
-      const std::u16string third = u"third";
-      EXPECT_EQ(file == "a.xml" ? AppendToXMLLog("cut", 1, 1, nullptr, u"s", third.c_str(), nullptr, 0, kLargest)
-                                : AppendToUNITXTLog("cut", 1, 1, u"s", third.c_str(), nullptr, 0, kLargest),
+      EXPECT_EQ(file == "a.xml" ? AppendToXMLLog("cut", 1, 1, nullptr, u"s", u"third", nullptr, 0, kLargest)
+                                : AppendToUNITXTLog("cut", 1, 1, u"s", u"third", nullptr, 0, kLargest),
                 0u);
       EXPECT_EQ(texts(events("cut")).back(), "third");
       EXPECT_EQ(events("cut").size(), found.size() + 1);
@@ -304,7 +292,7 @@ TEST_F(LogTest, CutLogsAreReadCheckedAndRepaired)
 TEST_F(LogTest, GoesOnAfterAWriterThatWasKilled)
 {
   // A text log goes on behind half a record, in the middle of a code unit too.
-  for (const size_t lost : {6u, 31u, 200u, 260u}) {
+  for (const size_t lost : {6u, 31u, 260u}) {
     SCOPED_TRACE(lost);
     const std::string half = textLog(record(1, u"one") + record(2, u"half"));
     put("a.log", half.substr(0, half.size() - lost) + utf16(record(3, u"three") + record(4, u"four")));
@@ -374,8 +362,7 @@ TEST_F(LogTest, RotatesAndClearsAsTheLibraryDoes)
       {"qvctl log clear --to system", 2, "", "'system'"},
   });
   const auto masked = [](const char *file) {
-    return run(std::string("sed -aE 's/[A-Z][a-z][a-z] [A-Z][a-z][a-z] [ 0-9]+ [:0-9]+ [0-9]+|TimeStamp>[0-9]+/T/g; "
-                           "s/(.\\x00){8}:(.\\x00){2}:\\x00(.\\x00){2}/T/g' ") +
+    return run(std::string("sed -E 's/[A-Z][a-z][a-z] [A-Z][a-z][a-z] [ 0-9]+ [:0-9]+ [0-9]+|TimeStamp>[0-9]+/T/g' ") +
                file)
         .out;
   };
@@ -387,7 +374,8 @@ TEST_F(LogTest, RotatesAndClearsAsTheLibraryDoes)
   EXPECT_EQ(ClearUNITXTLog(kTextLog, u"VELA"), 0u);
   EXPECT_EQ(xml, masked(kXmlLog));
   EXPECT_EQ(text.size(), masked(kTextLog).size());
-  EXPECT_EQ(text.substr(0, 400), masked(kTextLog).substr(0, 400));
+  const size_t time = 256 + utf16(u"EventID: 0\r\nSource: VELA\r\nType: Information\r\nDate and Time: ").size();
+  EXPECT_EQ(text.substr(0, time), masked(kTextLog).substr(0, time));
   EXPECT_EQ(run(std::string("qvctl log check ") + kXmlLog + " && qvctl log check " + kTextLog).status, 0);
   EXPECT_EQ(run("velainstallpath=/dev/shm/none qvctl log clear").err,
             "qvctl: /dev/shm/none/log/qvsys32.log: No such file or directory\n"
@@ -444,11 +432,10 @@ TEST_F(LogTest, TheJournalTakesAnExport)
   const tool::Result journal = run("journalctl --file out.journal -o json --all --no-pager");
   ASSERT_EQ(journal.status, 0) << journal.err;
   std::istringstream lines(journal.out);
-  std::string line;
   const char *const priorities[] = {"6", "3", "4"};
   const char *const types[] = {"success", "error", "warning"};
   int i = 0;
-  for (; std::getline(lines, line); ++i) {
+  for (std::string line; std::getline(lines, line); ++i) {
     const Json event = Json::parse(line);
     EXPECT_EQ(event["MESSAGE"], "event " + std::to_string(i) + (i % 2 == 0 ? "\nanother line \xc3\xbc" : ""));
     EXPECT_EQ(event["__REALTIME_TIMESTAMP"], std::to_string(1795566972 + i / 4) + "000000");
@@ -485,7 +472,8 @@ TEST_F(LogTest, FollowsAcrossRotations)
             "one two three four five six seven eight qvctl: /etc/tallowmere/vela/log/qvsys32.xml: moved to its backup "
             "more than once: events may be missing here\n");
   // Its reader gone, it ends without an event; with JSON it prints a document a line.
-  expectRows({{"timeout 90 qvctl log show --follow --json 2>err | head -1 | cut -c1-9", 0, "{\"time\":\"\n"},
+  expectRows({{"timeout 90 qvctl log show --follow --json 2>err | head -1 | cut -c1-9; ((PIPESTATUS[0] != 124))", 0,
+               "{\"time\":\"\n"},
               {"timeout 90 qvctl log show none --follow", 1, "", "No such file"}});
 }
 
