@@ -82,7 +82,7 @@ TEST(FileGuard, ThreadsOfAllProcessesExcludeEachOther)
 TEST(FileGuard, TryIsNeverRefusedByThreadsOfItsProcess)
 {
   std::atomic<int> refused = 0;
-  std::vector<std::thread> threads;
+  std::vector<std::jthread> threads;
   for (const uint16_t mode : {kTry, kWait, uint16_t{2}, uint16_t{0xFFFF}}) {
     threads.emplace_back([&refused, mode] {
       for (int i = 0; i < 1000; ++i) {
@@ -90,9 +90,7 @@ TEST(FileGuard, TryIsNeverRefusedByThreadsOfItsProcess)
       }
     });
   }
-  for (std::thread &thread : threads) {
-    thread.join();
-  }
+  threads.clear();
   EXPECT_EQ(refused, 0);
 
   std::optional<FileGuard> guard(std::in_place, kWait);
@@ -108,7 +106,7 @@ TEST(FileGuard, TryIsNeverRefusedByThreadsOfItsProcess)
 
 TEST(FileGuard, TryIsRefusedAtOnceWhereTheInsiderWaitsForAnotherProcess)
 {
-  RecordHolder holder(120000);
+  RecordHolder holder(kFileLockRecord);
   std::promise<void> tried;
   std::promise<void> refused;
   std::optional<ObservedThread> trying;
@@ -158,7 +156,7 @@ TEST(FileGuard, TryWaitsUntilItIsKnownWhetherAnotherProcessHasTheRecord)
   done = false;
 
   // The record turns out to be another process's: those that wait for the insider are refused with it.
-  RecordHolder holder(120000);
+  RecordHolder holder(kFileLockRecord);
   std::thread waiting([&] {
     const Fault firstTry(Call::fcntl, 1, tryAndWait);
     const Fault sleeps(Call::usleep, 1, [&] {

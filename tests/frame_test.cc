@@ -46,7 +46,7 @@ TEST(FileLock, IsTheRecordLockOfTheProcess)
 
 TEST(FileLock, ModeOneAloneWaits)
 {
-  RecordHolder holder(120000);
+  RecordHolder holder(kFileLockRecord);
   const struct {
     uint16_t mode;
     unsigned steps;

@@ -204,7 +204,7 @@ TEST(AttachCount, FirstAttachAndLastDetachWaitForTheLockAndGoOnWithoutIt)
       inside.report({library.unload()});
     });
     ASSERT_TRUE(child.waitHeld());
-    RecordHolder holder(120000);
+    RecordHolder holder(kFileLockRecord);
     child.release();
     waitUntilBlocked(child.pid());
     holder.letGo();

@@ -13,6 +13,7 @@ using namespace support;
 
 constexpr char kVela[] = "/etc/tallowmere/vela";
 constexpr char kTextLog[] = "/etc/tallowmere/vela/log/qvsys32.log";
+constexpr char kTextBackup[] = "/etc/tallowmere/vela/log/qvsys32.lo_";
 constexpr char kXmlLog[] = "/etc/tallowmere/vela/log/qvsys32.xml";
 constexpr char kXmlBackup[] = "/etc/tallowmere/vela/log/qvsys32.xm_";
 constexpr uint32_t kLeast = 1048576;
@@ -28,54 +29,44 @@ class Logs : public Scratch {
   }
 };
 
-TEST_F(Logs, LieBelowTheInstallDirectory)
+TEST_F(Logs, AndTheirBackupsLieBelowTheInstallDirectory)
 {
-  char path[256];
-  uint32_t size = 255;
-  EXPECT_EQ(GetSMLogPathFileName(0, path, &size), SM_STATUS_BAD_ARGUMENT);
-  EXPECT_EQ(GetSMLogPathFileName(SMLOG_OSSYSLOG | SMLOG_XML, path, &size), SM_STATUS_NOT_SUPPORTED);
-  EXPECT_EQ(size, 255u);
-  EXPECT_EQ(GetSMLogPathFileName(SMLOG_XML, path, &size), SM_STATUS_BUFFER_TOO_SMALL);
-  EXPECT_EQ(size, 256u);
-  EXPECT_EQ(SMGetLogPathFileName(SMLOG_UNITXT, path, &size), SM_STATUS_SUCCESS);
-  EXPECT_STREQ(path, kTextLog);
-  EXPECT_EQ(size, sizeof(kTextLog));
-  EXPECT_FALSE(fs::exists(kTextLog));
-  size = 300;
-  EXPECT_EQ(GetSMLogPathFileName(0xF1, path, &size), SM_STATUS_SUCCESS);  // no bit of a file
-  EXPECT_EQ(size, 300u);
-  EXPECT_STREQ(path, kTextLog);
-  EXPECT_EQ(GetSMLogPathFileName(SMLOG_UNITXT | SMLOG_XML, path, &size), SM_STATUS_SUCCESS);
-  EXPECT_STREQ(path, kXmlLog);
-  EXPECT_EQ(size, sizeof(kXmlLog));
-  const std::string log = get(kXmlLog);
-  EXPECT_EQ(count(log, "<LogEntry>"), 1u);
-  EXPECT_EQ(count(log,
-                  "<Type>4</Type><ID>0</ID><UserInfo>Local System</UserInfo><Source>VELA</Source>"
-                  "<Description>Log was cleared</Description><Data></Data>"),
-            1u);
-}
-
-TEST_F(Logs, HaveBackupPaths)
-{
-  char path[256] = "kept";
-  uint32_t size = 10;
-  EXPECT_EQ(GetBackupSMLogPathFileName(0, path, &size), SM_STATUS_BAD_ARGUMENT);
-  EXPECT_EQ(GetBackupSMLogPathFileName(SMLOG_OSSYSLOG, path, &size), SM_STATUS_NOT_SUPPORTED);
-  EXPECT_EQ(GetBackupSMLogPathFileName(1, path, &size), SM_STATUS_SUCCESS);
-  EXPECT_EQ(size, 10u);
-  EXPECT_EQ(GetBackupSMLogPathFileName(SMLOG_UNITXT, path, &size), SM_STATUS_BUFFER_TOO_SMALL);
-  EXPECT_EQ(size, sizeof(kTextLog));
-  EXPECT_STREQ(path, "kept");
-  size = 0;
+  using GetPath = uint32_t(uint8_t selector, char *path, uint32_t *size);
+  const struct {
+    GetPath *get;
+    uint8_t selector;
+    uint32_t size, status, sizeAfter;
+    const char *path;
+  } rows[] = {{GetSMLogPathFileName, 0, 255, SM_STATUS_BAD_ARGUMENT, 255, "kept"},
+              {GetSMLogPathFileName, SMLOG_OSSYSLOG | SMLOG_XML, 255, SM_STATUS_NOT_SUPPORTED, 255, "kept"},
+              {GetSMLogPathFileName, SMLOG_XML, 255, SM_STATUS_BUFFER_TOO_SMALL, 256, "kept"},
+              {GetSMLogPathFileName, 0xF1, 256, SM_STATUS_SUCCESS, 256, "kept"},  // no bit of a file
+              {GetSMLogPathFileName, SMLOG_UNITXT, 256, SM_STATUS_SUCCESS, sizeof(kTextLog), kTextLog},
+              {GetSMLogPathFileName, SMLOG_UNITXT | SMLOG_XML, 256, SM_STATUS_SUCCESS, sizeof(kXmlLog), kXmlLog},
+              {GetBackupSMLogPathFileName, 0, 10, SM_STATUS_BAD_ARGUMENT, 10, "kept"},
+              {GetBackupSMLogPathFileName, SMLOG_OSSYSLOG, 10, SM_STATUS_NOT_SUPPORTED, 10, "kept"},
+              {GetBackupSMLogPathFileName, 1, 10, SM_STATUS_SUCCESS, 10, "kept"},
+              {GetBackupSMLogPathFileName, SMLOG_UNITXT, 10, SM_STATUS_BUFFER_TOO_SMALL, sizeof(kTextLog), "kept"},
+              {GetBackupSMLogPathFileName, SMLOG_UNITXT, 37, SM_STATUS_SUCCESS, 37, kTextBackup},
+              {GetBackupSMLogPathFileName, SMLOG_XML, 37, SM_STATUS_SUCCESS, 37, kXmlBackup}};
+  for (const auto &row : rows) {
+    char path[256] = "kept";
+    uint32_t size = row.size;
+    EXPECT_EQ(row.get(row.selector, path, &size), row.status) << &row - rows;
+    EXPECT_EQ(size, row.sizeAfter) << &row - rows;
+    EXPECT_STREQ(path, row.path);
+  }
+  uint32_t size = 0;
   EXPECT_EQ(GetBackupSMLogPathFileName(SMLOG_UNITXT, nullptr, &size), SM_STATUS_BUFFER_TOO_SMALL);
   EXPECT_EQ(size, sizeof(kTextLog));
-  EXPECT_EQ(SMGetBackupLogPathFileName(SMLOG_UNITXT, path, &size), SM_STATUS_SUCCESS);
-  EXPECT_STREQ(path, "/etc/tallowmere/vela/log/qvsys32.lo_");
-  EXPECT_TRUE(fs::is_empty(directory));
-  EXPECT_EQ(GetBackupSMLogPathFileName(SMLOG_XML, path, &size), SM_STATUS_SUCCESS);
-  EXPECT_STREQ(path, kXmlBackup);
-  EXPECT_EQ(count(get(kXmlBackup), "Log was cleared"), 1u);
+  EXPECT_FALSE(fs::exists(kTextLog) || fs::exists(kTextBackup));
+  for (const char *log : {kXmlLog, kXmlBackup}) {
+    EXPECT_EQ(count(get(log), "<LogEntry>"), 1u);
+    EXPECT_EQ(count(get(log),
+                    "<Type>4</Type><ID>0</ID><UserInfo>Local System</UserInfo><Source>VELA</Source>"
+                    "<Description>Log was cleared</Description><Data></Data>"),
+              1u);
+  }
 }
 
 TEST_F(Logs, NeedAnInstallDirectoryAndRoomForTheirNames)
@@ -113,20 +104,15 @@ TEST_F(Logs, HaveMaximumSizesInEachProcess)
   Child child([](Inside &inside) {
     uint32_t text = 0;
     uint32_t xml = 0;
-    inside.report("%u %u", SMSetLogMaxSize(SMLOG_UNITXT | SMLOG_XML, kMost), SMSetLogMaxSize(SMLOG_XML, kLeast + 1));
-    inside.report("%u %u", SMGetLogMaxSize(SMLOG_UNITXT, &text), SMGetLogMaxSize(SMLOG_XML, &xml));
-    inside.report("%u %u", text, xml);
+    inside.report({SMSetLogMaxSize(SMLOG_UNITXT | SMLOG_XML, kMost), SMSetLogMaxSize(SMLOG_XML, kLeast + 1)});
+    inside.report({SMGetLogMaxSize(SMLOG_UNITXT, &text), SMGetLogMaxSize(SMLOG_XML, &xml), text, xml});
   });
-  EXPECT_EQ(child.report(), "0 0\n0 0\n4194304 1048577\n");
+  EXPECT_EQ(child.report(), "0 0\n0 0 4194304 1048577\n");
   EXPECT_EQ(SMGetLogMaxSize(SMLOG_UNITXT | SMLOG_XML, &size), SM_STATUS_SUCCESS);
   EXPECT_EQ(size, kLeast);
 
-  Child holder([](Inside &inside) {
-    inside.report("%u", FileLock(1));
-    inside.hold();
-  });
-  ASSERT_TRUE(holder.waitHeld());
-  Fault fast(Call::usleep);
+  const RecordHolder holder(kFileLockRecord);
+  const Fault fast(Call::usleep);
   EXPECT_EQ(GetSMLogMaxSize(SMLOG_XML, &size), SM_STATUS_LOCK_FAILED);
   EXPECT_EQ(SetSMLogMaxSize(SMLOG_XML, kMost), SM_STATUS_LOCK_FAILED);
 }
@@ -317,7 +303,7 @@ TEST_F(SystemLog, LeavesNothingBehindALine)
 
 TEST_F(SystemLog, TakesTurnsAmongThreads)
 {
-  std::vector<std::thread> threads;
+  std::vector<std::jthread> threads;
   for (char16_t name = u'a'; name < u'e'; ++name) {
     threads.emplace_back([name] {
       const char16_t source[] = {name, 0};
@@ -326,9 +312,7 @@ TEST_F(SystemLog, TakesTurnsAmongThreads)
       }
     });
   }
-  for (std::thread &thread : threads) {
-    thread.join();
-  }
+  threads.clear();
   std::map<std::string, int> lines;
   for (std::string line = received(); !line.empty(); line = received()) {
     ++lines[line];
@@ -336,14 +320,6 @@ TEST_F(SystemLog, TakesTurnsAmongThreads)
   const std::map<std::string, int> expected = {
       {"<30>a: Event 97  ", 2}, {"<30>b: Event 98  ", 2}, {"<30>c: Event 99  ", 2}, {"<30>d: Event 100  ", 2}};
   EXPECT_EQ(lines, expected);
-}
-
-TEST(RemoveCarriageReturns, PutsSpacesInTheirPlace)
-{
-  char text[] = "\ra\r\nb\r";
-  RemoveCarriageReturns(text);
-  EXPECT_STREQ(text, " a \nb ");
-  RemoveCarriageReturns(nullptr);
 }
 
 TEST_F(Logs, LoseNothingAmongProcessesAndThreadsButWhatASecondBackupReplaces)

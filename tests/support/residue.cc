@@ -1,10 +1,8 @@
 #include "support/residue.h"
 
-#include <dirent.h>
 #include <fcntl.h>
-#include <unistd.h>
 
-#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <set>
 #include <sstream>
@@ -13,21 +11,14 @@ namespace support {
 
 std::string openDescriptors()
 {
-  DIR *directory = opendir("/proc/self/fd");
-  if (directory == nullptr) {
-    return "no /proc";
-  }
-  const std::string own = std::to_string(dirfd(directory));
   std::set<std::string> lines;
-  while (const dirent *entry = readdir(directory)) {
-    if (entry->d_name[0] == '.' || entry->d_name == own) {
-      continue;
+  for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code error;
+    const std::string target = std::filesystem::read_symlink(entry, error);
+    if (!(target.starts_with("/proc/") && target.ends_with("/fd"))) {  // the iterator's own
+      lines.insert(entry.path().filename().string() + " " + target);
     }
-    char target[4096];
-    const ssize_t length = readlink((std::string("/proc/self/fd/") + entry->d_name).c_str(), target, sizeof(target));
-    lines.insert(std::string(entry->d_name) + " " + std::string(target, static_cast<size_t>(length < 0 ? 0 : length)));
   }
-  closedir(directory);
   std::string text;
   for (const std::string &line : lines) {
     text += line + "\n";
