@@ -1,7 +1,5 @@
-// The XML log alone: exact bytes of entries, the search for the closing tag, and what short writes leave. What it shares
-// with the text log is in both_logs_test.
-
-#include <sys/resource.h>
+// The XML log alone: exact bytes of entries, what short writes leave, and escaped texts. What it shares with the text log
+// is in both_logs_test; log_fuzz appends to any file beside a model.
 
 #include "support/log_formats.h"
 #include "support/test.h"
@@ -51,30 +49,14 @@ TEST_F(XmlLog, TakesUserInformationWithinItsLimits)
   EXPECT_EQ(fs::file_size(path_), Format::log(plain_).size() + 3 * 1023);
 }
 
-TEST_F(XmlLog, FindsTheClosingTagNearestToTheEnd)
+TEST_F(XmlLog, FindsItsEndAcrossTheBlocksOfTheSearch)
 {
-  const std::string noise(70000, 'v');
-  const std::string many = "</EventLog</EventLo></EventLog" + noise;
-  const std::string logs[] = {
-      kStart + kEnd,
-      std::string(65, 'x') + kEnd,
-      kStart + kEnd + "\n",
-      kStart + kEnd + kEnd + "tail",
-      kStart + kEnd + std::string(1000, 'v'),
-      kStart + many + kEnd + many,
-      // Where a block of the search begins inside a tag: the small one at the end, and the large ones before it.
-      kStart + std::string(500, 'y') + kEnd + std::string(512 - 3, 'y'),
-      kStart + kEnd + std::string(512 - 10, 'y'),
-      kStart + std::string(500000, 'y') + kEnd + std::string(512 - 10 + 65536 - 3, 'y'),
-      kStart + std::string(500000, 'y') + kEnd + std::string(512 - 10 + 65536 - 10, 'y'),
-  };
-  for (const std::string &before : logs) {
-    put(path_, before);
-    const size_t at = before.rfind(kEnd);
-    std::string expected = before;
-    expected.replace(at, plain_.size() + kEnd.size(), plain_ + kEnd);
+  // It looks at the last 512 bytes, then at 65536 at a time: a border is inside the tag, or where it begins.
+  const std::string before = kStart + std::string(500000, 'y');
+  for (const size_t tail : {512 - 3, 512 - 10, 512 - 10 + 65536 - 3, 512 - 10 + 65536 - 10}) {
+    put(path_, before + kEnd + std::string(tail, 'y'));
     EXPECT_EQ(append(), SM_STATUS_SUCCESS);
-    EXPECT_TRUE(get(path_) == expected) << at;
+    EXPECT_TRUE(get(path_).starts_with(before + plain_ + kEnd)) << tail;
   }
 }
 
@@ -96,28 +78,19 @@ TEST_F(XmlLog, NeedsNoBlockForALogThatEndsInALineFeed)
 
 TEST_F(XmlLog, StartsAShortFileAgainAndLeavesAForeignOne)
 {
-  for (const size_t size : {0, 1, 40, 64}) {
-    put(path_, std::string(size, 'x'));
-    EXPECT_EQ(append(), SM_STATUS_SUCCESS);
-    EXPECT_EQ(get(path_), Format::log(plain_)) << size;
-  }
-  const std::string
-      foreign
-          [] =
-              {
-                  std::string(65, 'x'),        std::string(75, 'x'),
-                  std::string(64, 'x') + kEnd,  // a tag that begins inside the header
-                  std::string(100, 'x'),       kStart + "</EventLog",
-                  std::string(300000, '<'),    std::string(4194304, 'x'),
-                  std::string(100000, 'v'),
-              };
-  for (const std::string &before : foreign) {
+  for (const size_t size : {64u, 65u}) {
+    const std::string before(size, 'x');
     put(path_, before);
-    EXPECT_EQ(append({.maximum = 0xFFFFFFFF}), SM_STATUS_BAD_TYPE);
-    EXPECT_TRUE(get(path_) == before) << before.size();
+    EXPECT_EQ(append(), size < 65 ? SM_STATUS_SUCCESS : SM_STATUS_BAD_TYPE);
+    EXPECT_EQ(get(path_), size < 65 ? Format::log(plain_) : before);
   }
-  const Fault reading(Call::pread, 1, EIO);
+  const std::string large(4194304, 'x');
+  put(path_, large);
   EXPECT_EQ(append({.maximum = 0xFFFFFFFF}), SM_STATUS_BAD_TYPE);
+  EXPECT_TRUE(get(path_) == large);
+  put(path_, Format::log(plain_));
+  const Fault reading(Call::pread, 1, EIO);
+  EXPECT_EQ(append(), SM_STATUS_BAD_TYPE);
 }
 
 TEST_F(XmlLog, MakesSureThatItExists)
@@ -136,7 +109,6 @@ TEST_F(XmlLog, MakesSureThatItExists)
   put(path_, std::string(65, 'x'));
   EXPECT_EQ(ForceXMLLogExists(path_.c_str(), u"me", u"S"), SM_STATUS_SUCCESS);
   EXPECT_EQ(get(path_), std::string(65, 'x'));
-  EXPECT_EQ(ForceXMLLogExists(nullptr, u"me", u"S"), SM_STATUS_BAD_ARGUMENT);
 }
 
 TEST_F(XmlLog, AnswersATimeAndAHostNameThatItCannotHave)
@@ -154,26 +126,17 @@ TEST_F(XmlLog, AnswersATimeAndAHostNameThatItCannotHave)
 
 TEST_F(XmlLog, MendsItselfAfterAShortWrite)
 {
-  /// Appends in a child whose files may not pass a size.
-  const auto appendWithin = [&](size_t limit) {
-    Child child([&](Inside &inside) {
-      signal(SIGXFSZ, SIG_IGN);
-      const rlimit size = {limit, limit};
-      setrlimit(RLIMIT_FSIZE, &size);
-      inside.report("%u", append());
-    });
-    return child.report();
-  };
+  const auto appendPlain = [&] { return append(); };
   ASSERT_EQ(append(), SM_STATUS_SUCCESS);
   const std::string before = get(path_);
   for (const size_t more : {0, 1, 10, 100, 200}) {
-    EXPECT_EQ(appendWithin(before.size() + more), "19\n");
+    EXPECT_EQ(appendWithin(before.size() + more, appendPlain), "19\n");
     EXPECT_EQ(get(path_), before) << more;
   }
   // A log that cannot even start, and one that cannot hold its first entry.
   for (const size_t limit : {0, 10, 64, 70, 85, 86, 200}) {
     put(path_, "");
-    EXPECT_EQ(appendWithin(limit), "19\n") << limit;
+    EXPECT_EQ(appendWithin(limit, appendPlain), "19\n") << limit;
     EXPECT_EQ(append(), SM_STATUS_SUCCESS);
     EXPECT_EQ(get(path_), Format::log(plain_)) << limit;
   }
@@ -185,15 +148,12 @@ TEST(XMLText, IsEscapedForTheLog)
     std::u16string text;
     std::u16string escaped;
   } rows[] = {
-      {u"", u""},
       {u"plain caf\u00e9 \U0001F600 \t\n", u"plain caf\u00e9 \U0001F600 \t\n"},
       {u"<a href='x'>\"&amp;\"</a>", u"&lt;a href=&apos;x&apos;&gt;&quot;&amp;amp;&quot;&lt;/a&gt;"},
       {u"\r\n\r", u"&#13;\n&#13;"},
       {u"\x01\b\x0B\f\x1F\x7F\x80\uD7FF\uE000\uFFFD\uFFFE\uFFFF",
        u"\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\x7F\x80\uD7FF\uE000\uFFFD\uFFFD\uFFFD"},
-      {u"\xD800", u"\uFFFD"},
       {u"\xDC00x\xD800y\xD800\xD800\xDC00\xDC00", u"\uFFFDx\uFFFDy\uFFFD\xD800\xDC00\uFFFD"},
-      {u"\xDBFF\xDFFF", u"\xDBFF\xDFFF"},
   };
   for (const auto &row : rows) {
     SMChar16 *escaped = SMEscapeXMLText(row.text.c_str());

@@ -1,10 +1,14 @@
 // The bytes of each log written down a second time, and one way to append to either.
 #pragma once
 
+#include <sys/resource.h>
+
+#include <csignal>
 #include <cstdint>
 #include <string>
 
 #include "qvsupt32.h"
+#include "support/child.h"
 #include "support/faults.h"
 #include "support/log_files.h"
 #include "support/texts.h"
@@ -12,6 +16,19 @@
 namespace support {
 
 constexpr uint32_t kMaximum = 1048576;
+
+/// Appends in a child whose files may not pass a size, and returns its status.
+template <class Append>
+std::string appendWithin(size_t largestFile, Append append)
+{
+  return Child([&](Child::Inside &inside) {
+           signal(SIGXFSZ, SIG_IGN);
+           const rlimit size = {largestFile, largestFile};
+           setrlimit(RLIMIT_FSIZE, &size);
+           inside.report({append()});
+         })
+      .report();
+}
 
 /// The arguments of an append to either log.
 struct LogEvent {
