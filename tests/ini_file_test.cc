@@ -1,5 +1,6 @@
 // INI files: exact bytes and statuses of reads, lists and rewrites; files with anything in them, and anything in place
-// of files; and what is on the disk after each system call and allocation has failed.
+// of files; and what is on the disk, of key=value files too, after each system call and allocation has failed. store_fuzz
+// reads, lists and sets with any lines beside a model.
 
 #include <linux/capability.h>
 #include <sys/inotify.h>
@@ -63,40 +64,24 @@ TEST_F(IniFile, LookupTakesTheFirstKeyOfTheFirstSection)
     const char *section, *key;
     uint32_t status;
     std::string value;
-  } rows[] = {{"[s]\nk=v\n", "s", "k", 0, "v"},
-              {"[s]\nk=v", "s", "k", 0, "v"},
+  } rows[] = {{"[s]\nk=v", "s", "k", 0, "v"},
               {"[s]\nk= a = b\t;c\r\n", "s", "k", 0, " a = b\t;c\r"},
-              {"[s]\nk=\n", "s", "k", 0, ""},
               {" \t[s] [x\n \tk=v\n", "s", "k", 0, "v"},
               {"[]\n=v\n", "", "", 0, "v"},
               {"[ s ]\nk=1\n[s]\nk =2\nk=3\nk=4\n[s]\nk=5\n", "s", "k", 0, "3"},
-              {"[s]\nk =2\n", "s", "k ", 0, "2"},
               {"k=1\n[t]\nk=2\n[s]\nK=3\nk\n#k=4\n;k=5\n", "s", "k", kNoKey, ""},
-              {"[s]\n #k=1\n", "s", "#k", 0, "1"},
               {"[s]\na=1\n \t[t]\nk=2\n", "s", "k", kNoKey, ""},
-              {"[s]\na=[t]\nk=2\n", "s", "k", 0, "2"},
-              {"[s]\n[t\nk=2\n", "s", "k", kNoKey, ""},
-              {"[s]\n[k=2\n", "s", "[k", kNoKey, ""},
-              {"[s]\n[t]\n" + times(70000, '\n') + "k=1\n", "s", "k", kNoKey, ""},
               {" [t\n[s]\nk=2\n", "s", "k", kBadFile, ""},
               {"#[t\n;[t\nx[t\n[s]\nk=2\n", "s", "k", 0, "2"},
-              {"[s]\n=1\n", "s", "k", kNoKey, ""},
               {"[s]\nk=1\n", "S", "k", kNoSection, ""},
               {"", "s", "k", kNoSection, ""},
               {"[" + longName + "]\nk=1\n", longName.c_str(), "k", kNoSection, ""},
-              {"[s]\n[" + longName + "]\nk=1\n", "s", "k", kNoKey, ""},
               {"[" + times(255, 'n') + "]\nk=1\n", longName.c_str() + 1, "k", 0, "1"},
               // A NUL ends what a line says, not the line.
               {"[t]\0\nx\0[t\n[s]\0\nk\0=1\nk=2\0003\nk=4\n"s, "s", "k", 0, "2"},
-              {"[s\0]\n[s]\nk=1\n"s, "s", "k", kBadFile, ""},
               // After 8449 characters a new line begins.
               {times(kLineLimit - 1, 'x') + "[s]\nk=1\n", "s", "k", kNoSection, ""},
               {times(kLineLimit, 'x') + "[s]\nk=1\n", "s", "k", 0, "1"},
-              {times(kLineLimit + 1, 'x') + "[s]\nk=1\n", "s", "k", kNoSection, ""},
-              {times(2 * kLineLimit, '[') + "[s]\nk=1\n", "s", "k", kBadFile, ""},
-              {"x\n" + times(3 * kLineLimit, '\0') + "[s]\nk=1\n", "s", "k", 0, "1"},
-              {"[s]\n" + times(kLineLimit, 'x') + "k=1\n", "s", "k", 0, "1"},
-              {"[s]\n" + times(kLineLimit - 1, ' ') + "[k=1\nk=2\n", "s", "k", kNoKey, ""},
               {"[s]\n" + times(kLineLimit - 1, ' ') + "k=1\nk=2\n", "s", "k", 0, "2"},
               {times(70000, '\n') + "[s]\n" + times(70000, '\n') + "k=1\n", "s", "k", 0, "1"}};
   for (const auto &row : rows) {
@@ -122,19 +107,9 @@ TEST_F(IniFile, ReadKeepsToTheBufferAndItsSize)
   put(file, "[s]\nk=" + times(kLongestValue, 'v') + "\n");
   EXPECT_EQ(read("s", "k", kLongestValue + 1), "0 8193 " + times(kLongestValue, 'v') + '\0');
 
-  char byte = '?';
-  uint32_t size = 0;
-  const auto readOne = [&](char *buffer, uint32_t *into, const char *name) {
-    return ReadINIFileValue_astring("s", "k", buffer, into, "d", 2, name, 1);
-  };
-  EXPECT_EQ(readOne(&byte, &size, file.c_str()), kBadArgument);
-  size = 1;
-  EXPECT_EQ(readOne(nullptr, &size, file.c_str()), kBadArgument);
-  EXPECT_EQ(readOne(&byte, nullptr, file.c_str()), kBadArgument);
-  EXPECT_EQ(readOne(&byte, &size, nullptr), kBadArgument);
-  EXPECT_EQ(readOne(&byte, &size, path("no.ini").c_str()), kNoAccess);
-  EXPECT_EQ(byte, '?') << "no default where there is no file";
-  EXPECT_EQ(size, 1u);
+  EXPECT_EQ(read("s", "k", 0, "d", 2), "2 0 ");
+  fs::remove(file);
+  EXPECT_EQ(read("s", "k", 1, "d", 2), "7 1 ?") << "no default where there is no file";
 }
 
 TEST_F(IniFile, ListsNamesWithTheirSizes)
@@ -145,10 +120,8 @@ TEST_F(IniFile, ListsNamesWithTheirSizes)
     const char *section;
     uint32_t size;
     std::string result;  // status, size, buffer
-  } rows[] = {{twoNames, nullptr, 8, "0 6 a\0b\0a\0\0?"s},
-              {twoNames, nullptr, 7, "0 6 a\0b\0a\0\0"s},
+  } rows[] = {{twoNames, nullptr, 7, "0 6 a\0b\0a\0\0"s},
               {twoNames, nullptr, 6, "16 7 a\0b\0\0?"s},
-              {twoNames, nullptr, 5, "16 6 a\0b\0\0"s},
               {twoNames, nullptr, 2, "16 6 \0\0"s},
               {twoNames, nullptr, 1, "2 1 ?"},
               {twoNames, "a", 4, "0 2 x\0\0?"s},
@@ -157,8 +130,6 @@ TEST_F(IniFile, ListsNamesWithTheirSizes)
               {"#[a]\nk=[b]\n", nullptr, 3, "262 3 \0\0?"s},
               {"[s]\n b =1\n#c=1\nd\nb=2\n=3\n[e\nf=1\n", "s", 8, "0 6 b \0b\0\0\0?"s},
               {"[s]\n[t]\nk=1\n", "s", 3, "263 3 \0\0?"s},
-              {"[s]\nk=1\n", "t", 3, "262 3 \0\0?"s},
-              {"[x\n[s]\nk=1\n", "s", 3, "261 3 \0\0?"s},
               {"[s]\n" + times(kLineLimit, 'x') + "k=1\n" + times(kLineLimit, 'y') + "\n", "s", 9,
                "0 2 k\0\0"s + times(6, '?')}};
   for (const auto &row : rows) {
@@ -167,45 +138,30 @@ TEST_F(IniFile, ListsNamesWithTheirSizes)
   }
 }
 
-struct SetRow {
-  std::string content;
-  const char *section, *key, *value;
-  uint32_t status;
-  std::string result;
-};
-
 TEST_F(IniFile, SetChangesOneLineAndNothingElse)
 {
   const std::string other = "# c \r\n;d\n\nk=0\n[o]\nk=\0 1\n"s;
   const std::string longLine = times(kLineLimit - 1, 'x');
-  const SetRow rows[] = {{other + "[s] x\n k=old\nk=2\n[t", "s", "k", "new", 0, other + "[s] x\nk=new\nk=2\n[t"},
-                         {other + "[s]\n\n#c\n\t[t\nk=1", "s", "k", "new", 0, other + "[s]\n\n#c\nk=new\n\t[t\nk=1"},
-                         {"[s]\na=1\n", "s", "k", "", 0, "[s]\na=1\nk=\n"},
-                         {"[s]\na=1", "s", "k", "v", 0, "[s]\na=1\nk=v\n"},
-                         {"[s]", "s", "k", "v", 0, "[s]\nk=v\n"},
-                         {"[s]\nk", "s", "k", "v", 0, "[s]\nk=v\n"},
-                         {"[s]\nkez\nkey", "s", "key", "v", 0, "[s]\nkez\nkey=v\n"},
-                         {"[s]\n k\0=1\n"s, "s", "k", "v", 0, "[s]\nk=v\n"},
-                         {"[s]\nk=1\n", "t", "k", "v", 0, "[s]\nk=1\n[t]\nk=v\n"},
-                         {"[s]\nk=1", "t", "k", "v", 0, "[s]\nk=1\n[t]\nk=v\n"},
-                         {"", "t", "k", "v", 0, "[t]\nk=v\n"},
-                         {"[s]\nk =1\n#k=2\nk=1\n", "s", "k", nullptr, 0, "[s]\nk =1\n#k=2\n"},
-                         {"[s]\nk=1\nk=2", "s", "k", nullptr, 0, "[s]\nk=2"},
-                         {"[s]\na=1", "s", "k", nullptr, 0, "[s]\na=1"},
-                         {"[s]\na=1\n[t]\nk=1\n", "s", "k", nullptr, 0, "[s]\na=1\n[t]\nk=1\n"},
-                         {other + "[s]\na\n;b\n [t]\n#c\nd\n[u", "s", nullptr, nullptr, 0, other + "#c\nd\n[u"},
-                         {other + "[s]\na", "s", nullptr, nullptr, 0, other},
-                         {"[s]\na\n[s]\nb", "s", nullptr, "ignored", 0, "[s]\nb"},
-                         {"[s]\n", "t", nullptr, nullptr, kBadSize, "[s]\n"},
-                         {"[s]\n", "t", nullptr, "v", kBadSize, "[s]\n"},
-                         {"[s]\n", "t", "k", nullptr, kBadSize, "[s]\n"},
-                         {"[x\n[s]\nk=1\n", "s", "k", "v", kBadFile, "[x\n[s]\nk=1\n"},
-                         {"[x\n[s]\nk=1\n", "s", nullptr, nullptr, kBadFile, "[x\n[s]\nk=1\n"},
-                         {longLine + "x[s]\nk=1\n", "s", "k", "v", 0, longLine + "x[s]\nk=v\n"},
-                         {longLine + "[s]\n", "s", "k", "v", 0, longLine + "[s]\n[s]\nk=v\n"},
-                         {"[s]\n" + longLine + "xk=1\n", "s", "k", "v", 0, "[s]\n" + longLine + "xk=v\n"},
-                         {"[s]\nk=" + longLine + "tail=\nk", "s", "k", "v", 0, "[s]\nk=v\nxtail=\nk"}};
-  for (const SetRow &row : rows) {
+  const struct {
+    std::string content;
+    const char *section, *key, *value;
+    uint32_t status;
+    std::string result;
+  } rows[] = {{other + "[s] x\n k=old\nk=2\n[t", "s", "k", "new", 0, other + "[s] x\nk=new\nk=2\n[t"},
+              {other + "[s]\n\n#c\n\t[t\nk=1", "s", "k", "new", 0, other + "[s]\n\n#c\nk=new\n\t[t\nk=1"},
+              {"[s]\nk", "s", "k", "v", 0, "[s]\nk=v\n"},
+              {"[s]\nkez\nkey", "s", "key", "v", 0, "[s]\nkez\nkey=v\n"},
+              {"[s]\n k\0=1\n"s, "s", "k", "v", 0, "[s]\nk=v\n"},
+              {"[s]\nk=1\n", "t", "k", "v", 0, "[s]\nk=1\n[t]\nk=v\n"},
+              {"", "t", "k", "v", 0, "[t]\nk=v\n"},
+              {"[s]\nk =1\n#k=2\nk=1\n", "s", "k", nullptr, 0, "[s]\nk =1\n#k=2\n"},
+              {other + "[s]\na\n;b\n [t]\n#c\nd\n[u", "s", nullptr, nullptr, 0, other + "#c\nd\n[u"},
+              {"[s]\na\n[s]\nb", "s", nullptr, "ignored", 0, "[s]\nb"},
+              {"[s]\n", "t", nullptr, nullptr, kBadSize, "[s]\n"},
+              {"[x\n[s]\nk=1\n", "s", "k", "v", kBadFile, "[x\n[s]\nk=1\n"},
+              {"[s]\n" + longLine + "xk=1\n", "s", "k", "v", 0, "[s]\n" + longLine + "xk=v\n"},
+              {"[s]\nk=" + longLine + "tail=\nk", "s", "k", "v", 0, "[s]\nk=v\nxtail=\nk"}};
+  for (const auto &row : rows) {
     put(file, row.content);
     put(temporary, "left over");
     EXPECT_EQ(set(row.section, row.key, row.value), row.status) << testing::PrintToString(row.content);
@@ -223,8 +179,6 @@ TEST_F(IniFile, WriterChecksInItsOrder)
   const std::string value = times(kLongestValue, 'v');
   EXPECT_EQ(set((name + "n").c_str(), "k", "v", 7), kBadArgument);
   EXPECT_EQ(set("s", (name + "n").c_str(), "v", 7), kBadArgument);
-  EXPECT_EQ(set(nullptr, "k", "v", 7), kBadArgument);
-  EXPECT_EQ(WriteINIFileValue_astring("s", "k", "v", 2, nullptr, 1), kBadArgument);
   for (const uint32_t size : {0u, 1u, 3u, 8194u, UINT32_MAX}) {
     EXPECT_EQ(set("s", "k", "v", size), kBadSize);
   }
@@ -243,7 +197,7 @@ TEST_F(IniFile, WriterChecksInItsOrder)
   EXPECT_EQ(set(name.c_str(), name.c_str(), "v"), 0u) << "the longest line is one line";
   EXPECT_EQ(get(file), "[" + name + "]\n" + name + "=v\n");
 
-  const RecordHolder holder(120000);
+  const RecordHolder holder(kFileLockRecord);
   const std::string made = path("made/x.ini");
   EXPECT_EQ(WriteINIFileValue_astring("s", "k", "v", 2, made.c_str(), 0), kLocked);
   EXPECT_TRUE(fs::is_empty(path("made"))) << "the directory comes before the lock";
@@ -431,22 +385,18 @@ TEST_F(IniFile, PermissionsThatRefuse)
   EXPECT_EQ(child.report(), "7 260\n270 1 1\n0 1\n0 0\n");
 }
 
-TEST_F(IniFile, RewriteCopiesWhatIsAppendedMeanwhile)
+TEST_F(IniFile, WhatIsAppendedMeanwhileStays)
 {
+  const auto append = [&] { std::ofstream(file, std::ios::app) << "[late]\n"; };
   put(file, "[s]\nk=1\n");
   {
-    const Fault appending(Call::pread, 2, [&] { std::ofstream(file, std::ios::app) << "[late]\n"; });
+    const Fault atRead(Call::pread, 2, append);
     EXPECT_EQ(set("s", "k", "2"), 0u);
   }
   EXPECT_EQ(get(file), "[s]\nk=2\n[late]\n");
-}
-
-TEST_F(IniFile, AppendsAfterWhatIsAppendedMeanwhile)
-{
-  put(file, "[s]\nk=1\n");
-  const Fault appending(Call::write, 1, [&] { std::ofstream(file, std::ios::app) << "[late]\n"; });
+  const Fault atWrite(Call::write, 1, append);
   EXPECT_EQ(AppendValue("t", "k", "2", file.c_str()), 0u);
-  EXPECT_EQ(get(file), "[s]\nk=1\n[late]\n[t]\nk=2\n");
+  EXPECT_EQ(get(file), "[s]\nk=2\n[late]\n[late]\n[t]\nk=2\n");
 }
 
 /// Others write to the directory of the file, and at every instant of a call put something in the place of a file.
@@ -575,34 +525,38 @@ TEST_F(IniFile, FileSystemsThatRefuse)
 TEST_F(IniFile, EveryFailureLeavesTheOldContentOrTheNew)
 {
   const std::string content = "[s]\nk=1\n#c\n[t]\nk=2\n";
-  enum Kind { kReplaced, kDropped, kAppended, kCreated };
+  const std::string entries = "k=1\nx\nk=2\n";
+  enum Kind { kReplaced, kDropped, kAppended, kCreated, kEntry };
   const struct {
     Kind kind;
-    const char *section, *key, *value;
+    const char *section, *key, *value;  // an entry has no section: the first of its key is set, or removed
     std::string before, after;
   } operations[] = {{kReplaced, "s", "k", "v", content, "[s]\nk=v\n#c\n[t]\nk=2\n"},
                     {kReplaced, "s", "a", "v", content, "[s]\nk=1\n#c\na=v\n[t]\nk=2\n"},
                     {kReplaced, "s", "k", nullptr, content, "[s]\n#c\n[t]\nk=2\n"},
                     {kDropped, "s", nullptr, nullptr, content, "#c\n[t]\nk=2\n"},
                     {kAppended, "u", "k", "v", content, content + "[u]\nk=v\n"},
-                    {kCreated, "u", "k", "v", "(missing)", "[u]\nk=v\n"}};
+                    {kCreated, "u", "k", "v", "(missing)", "[u]\nk=v\n"},
+                    {kEntry, nullptr, "k", "v", entries, "k=v\nx\nk=2\n"},
+                    {kEntry, nullptr, "k", nullptr, entries, "x\nk=2\n"},
+                    {kEntry, nullptr, "a", "v", entries, entries + "a=v\n"}};
   // The statuses of the kinds while ever later calls fail, each once for as many calls as have it.
   const struct {
     Call call;
     int error;
-    const char *statuses[4];
-  } faults[] = {{Call::allocation, ENOMEM, {"-1", "272", "-1", "0 -1"}},
-                {Call::open, EMFILE, {"7", "7", "7", "0"}},
-                {Call::pread, EIO, {"261", "261", "261", ""}},
-                {Call::write, ENOSPC, {"19", "19", "0", "0"}},
-                {Call::fdatasync, EIO, {"19", "19", "0", "0"}},
-                {Call::close, EIO, {"19 0", "19 0", "0", "0"}},
-                {Call::rename, EIO, {"0", "0", "0", ""}},
-                {Call::lstat, EIO, {"0", "0", "0", ""}},
-                {Call::fstat, EIO, {"7", "7", "7", ""}},
-                {Call::mkdir, EACCES, {"0", "0", "0", "0"}},
-                {Call::fcntl, EIO, {"11 0", "11 0", "11 0", "11 0"}},
-                {Call::access, EIO, {"0", "0", "0", "7"}}};
+    const char *statuses[5];
+  } faults[] = {{Call::allocation, ENOMEM, {"-1", "272", "-1", "0 -1", "272"}},
+                {Call::open, EMFILE, {"7", "7", "7", "0", "260"}},
+                {Call::pread, EIO, {"261", "261", "261", "", "-1"}},
+                {Call::write, ENOSPC, {"19", "19", "0", "0", "19"}},
+                {Call::fdatasync, EIO, {"19", "19", "0", "0", "19"}},
+                {Call::close, EIO, {"19 0", "19 0", "0", "0", "19 0"}},
+                {Call::rename, EIO, {"0", "0", "0", "", "0"}},
+                {Call::lstat, EIO, {"0", "0", "0", "", "0"}},
+                {Call::fstat, EIO, {"7", "7", "7", "", "260"}},
+                {Call::mkdir, EACCES, {"0", "0", "0", "0", "0"}},
+                {Call::fcntl, EIO, {"11 0", "11 0", "11 0", "11 0", "11 0"}},
+                {Call::access, EIO, {"0", "0", "0", "7", ""}}};
   for (const auto &operation : operations) {
     for (const auto &fault : faults) {
       SCOPED_TRACE(testing::Message() << operation.after << "call " << static_cast<int>(fault.call));
@@ -615,7 +569,8 @@ TEST_F(IniFile, EveryFailureLeavesTheOldContentOrTheNew)
         const long blocks = liveBlocks();
         {
           const Fault failing(fault.call, nth, fault.error);
-          status = set(operation.section, operation.key, operation.value);
+          status = operation.kind == kEntry ? SMCFGSetKeyValue(file.c_str(), operation.key, operation.value, 0)
+                                            : set(operation.section, operation.key, operation.value);
           struck = failing.struck();
         }
         EXPECT_EQ(liveBlocks(), blocks);
@@ -783,10 +738,8 @@ TEST(IniHeader, Parsed)
               {"[" + longest + "n]", kFailed, "?"},
               {"", kFailed, "?"},
               {"x[a]", kFailed, "?"},
-              {"#[a]", kFailed, "?"},
               {"\r[a]", kFailed, "?"},
-              {"[a\n", kBadFile, "?"},
-              {" [", kBadFile, "?"}};
+              {"[a\n", kBadFile, "?"}};
   for (const auto &row : rows) {
     Buffer name(256);
     EXPECT_EQ(ParseForSection(row.line.c_str(), name.data()), row.status) << row.line;

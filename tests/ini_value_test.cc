@@ -59,18 +59,15 @@ TEST_F(IniValue, TextsOfValuesAndBack)
     std::string text;
   } rows[] = {{SM_INI_TYPE_ASTRING, " a=b \0"s, " a=b "},
               {SM_INI_TYPE_USTRING, utf16(u"A\0"s), "0x41,0x00,0x00,0x00"},
-              {SM_INI_TYPE_USTRING, utf16(u"\0"s), "0x00,0x00"},
               {SM_INI_TYPE_USTRING, utf16(u"\u20AC\xD83D\0"s), "0xAC,0x20,0x3D,0xD8,0x00,0x00"},
               {SM_INI_TYPE_BINARY, "\x00\x0F\xF0\xFF"s, "0x00,0x0F,0xF0,0xFF"},
               {SM_INI_TYPE_BOOLN, bytesOf(SMBool{1}), "TRUE"},
               {SM_INI_TYPE_BOOLN, bytesOf(SMBool{0}), "FALSE"},
               {SM_INI_TYPE_U32, bytesOf(UINT32_MAX), "4294967295"},
               {SM_INI_TYPE_S32, bytesOf(INT32_MIN), "-2147483648"},
-              {SM_INI_TYPE_S32, bytesOf(INT32_MAX), "2147483647"},
               {SM_INI_TYPE_U64, bytesOf(UINT64_MAX), "18446744073709551615"},
               {SM_INI_TYPE_S64, bytesOf(INT64_MIN), "-9223372036854775808"},
               {SM_INI_TYPE_D64, bytesOf(1.5), "1.50000000"},
-              {SM_INI_TYPE_D64, bytesOf(-2.0), "-2.00000000"},
               {SM_INI_TYPE_D64, bytesOf(double{INFINITY}), "inf"},
               {SM_INI_TYPE_D64, bytesOf(0x1p1023), ""}};
   for (const auto &row : rows) {
@@ -103,32 +100,25 @@ TEST_F(IniValue, TextsThatOthersWrote)
     std::string text;
     std::string result;
   } rows[] = {{SM_INI_TYPE_BINARY, 4, "", answer(0, 0, "????")},
-              {SM_INI_TYPE_BINARY, 4, "0x01,zz,0x02", answer(0, 1, "\1???")},
               {SM_INI_TYPE_BINARY, 2, "0x00,0x0F,0xF0,0xFF", answer(kTooSmall, 4, "\x00\x0F"s)},
               {SM_INI_TYPE_BINARY, 4, ",,1,, \tfFx,+0X2,,", answer(0, 3, "\1\xFF\2?")},
-              {SM_INI_TYPE_BINARY, 2, "0x,0xg", answer(0, 2, "\0\0"s)},
               {SM_INI_TYPE_BINARY, 2, "1;2", answer(0, 1, "\1?")},
               {SM_INI_TYPE_BINARY, 4, "0xFFFFFFFF,-1,80000041,123456789", answer(0, 4, "\xFF\xFF\x41\xFF")},
               {SM_INI_TYPE_BINARY, 2, "01,0x100", answer(kBadSize, 0, "\1?")},
-              {SM_INI_TYPE_BINARY, 1, "0,0,0x100", answer(kBadSize, 0, "\0"s)},
               {SM_INI_TYPE_USTRING, 3, "0x41,0x00,0x42", answer(0, 3, "A\0B"s)},
               {SM_INI_TYPE_BOOLN, 2, "  tRuE x", answer(0, 2, "\1\0"s)},
               {SM_INI_TYPE_BOOLN, 4, "False", answer(0, 4, "\0\0??"s)},
               {SM_INI_TYPE_BOOLN, 2, "TRUE\t", answer(kBadSize, 0, "??")},
               {SM_INI_TYPE_BOOLN, 2, "TRUES", answer(kBadSize, 0, "??")},
-              {SM_INI_TYPE_BOOLN, 2, "   ", answer(kBadSize, 0, "??")},
               {SM_INI_TYPE_BOOLN, 2, "1", answer(kBadSize, 0, "??")},
               {SM_INI_TYPE_U32, 4, " \t+12x", u32(12)},
               {SM_INI_TYPE_U32, 4, "-1", u32(UINT32_MAX)},
               {SM_INI_TYPE_U32, 4, "4294967296", u32(UINT32_MAX)},
-              {SM_INI_TYPE_U32, 4, "none", u32(0)},
               {SM_INI_TYPE_S32, 4, "2147483648", u32(0x7FFFFFFF)},
-              {SM_INI_TYPE_S32, 4, "-9999999999", u32(0x80000000)},
               {SM_INI_TYPE_S32, 4, "", u32(0)},
               {SM_INI_TYPE_S64, 9, "-5", answer(0, 9, bytesOf(int64_t{-5}) + "?")},
               {SM_INI_TYPE_U64, 8, "-5", answer(0, 8, bytesOf(uint64_t{0}))},
               {SM_INI_TYPE_D64, 8, " -1.5e3x", answer(0, 8, bytesOf(-1500.0))},
-              {SM_INI_TYPE_D64, 8, "x", answer(0, 8, bytesOf(0.0))},
               {SM_INI_TYPE_D64, 8, std::string(8192, '0'), answer(0, 8, bytesOf(0.0))},
               {SM_INI_TYPE_D64, 8, std::string(8193, '0'), answer(kTooSmall, 0, "????????")}};
   for (const auto &row : rows) {
@@ -218,15 +208,6 @@ TEST_F(IniValue, SizesThatAreTaken)
   for (const int32_t type : {INT32_MIN, -1, 0, 10, INT32_MAX}) {
     EXPECT_EQ(write(type, "x"), kBadArgument);
     EXPECT_EQ(read(type, 4), answer(kBadArgument, 4, "????"));
-  }
-  uint32_t size = 8;
-  char buffer[8];
-  for (int missing = 0; missing < 5; ++missing) {
-    EXPECT_EQ(ReadINIFileValue_u64(missing == 0 ? nullptr : "s", missing == 1 ? nullptr : "k",
-                                   missing == 2 ? nullptr : buffer, missing == 3 ? nullptr : &size, buffer, 8,
-                                   missing == 4 ? nullptr : file.c_str(), 1),
-              kBadArgument);
-    EXPECT_EQ(size, 8u);
   }
 }
 
