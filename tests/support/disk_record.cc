@@ -20,24 +20,14 @@ thread_local DiskRecord *current = nullptr;
 
 bool isOfNames(const DiskCall &call)
 {
-  return call.kind == Kind::create || call.kind == Kind::rename || call.kind == Kind::unlink;
+  return !call.from.empty() || !call.to.empty();
 }
 
 void applyToNames(const DiskCall &call, std::map<std::string, uint64_t> &names)
 {
-  switch (call.kind) {
-    case Kind::create:
-      names[call.name] = call.file;
-      break;
-    case Kind::rename:
-      names.erase(call.name);
-      names[call.to] = call.file;
-      break;
-    case Kind::unlink:
-      names.erase(call.name);
-      break;
-    default:
-      break;
+  names.erase(call.from);
+  if (!call.to.empty()) {
+    names[call.to] = call.file;
   }
 }
 
@@ -161,7 +151,7 @@ void DiskRecord::opened(int descriptor, const char *path, bool existed, int flag
     return;
   }
   if (!existed && !nameOf(path).empty()) {
-    calls_.push_back({.kind = Kind::create, .file = file, .name = nameOf(path)});
+    calls_.push_back({.kind = Kind::create, .file = file, .to = nameOf(path)});
   } else if ((flags & O_TRUNC) != 0) {
     calls_.push_back({.kind = Kind::truncate, .file = file});
   }
@@ -196,12 +186,12 @@ void DiskRecord::synced(int descriptor)
 
 void DiskRecord::renamed(const char *from, const char *to, uint64_t file)
 {
-  calls_.push_back({.kind = Kind::rename, .file = file, .name = nameOf(from), .to = nameOf(to)});
+  calls_.push_back({.kind = Kind::rename, .file = file, .from = nameOf(from), .to = nameOf(to)});
 }
 
 void DiskRecord::unlinked(const char *path, uint64_t file)
 {
-  calls_.push_back({.kind = Kind::unlink, .file = file, .name = nameOf(path)});
+  calls_.push_back({.kind = Kind::unlink, .file = file, .from = nameOf(path)});
 }
 
 DiskRecord *currentDiskRecord()

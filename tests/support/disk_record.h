@@ -23,8 +23,8 @@ struct DiskCall {
   uint64_t file = 0;       // a file's number for its life
   size_t offset = 0;       // of a write; the new size of a truncate
   std::string bytes = {};  // of a write
-  std::string name = {};
-  std::string to = {};  // of a rename
+  std::string from = {};   // the name that a rename or unlink takes away
+  std::string to = {};     // the one that a create or rename makes
 };
 
 /// Names and contents.
