@@ -662,10 +662,11 @@ class IniStream : public Ini {
   void SetUp() override { put(path("in"), content); }
   Stream open(const char *name, const char *mode) { return Stream(fopen(path(name).c_str(), mode)); }
 
-  /// Status, the position of the input and what was written.
-  std::string step(const std::function<uint32_t(FILE *, FILE *)> &function)
+  /// A step from a position: status, the position of the input after it and what was written.
+  std::string step(long from, const std::function<uint32_t(FILE *, FILE *)> &function)
   {
     const Stream output = open("out", "w");
+    fseek(input.get(), from, SEEK_SET);
     const uint32_t status = function(input.get(), output.get());
     return std::to_string(status) + " " + std::to_string(ftell(input.get())) + " " + get(path("out"));
   }
@@ -677,27 +678,23 @@ class IniStream : public Ini {
 TEST_F(IniStream, StepsStartAtThePositionAndReadNoFurtherThanTheyHaveTo)
 {
   input = open("in", "r");
-  EXPECT_EQ(step([](FILE *in, FILE *out) { return FindSection("s", in, out); }), "261 9 a\0b\n[x\0]\n"s);
-  EXPECT_EQ(step([](FILE *in, FILE *out) { return FindSectionInclusive("s", in, out, 0); }), "0 17 ;\n");
+  EXPECT_EQ(step(0, [](FILE *in, FILE *out) { return FindSection("s", in, out); }), "261 9 a\0b\n[x\0]\n"s);
+  EXPECT_EQ(step(9, [](FILE *in, FILE *out) { return FindSectionInclusive("s", in, out, 0); }), "0 17 ;\n");
   char value[9];
   uint32_t size = sizeof(value);
   EXPECT_EQ(GetValue("t", "k", value, &size, input.get()), kNoKey);
   EXPECT_EQ(size, sizeof(value)) << "left as it was";
-  rewind(input.get());
   fseek(input.get(), 9, SEEK_SET);
   EXPECT_EQ(GetValue("s", "k", value, &size, input.get()), 0u);
   EXPECT_EQ(std::string(value), "1");
   EXPECT_EQ(ftell(input.get()), 21);
-  fseek(input.get(), 17, SEEK_SET);
-  EXPECT_EQ(step([](FILE *in, FILE *out) { return FindKeyUpdateValue("q", "2", in, out); }), "0 27 k=1\nq=2\n[t]\n#e");
-  fseek(input.get(), 25, SEEK_SET);
-  EXPECT_EQ(step([](FILE *in, FILE *out) { return FindKeyUpdateValue("q", "2", in, out); }), "0 27 #e\nq=2\n");
-  EXPECT_EQ(step([](FILE *in, FILE *out) { return FindKeyUpdateValue("q", "2", in, out); }), "0 27 \nq=2\n")
+  EXPECT_EQ(step(17, [](FILE *in, FILE *out) { return FindKeyUpdateValue("q", "2", in, out); }),
+            "0 27 k=1\nq=2\n[t]\n#e");
+  EXPECT_EQ(step(25, [](FILE *in, FILE *out) { return FindKeyUpdateValue("q", "2", in, out); }), "0 27 #e\nq=2\n");
+  EXPECT_EQ(step(27, [](FILE *in, FILE *out) { return FindKeyUpdateValue("q", "2", in, out); }), "0 27 \nq=2\n")
       << "the line before the position lacks its line feed";
-  fseek(input.get(), 17, SEEK_SET);
-  EXPECT_EQ(step([](FILE *in, FILE *out) { return FindNextSectionAndDump(in, out); }), "0 27 [t]\n#e");
-  fseek(input.get(), 9, SEEK_SET);
-  EXPECT_EQ(step([](FILE *in, FILE *out) { return FindSection("none", in, out); }), "262 27 ;\n[s] y\nk=1\n[t]\n#e");
+  EXPECT_EQ(step(17, [](FILE *in, FILE *out) { return FindNextSectionAndDump(in, out); }), "0 27 [t]\n#e");
+  EXPECT_EQ(step(9, [](FILE *in, FILE *out) { return FindSection("none", in, out); }), "262 27 ;\n[s] y\nk=1\n[t]\n#e");
   fseek(input.get(), 9, SEEK_SET);
   EXPECT_EQ(GetAllSections(value, &size, input.get()), kTooSmall);
   EXPECT_EQ(size, 4u) << "that of the value was too small; this list has two names of one letter";

@@ -97,20 +97,17 @@ TEST_F(KeyValue, LoadsTheEntries)
 
 TEST_F(KeyValue, LookupCountsOccurrences)
 {
-  CFGUKeyValueEntry entries[] = {{strdup("a"), strdup("1")}, {strdup("A"), strdup("2")}, {strdup("a"), strdup("3")}};
-  const auto find = [&](const char *key, uint32_t occurrence) { return CFGUGetKeyValue(entries, 3, key, occurrence); };
-  EXPECT_EQ(find("a", 0), entries[0].value);
-  EXPECT_EQ(find("a", 1), entries[2].value);
-  EXPECT_EQ(find("a", 2), nullptr);
-  EXPECT_EQ(find("a", UINT32_MAX), nullptr);
-  EXPECT_EQ(find("", 0), nullptr);
-  EXPECT_EQ(find(nullptr, 0), nullptr);
-  EXPECT_EQ(CFGUGetKeyValue(entries, 0, "a", 0), nullptr);
-  EXPECT_EQ(CFGUGetKeyValue(nullptr, 3, "a", 0), nullptr);
-  for (const CFGUKeyValueEntry &entry : entries) {
-    free(entry.key);
-    free(entry.value);
+  put(file, "a=1\nA=2\na=3\n");
+  uint32_t count = 0;
+  CFGUKeyValueEntry *const entries = CFGUGetKeyValueEntries(file.c_str(), &count);
+  ASSERT_EQ(count, 3u);
+  EXPECT_EQ(CFGUGetKeyValue(entries, 3, "a", 0), entries[0].value);
+  EXPECT_EQ(CFGUGetKeyValue(entries, 3, "a", 1), entries[2].value);
+  EXPECT_EQ(CFGUGetKeyValue(entries, 2, "a", 1), nullptr);
+  for (const auto &[key, occurrence] : {std::pair("a", 2u), {"a", UINT32_MAX}, {"", 0u}, {nullptr, 0u}}) {
+    EXPECT_EQ(CFGUGetKeyValue(entries, 3, key, occurrence), nullptr);
   }
+  CFGUFreeKeyValueEntries(entries, count);
 }
 
 TEST_F(KeyValue, OnePassCountsOrFills)
