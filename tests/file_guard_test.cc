@@ -317,39 +317,29 @@ TEST(FileGuard, CancelHasNoEffectInside)
   EXPECT_EQ(child.report(), "0 0\n");
 }
 
-/// Runs code while a thread of this process holds the guard.
-template <class Code>
-void whileAThreadIsInside(Code code)
+TEST(FileGuard, ChildForkedWhileAThreadIsInsideGetsIn)
 {
   std::promise<void> inside;
-  std::promise<void> done;
+  std::promise<void> forked;
   std::thread thread([&] {
     const FileGuard guard(kWait);
     EXPECT_TRUE(guard);
     inside.set_value();
-    done.get_future().wait();
+    forked.get_future().wait();
   });
   inside.get_future().wait();
-  code();
-  done.set_value();
-  thread.join();
-}
-
-TEST(FileGuard, ChildForkedWhileAThreadIsInsideGetsIn)
-{
-  std::optional<Child> child;
-  whileAThreadIsInside([&child] {
-    child.emplace([](Child::Inside &inside) {
-      inside.report({isFree()});
-      inside.hold();
-      inside.report({isFree()});
-      const FileGuard guard(kTry);
-      inside.report({static_cast<bool>(guard), ownLocks() == kHeld});
-    });
-    ASSERT_TRUE(child->waitHeld());
+  Child child([](Child::Inside &insideChild) {
+    insideChild.report({isFree()});
+    insideChild.hold();
+    insideChild.report({isFree()});
+    const FileGuard guard(kTry);
+    insideChild.report({static_cast<bool>(guard), ownLocks() == kHeld});
   });
-  child->release();
-  EXPECT_EQ(child->report(), "0\n1\n1 1\n") << "the parent's record counts, its thread does not";
+  EXPECT_TRUE(child.waitHeld());
+  forked.set_value();
+  thread.join();
+  child.release();
+  EXPECT_EQ(child.report(), "0\n1\n1 1\n") << "the parent's record counts, its thread does not";
 }
 
 TEST(FileGuard, ChildWithTheNumberOfTheInsidersProcessGetsIn)
