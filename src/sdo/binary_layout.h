@@ -234,8 +234,9 @@ class BinaryArrayView : public BlockView<BinaryArrayView, SDO_BINARY_ARRAY_MAGIC
   bool holdsHeader(uint32_t position) const { return position + kHeaderSize <= totalSize(); }
 };
 
-/// Out of line: a function that copies short values itself and ends with this call needs no stack frame.
-[[gnu::noinline]] inline Status copyLong(const uint8_t *bytes, uint32_t length, void *buffer)
+/// Out of line and of this file: a function that copies short values itself and ends with this call needs no stack frame,
+/// and passes in registers.
+[[gnu::noinline]] static Status copyLong(const uint8_t *bytes, uint32_t length, void *buffer)
 {
   memcpy(buffer, bytes, length);
   return Status::success;
