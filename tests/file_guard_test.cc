@@ -1,12 +1,11 @@
-// The guard of every operation on a shared file: threads and processes exclude each other, waits count their steps
-// once, who does not wait is refused by other processes only, and nothing stays locked after a failure, a fork or a
-// canceled thread.
+// The guard of every operation on a shared file: threads and processes exclude each other (many at once do so in
+// store_stress_test), waits count their steps once, who does not wait is refused by other processes only, and nothing
+// stays locked after a failure, a fork or a canceled thread.
 
 #include "frame/lock/file_guard.h"
 
 #include <pthread.h>
 #include <sched.h>
-#include <sys/mman.h>
 
 #include <future>
 
@@ -46,37 +45,6 @@ bool isFree()
 {
   const Fault sleeps(Call::futexWait);
   return obtains(kTry) && sleeps.calls() == 0;
-}
-
-TEST(FileGuard, ThreadsOfAllProcessesExcludeEachOther)
-{
-  constexpr int kIncrements = 40;
-  void *const shared = mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  ASSERT_NE(shared, MAP_FAILED);
-  volatile int &sum = *static_cast<int *>(shared);
-  const auto increment = [&sum](uint16_t mode) {
-    for (int done = 0; done < kIncrements;) {
-      const FileGuard guard(mode);
-      if (guard) {
-        const int seen = sum;
-        sched_yield();
-        sum = seen + 1;
-        ++done;
-      }
-    }
-  };
-  const auto threads = [&increment](Child::Inside &) {
-    std::thread waiting(increment, kWait);
-    std::thread trying(increment, kTry);
-    increment(kTry);
-    waiting.join();
-    trying.join();
-  };
-  Child one(threads);
-  Child other(threads);
-  EXPECT_EQ(one.wait() + other.wait(), 0);
-  EXPECT_EQ(sum, 2 * 3 * kIncrements);
-  munmap(shared, sizeof(int));
 }
 
 TEST(FileGuard, TryIsNeverRefusedByThreadsOfItsProcess)
