@@ -5,13 +5,12 @@
 #include <sched.h>
 #include <sys/resource.h>
 
+#include "support/statuses.h"
 #include "support/test.h"
 
 namespace {
 
 using namespace support;
-
-constexpr uint32_t kFailed = SM_STATUS_UNSUCCESSFUL;
 
 /// A status as the tables write it.
 int shown(uint32_t status)
@@ -88,7 +87,6 @@ TEST(HostName, InBothEncodings)
       GuardedBlock shorter(exact - 1);
       size = exact - 1;
       inside.report({shown(GetIPHostName(reinterpret_cast<char *>(shorter.data()), &size)), size == exact - 1});
-      inside.report({shown(GetIPHostName(nullptr, &size)), size == exact - 1, shown(GetIPHostName(text, nullptr))});
       size = 0;
       const uint32_t measured = UCS2GetIPHostName(nullptr, &size);
       inside.report({shown(measured), size == row.units * 2 + 2});
@@ -97,9 +95,8 @@ TEST(HostName, InBothEncodings)
       inside.report({shown(UCS2GetIPHostName(units, &size)), size == row.units * 2 + 1});
       ++size;
       inside.report({shown(UCS2GetIPHostName(units, &size)), units[0], UCS2Strlen(units) == row.units});
-      inside.report({shown(UCS2GetIPHostName(units, nullptr))});
     });
-    EXPECT_EQ(report, "0 1 1\n-1 1\n-1 1 2\n0 1\n16 1\n0 110 1\n271\n") << row.name;
+    EXPECT_EQ(report, "0 1 1\n-1 1\n0 1\n16 1\n0 110 1\n") << row.name;
   }
   const std::string noUtf8 = onHost("n\xC3", [](Inside &inside) {
     uint32_t size = 77;
@@ -214,7 +211,7 @@ TEST(AddressList, SlotsOfEveryInterfaceButTheFirst)
   const std::string report = onHost("sandbox", [](Inside &inside) {
     const std::string descriptors = openDescriptors();
     uint32_t count = 77;
-    inside.report({shown(GetIPAddrStrList(nullptr, nullptr)), shown(GetIPAddrStrList(&count, nullptr)), count});
+    inside.report({shown(GetIPAddrStrList(&count, nullptr)), count});
     reportList(inside, 2);
     addInterface("first", "10.1.2.3");
     addInterface("second", "");
@@ -232,7 +229,7 @@ TEST(AddressList, SlotsOfEveryInterfaceButTheFirst)
     inside.report({openDescriptors() == descriptors});
   });
   EXPECT_EQ(report,
-            "2 -1 0\n-1 0\n"
+            "-1 0\n-1 0\n"
             "16 3\n16 3 10.1.2.3\n16 3 10.1.2.3 0.0.0.0\n0 3 10.1.2.3 0.0.0.0 192.168.100.200\n"
             "0 3 10.1.2.3 0.0.0.0 192.168.100.200\n16 3\n16 15\n1\n");
 }
@@ -290,9 +287,6 @@ TEST(Address, FromText)
     EXPECT_EQ(IPAddrASCIIToNetwork(row.text, &address), row.status) << row.text;
     EXPECT_EQ(address, row.status == 0 ? htonl(row.address) : 0x55555555) << row.text;
   }
-  uint32_t address = 0;
-  EXPECT_EQ(IPAddrASCIIToNetwork(nullptr, &address), SM_STATUS_BAD_ARGUMENT);
-  EXPECT_EQ(IPAddrASCIIToNetwork("10.0.0.1", nullptr), SM_STATUS_BAD_ARGUMENT);
 }
 
 TEST(Address, ToText)
@@ -308,8 +302,6 @@ TEST(Address, ToText)
   EXPECT_EQ(IPAddrNetworkToASCII(htonl(0x0A000001), text, &size), 0u);
   EXPECT_EQ(size, 8u);
   EXPECT_STREQ(text, "10.0.0.1");
-  EXPECT_EQ(IPAddrNetworkToASCII(0, nullptr, &size), SM_STATUS_BAD_ARGUMENT);
-  EXPECT_EQ(IPAddrNetworkToASCII(0, text, nullptr), SM_STATUS_BAD_ARGUMENT);
   GuardedBlock longest(16);
   size = 16;
   EXPECT_EQ(IPAddrNetworkToASCII(0xFFFFFFFF, reinterpret_cast<char *>(longest.data()), &size), 0u);

