@@ -133,6 +133,8 @@ TEST_F(InstallPath, PlatformDirectoriesWhateverExists)
   }
   char path[8];
   uint32_t size = 2;
+  EXPECT_EQ(OSInitProductInstallPath(35, nullptr, &size), kInvalid);
+  EXPECT_EQ(OSInitProductInstallPath(35, path, nullptr), kInvalid);
   EXPECT_EQ(OSInitInstallPathByKeyName("k/", path, &size), SM_STATUS_BUFFER_TOO_SMALL);
   EXPECT_EQ(size, 3u);
   EXPECT_EQ(OSInitInstallPathByKeyName("k/", path, &size), 0u);

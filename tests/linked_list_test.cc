@@ -229,7 +229,6 @@ TYPED_TEST(ListTest, AllocationAndNulls)
     EXPECT_EQ(F::allocateList(), nullptr);
     EXPECT_EQ(F::allocateEntry(4), nullptr);
   }
-
   F::freeList(nullptr);
   F::init(nullptr);
   F::freeEntry(nullptr);
