@@ -133,20 +133,16 @@ TYPED_TEST(ListTest, OrderedInsert)
 {
   using F = TypeParam;
   using Entry = typename F::Entry;
-  const struct {
-    int key;
-    uint32_t status;
-    Numbers after;
-  } rows[] = {{4, SM_STATUS_SUCCESS, {1, 3, 4, 5}},
-              {9, SM_STATUS_SUCCESS, {1, 3, 5, 9}},
-              {0, SM_STATUS_SUCCESS, {0, 1, 3, 5}},
-              {3, SM_STATUS_ALREADY_EXISTS, {1, 3, 5}}};
-  for (const auto &row : rows) {
+  const std::tuple<int, uint32_t, Numbers> rows[] = {{4, SM_STATUS_SUCCESS, {1, 3, 4, 5}},
+                                                     {9, SM_STATUS_SUCCESS, {1, 3, 5, 9}},
+                                                     {0, SM_STATUS_SUCCESS, {0, 1, 3, 5}},
+                                                     {3, SM_STATUS_ALREADY_EXISTS, {1, 3, 5}}};
+  for (const auto &[inserted, status, after] : rows) {
     this->list_ = {nullptr, nullptr};
     this->fill({1, 3, 5});
-    int key = row.key;
-    EXPECT_EQ(F::insert(&this->list_, this->entry(key), &key, compare<Entry>), row.status);
-    EXPECT_EQ(contents(this->list_), row.after);
+    int key = inserted;
+    EXPECT_EQ(F::insert(&this->list_, this->entry(key), &key, compare<Entry>), status);
+    EXPECT_EQ(contents(this->list_), after);
   }
   this->list_ = {nullptr, nullptr};
   int key = 7;

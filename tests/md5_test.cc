@@ -42,10 +42,7 @@ std::string digest(const std::string &message, size_t run)
 
 TEST(Md5Test, PublishedDigests)
 {
-  const struct {
-    std::string message;
-    const char *digest;
-  } rows[] = {
+  const std::pair<std::string, const char *> rows[] = {
       {"", "d41d8cd98f00b204e9800998ecf8427e"},
       {"a", "0cc175b9c0f1b6a831c399e269772661"},
       {"abc", "900150983cd24fb0d6963f7d28e17f72"},
@@ -60,9 +57,9 @@ TEST(Md5Test, PublishedDigests)
       {std::string(64, 'x'), "c1bb4f81d892b2d57947682aeb252456"},
       {std::string(200, 'x'), "30a83621ce5422fbdfdd539777458c78"},
   };
-  for (const auto &row : rows) {
+  for (const auto &[message, expected] : rows) {
     for (const size_t run : {1U, 7U, 63U, 64U, 65U, 1000U}) {
-      EXPECT_EQ(digest(row.message, run), row.digest) << row.message << " in runs of " << run;
+      EXPECT_EQ(digest(message, run), expected) << message << " in runs of " << run;
     }
   }
 }

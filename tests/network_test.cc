@@ -263,11 +263,8 @@ TEST(AddressList, WithoutSocketsAndWithoutRights)
 
 TEST(Address, FromText)
 {
-  const struct {
-    const char *text;
-    uint32_t status;
-    uint32_t address;  // from left to right, as a number
-  } rows[] = {
+  const std::tuple<const char *, uint32_t, uint32_t> rows[] = {
+      // an address from left to right, as a number
       {"10.0.0.1", 0, 0x0A000001},
       {"0.0.0.0", 0, 0},
       {"1.2", 0, 0x01000002},
@@ -282,10 +279,10 @@ TEST(Address, FromText)
       {"host", kFailed, 0},
       {"1.2.3.4.5", kFailed, 0},
   };
-  for (const auto &row : rows) {
+  for (const auto &[text, status, expected] : rows) {
     uint32_t address = 0x55555555;
-    EXPECT_EQ(IPAddrASCIIToNetwork(row.text, &address), row.status) << row.text;
-    EXPECT_EQ(address, row.status == 0 ? htonl(row.address) : 0x55555555) << row.text;
+    EXPECT_EQ(IPAddrASCIIToNetwork(text, &address), status) << text;
+    EXPECT_EQ(address, status == 0 ? htonl(expected) : 0x55555555) << text;
   }
 }
 

@@ -33,11 +33,7 @@ std::string linesOf(const std::string &bytes, uint32_t capacity)
 
 TEST(LineReader, CutsWhatIsTooLongOrHasNoEnd)
 {
-  const struct {
-    std::string bytes;
-    uint32_t capacity;
-    const char *lines;
-  } rows[] = {
+  const std::tuple<std::string, uint32_t, const char *> rows[] = {
       {utf16("ab\r\nc\r\n\r\n"), 100, "ab\r\n|c\r\n|\r\n|18"},
       {utf16("ab\r\nc\r\n"), 4, "ab\r|\nc\r|14"},  // the line feed that finds no room, twice; what is left is one unit
       {utf16("abcdef\r\ng\r\n"), 4, "abc|def|\r\n|g\r\n|22"},
@@ -51,8 +47,8 @@ TEST(LineReader, CutsWhatIsTooLongOrHasNoEnd)
       {"", 100, "0"},
       {"a", 100, "0"},
   };
-  for (const auto &row : rows) {
-    EXPECT_EQ(linesOf(row.bytes, row.capacity), row.lines) << row.lines << " by " << row.capacity;
+  for (const auto &[bytes, capacity, lines] : rows) {
+    EXPECT_EQ(linesOf(bytes, capacity), lines) << lines << " by " << capacity;
   }
 }
 

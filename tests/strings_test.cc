@@ -323,11 +323,7 @@ TEST(Strings, CaseFollowsTheLocale)
 
 TEST(Strings, IntegersAsDigits)
 {
-  const struct {
-    int32_t value;
-    int32_t radix;
-    const char *digits;
-  } rows[] = {
+  const std::tuple<int32_t, int32_t, const char *> rows[] = {
       {0, 8, "0"},
       {0, 10, "0"},
       {0, 7, "0"},
@@ -348,17 +344,17 @@ TEST(Strings, IntegersAsDigits)
       {-1, 2, "11111111111111111111111111111111"},
       {INT32_MIN, 2, "10000000000000000000000000000000"},
   };
-  for (const auto &row : rows) {
+  for (const auto &[value, radix, digits] : rows) {
     GuardedBlock block(33);
     auto *text = reinterpret_cast<char *>(block.data());
-    const bool binary = row.radix == 2;  // whose result is the text itself
-    const auto length = static_cast<intptr_t>(strlen(row.digits));
-    EXPECT_EQ(ltostr(text, row.value, row.radix), binary ? reinterpret_cast<intptr_t>(text) : length);
-    EXPECT_STREQ(text, row.digits);
+    const bool binary = radix == 2;  // whose result is the text itself
+    const auto length = static_cast<intptr_t>(strlen(digits));
+    EXPECT_EQ(ltostr(text, value, radix), binary ? reinterpret_cast<intptr_t>(text) : length);
+    EXPECT_STREQ(text, digits);
     if (binary) {
       memset(text, '?', 33);
-      EXPECT_EQ(text, dec2bin(text, row.value));
-      EXPECT_STREQ(text, row.digits);
+      EXPECT_EQ(text, dec2bin(text, value));
+      EXPECT_STREQ(text, digits);
     }
   }
 }

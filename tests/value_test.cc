@@ -16,11 +16,7 @@ using namespace support;
 
 TEST(NumberTest, DecimalReadersWrapAndStop)
 {
-  const struct {
-    const char *text;
-    int64_t asSigned;
-    uint64_t asUnsigned;
-  } rows[] = {
+  const std::tuple<const char *, int64_t, uint64_t> rows[] = {
       {"", 0, 0},
       {" \t\n+12x3", 12, 12},
       {"-5", -5, 0},
@@ -31,9 +27,9 @@ TEST(NumberTest, DecimalReadersWrapAndStop)
       {"18446744073709551616", 0, 0},
       {"0x10", 0, 0},
   };
-  for (const auto &row : rows) {
-    EXPECT_EQ(SMASCIIToSigned64(row.text), row.asSigned) << row.text;
-    EXPECT_EQ(SMASCIIToUnSigned64(row.text), row.asUnsigned) << row.text;
+  for (const auto &[text, asSigned, asUnsigned] : rows) {
+    EXPECT_EQ(SMASCIIToSigned64(text), asSigned) << text;
+    EXPECT_EQ(SMASCIIToUnSigned64(text), asUnsigned) << text;
   }
 }
 
@@ -101,11 +97,7 @@ TEST(NumberTest, ValidatingReaders)
 
 TEST(NumberTest, ValidatedDoubles)
 {
-  const struct {
-    const char *text;
-    uint32_t status;
-    double value;
-  } rows[] = {
+  const std::tuple<const char *, uint32_t, double> rows[] = {
       {"1.500", 0, 1.5},      {"-0.25", 0, -0.25},  {"+3", 0, 3},
       {".5", 0, 0.5},         {"5.", 0, 5},         {"1e3", 0, 1000},
       {"-1.5E-1", 0, -0.15},  {"1e", kInvalid, 0},  {"1e+", kInvalid, 0},
@@ -114,10 +106,10 @@ TEST(NumberTest, ValidatedDoubles)
       {"0x1p3", kInvalid, 0}, {"1,5", kInvalid, 0}, {"", kInvalid, 0},
       {"1e999", 0, HUGE_VAL},
   };
-  for (const auto &row : rows) {
+  for (const auto &[text, expected, value] : rows) {
     uint32_t status = 99;
-    EXPECT_EQ(ASCIIToDoubleVT(row.text, 10, &status), row.value) << row.text;
-    EXPECT_EQ(status, row.status) << row.text;
+    EXPECT_EQ(ASCIIToDoubleVT(text, 10, &status), value) << text;
+    EXPECT_EQ(status, expected) << text;
   }
   uint32_t status = 99;
   // Digits beyond what a double holds and beyond 64 bits, decimals beyond the exact powers of ten.
@@ -410,15 +402,12 @@ TEST(ParameterTest, NamesAndValues)
   char empty[] = "";
   char second[] = "a=4=5";
   char *parameters[] = {a, none, b, nullptr, c, empty, second};
-  const struct {
-    const char *name;
-    int16_t ignoreCase;
-    int32_t index;
-  } rows[] = {{"a", 0, 0},   {"b", 1, 2}, {"b", 0, -1},  {"b", 2, -1}, {"c", 1, -1},
-              {"a=9", 0, 0}, {"", 0, -1}, {"ab", 0, -1}, {"B", 0, 2},  {nullptr, 0, -1}};
-  for (const auto &row : rows) {
-    EXPECT_EQ(SMNVPGetParamIndexByUTF8Name(7, parameters, row.name, row.ignoreCase), row.index)
-        << (row.name == nullptr ? "null" : row.name);
+  const std::tuple<const char *, int16_t, int32_t> rows[] = {{"a", 0, 0},  {"b", 1, 2},     {"b", 0, -1}, {"b", 2, -1},
+                                                             {"c", 1, -1}, {"a=9", 0, 0},   {"", 0, -1},  {"ab", 0, -1},
+                                                             {"B", 0, 2},  {nullptr, 0, -1}};
+  for (const auto &[name, ignoreCase, index] : rows) {
+    EXPECT_EQ(SMNVPGetParamIndexByUTF8Name(7, parameters, name, ignoreCase), index)
+        << (name == nullptr ? "null" : name);
   }
   EXPECT_EQ(SMNVPGetParamIndexByUTF8Name(INT32_MIN, parameters, "a", 0), -1);
   EXPECT_EQ(SMNVPGetUTF8ParamValueByUTF8Name(7, parameters, "b", 1), b + 2);
