@@ -242,19 +242,6 @@ TEST(TypedValueTest, WritingAndReadingBack)
   EXPECT_EQ(SMXLTTypeValueToUTF8("", 0, out, &size, 13), kBadArgument);
 }
 
-TEST(TypedValueTest, Dumps)
-{
-  const uint8_t bytes[20] = {'A'};
-  uint32_t size = 0;
-  char out[165] = "kept";
-  EXPECT_EQ(SMXLTTypeValueToUTF8(bytes, 20, out, &size, SM_TYPE_BINARY), kTooSmall);
-  EXPECT_EQ(size, 165u);
-  EXPECT_STREQ(out, "kept");
-  EXPECT_EQ(SMXLTTypeValueToUTF8(bytes, 20, out, &size, SM_TYPE_BINARY), 0u);
-  EXPECT_EQ(std::string(out).substr(0, 17), "0x00000000: 41 00");
-  EXPECT_EQ(strlen(out), 164u);
-}
-
 TEST(TimeTest, LocalTextWithoutLineFeed)
 {
   for (const char *zone : {"UTC0", "CET-1"}) {
