@@ -25,6 +25,8 @@ inline size_t ucs2LengthOrZero(const SMChar16 *text)
   return text == nullptr ? 0 : ucs2Length(text);
 }
 
+constexpr size_t kCopyUpToMax = 32;
+
 /// Copies up to 32 bytes, in two moves that overlap each other.
 inline void copyUpTo32(void *to, const void *from, size_t size)
 {
@@ -49,7 +51,7 @@ inline void copyUpTo32(void *to, const void *from, size_t size)
 /// Copies bytes, most of the time few, for which a call of memcpy(3) would cost more than the moves.
 inline void copyShort(void *to, const void *from, size_t size)
 {
-  if (size <= 32) {
+  if (size <= kCopyUpToMax) {
     copyUpTo32(to, from, size);
   } else {
     memcpy(to, from, size);

@@ -227,7 +227,7 @@ void link(Node **tree, Node *node, const Place &place)
   insertFixup(tree, node);
 }
 
-void erase(Node **tree, Node *node)
+bool erase(Node **tree, Node *node)
 {
   Node *unlinked = node;
   if (node->left != nullptr && node->right != nullptr) {
@@ -241,6 +241,7 @@ void erase(Node **tree, Node *node)
     deleteFixup(tree, child, parent);
   }
   free(unlinked);
+  return unlinked != node;
 }
 
 }  // namespace qv::tree
@@ -309,7 +310,7 @@ uint32_t RedBlackTreeDataDelete(Node **tree, void *key, Callback compare)
   if (node == nullptr) {
     return qv::result(Status::notFound);
   }
-  qv::tree::erase(tree, node);
+  (void)qv::tree::erase(tree, node);  // callers keep data, never nodes
   return qv::result(Status::success);
 }
 

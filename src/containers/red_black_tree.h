@@ -44,8 +44,9 @@ inline Place locate(Node *root, Rank rank)
 /// Links a new red node at the place where a descent ended without finding one, and restores the colours.
 void link(Node **tree, Node *node, const Place &place);
 
-/// Unlinks a node and frees one: the node itself, or its successor's after the successor's datum moved into it.
-void erase(Node **tree, Node *node);
+/// Unlinks a node and frees one: the node itself, or its successor's after the successor's datum moved into it. Whether
+/// the node is still there, with that datum.
+bool erase(Node **tree, Node *node);
 
 inline Node *first(Node *root)
 {

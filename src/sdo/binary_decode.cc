@@ -135,7 +135,7 @@ class Decoder {
     }
     // Entries come by ascending field ID: each is linked after the last one, without a search.
     tree::Place place = {nullptr, last, false};
-    const bool ascending = last == nullptr || entryOf(last)->fieldID < fieldID;
+    const bool ascending = last == nullptr || keyOf(last) < fieldID;
     if (!ascending) {
       place = locate(object, fieldID);
       if (place.found != nullptr) {
@@ -143,7 +143,7 @@ class Decoder {
       }
     }
     HeapBlock<SDOConfigEntry> entry(allocateEntry(fieldID, type, dataSize));
-    tree::Node *node = entry == nullptr ? nullptr : SMRedBlackTreeNodeAlloc(place.parent, entry.get());
+    tree::Node *node = entry == nullptr ? nullptr : allocateNode(place.parent, entry.get());
     if (node == nullptr) {
       return Status::noMemory;
     }

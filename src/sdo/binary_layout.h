@@ -234,6 +234,14 @@ class BinaryArrayView : public BlockView<BinaryArrayView, SDO_BINARY_ARRAY_MAGIC
   bool holdsHeader(uint32_t position) const { return position + kHeaderSize <= totalSize(); }
 };
 
+/// Out of line and of this file: a function that copies short values itself and ends with this call needs no stack frame,
+/// and passes in registers.
+[[gnu::noinline]] static Status copyLong(const uint8_t *bytes, uint32_t length, void *buffer)
+{
+  memcpy(buffer, bytes, length);
+  return Status::success;
+}
+
 /// Copies a value or an element out: *size becomes the size used or needed. A null buffer is too small for any value,
 /// also for an empty one.
 inline Status copyValueOut(const uint8_t *bytes, uint32_t length, void *buffer, uint32_t *size)
@@ -245,7 +253,10 @@ inline Status copyValueOut(const uint8_t *bytes, uint32_t length, void *buffer, 
   if (!exchangeSize(*size, length)) {
     return Status::bufferTooSmall;
   }
-  copyShort(buffer, bytes, length);
+  if (length > kCopyUpToMax) {
+    return copyLong(bytes, length, buffer);
+  }
+  copyUpTo32(buffer, bytes, length);
   return Status::success;
 }
 

@@ -26,6 +26,16 @@ SDOConfigEntry *allocateEntry(uint16_t fieldID, uint8_t type, uint32_t dataSize)
   return entry;
 }
 
+tree::Node *allocateNode(tree::Node *parent, SDOConfigEntry *entry)
+{
+  auto *node = static_cast<tree::Node *>(malloc(kNodeSize));
+  if (node != nullptr) {
+    *node = {nullptr, nullptr, parent, entry, SM_TREE_RED};
+    setEntry(node, entry);
+  }
+  return node;
+}
+
 namespace {
 
 /// Frees a tree of entries, and with each entry the trees of what is nested in it. The nodes still to be freed are a list
@@ -55,7 +65,7 @@ void freeEntries(tree::Node *root)
       }
     }
     free(entry);
-    SMRedBlackTreeNodeFree(node);
+    free(node);
   }
 }
 
@@ -123,10 +133,10 @@ Status addValue(SDOConfig &object, uint16_t fieldID, uint8_t type, const void *v
     SDOConfigEntry *old = entryOf(place.found);
     object.binarySize += added - entrySizeOf(*old);
     freeReplaced(old, *entry);
-    place.found->data = entry.release();
+    setEntry(place.found, entry.release());
     return Status::success;
   }
-  tree::Node *node = SMRedBlackTreeNodeAlloc(place.parent, entry.get());
+  tree::Node *node = allocateNode(place.parent, entry.get());
   if (node == nullptr) {
     return Status::noMemory;
   }
@@ -223,7 +233,9 @@ Status removeEntry(SDOConfig &object, tree::Node *node)
     return Status::notFound;
   }
   SDOConfigEntry *entry = entryOf(node);
-  tree::erase(&object.root, node);
+  if (tree::erase(&object.root, node)) {
+    setEntry(node, entryOf(node));  // its successor's
+  }
   --object.count;
   object.binarySize -= entrySizeOf(*entry);
   BSOCConfigDataPointerFree(entry);
@@ -286,12 +298,12 @@ uint32_t SDOConfigAddData(SDOConfig *object, uint16_t fieldID, uint8_t type, con
 
 uint32_t SDOConfigGetDataByID(const SDOConfig *object, uint16_t fieldID, uint8_t *type, void *buffer, uint32_t *size)
 {
-  if (object == nullptr || !sdo::isValidFieldID(fieldID) || size == nullptr) {
+  if (object == nullptr || size == nullptr) {
     return qv::result(Status::invalidParameter);
   }
-  const qv::tree::Node *node = sdo::locate(*object, fieldID).found;
+  const qv::tree::Node *node = sdo::find(*object, fieldID);
   if (node == nullptr) {
-    return qv::result(Status::notFound);
+    return qv::result(sdo::isValidFieldID(fieldID) ? Status::notFound : Status::invalidParameter);
   }
   return qv::result(sdo::copyEntryOut(sdo::entryOf(node), type, buffer, size));
 }

@@ -1,6 +1,8 @@
 // The inside of an SDO object, shared by the object's own functions and by the encoder and decoder of its binary form.
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <memory>
 
@@ -93,11 +95,64 @@ inline void setNestedAt(uint8_t *value, uint32_t index, SDOConfig *object)
   memcpy(value + size_t{index} * kNestedSize, &object, kNestedSize);
 }
 
-inline tree::Place locate(const SDOConfig &object, uint16_t fieldID)
+// A node of an object has its entry's field ID after its colour, in memory that the heap rounds up to anyway: a search
+// reads nodes alone.
+constexpr size_t kNodeKeyOffset = offsetof(tree::Node, color) + sizeof(tree::Node::color);
+constexpr size_t kNodeSize = std::max(sizeof(tree::Node), kNodeKeyOffset + sizeof(uint32_t));
+
+inline uint32_t keyOf(const tree::Node *node)
 {
-  return tree::locate<tree::Fetch::none>(object.root, [fieldID](const void *entry) {
-    return int32_t{fieldID} - int32_t{static_cast<const SDOConfigEntry *>(entry)->fieldID};
-  });
+  uint32_t key;
+  memcpy(&key, reinterpret_cast<const uint8_t *>(node) + kNodeKeyOffset, sizeof key);
+  return key;
+}
+
+/// Makes a node the one of an entry.
+inline void setEntry(tree::Node *node, SDOConfigEntry *entry)
+{
+  const uint32_t key = entry->fieldID;
+  node->data = entry;
+  memcpy(reinterpret_cast<uint8_t *>(node) + kNodeKeyOffset, &key, sizeof key);
+}
+
+/// A new red node for an entry; null when the heap is exhausted.
+tree::Node *allocateNode(tree::Node *parent, SDOConfigEntry *entry);
+
+/// The node of a field's entry, null if there is none. It branches: those who ask mostly ask for the same fields.
+inline const tree::Node *find(const SDOConfig &object, uint32_t fieldID)
+{
+  const tree::Node *node = object.root;
+  while (node != nullptr) {
+    const uint32_t key = keyOf(node);
+    if (fieldID < key) {
+      node = node->left;
+    } else if (fieldID > key) {
+      node = node->right;
+    } else {
+      break;
+    }
+  }
+  return node;
+}
+
+/// Where the entry of a field ID is, or would be. Which child comes next is computed: nothing predicts where new fields
+/// go.
+inline tree::Place locate(const SDOConfig &object, uint32_t fieldID)
+{
+  static_assert(offsetof(tree::Node, right) == offsetof(tree::Node, left) + sizeof(tree::Node *));
+  tree::Place place = {nullptr, nullptr, false};
+  for (tree::Node *node = object.root; node != nullptr;) {
+    const uint32_t key = keyOf(node);
+    if (key == fieldID) {
+      place.found = node;
+      break;
+    }
+    place.parent = node;
+    place.leftOfParent = fieldID < key;
+    const size_t child = offsetof(tree::Node, left) + (fieldID > key ? sizeof(tree::Node *) : 0);
+    memcpy(&node, reinterpret_cast<const uint8_t *>(node) + child, sizeof node);
+  }
+  return place;
 }
 
 /// A new entry whose value the caller fills in; null when the heap is exhausted.

@@ -193,7 +193,7 @@ void leave(Section *section)
     pOSCritSecRBTree = nullptr;
     retired.node = root;
   } else if (qv::tree::Node *node = locate(section->routine).found; node != nullptr) {
-    qv::tree::erase(&pOSCritSecRBTree, node);  // at the end of a process the registry may be detached under a thread
+    (void)qv::tree::erase(&pOSCritSecRBTree, node);  // at the end of a process the registry may be detached under a thread
   }
   discard(std::exchange(kept, retired));
 }
