@@ -3,59 +3,22 @@
 
 #include <clocale>
 
+#include "../fuzz/tight_buffer.h"
 #include "support/huge_text.h"
+#include "support/statuses.h"
 #include "support/test.h"
 
 namespace {
 
 using namespace support;
+using fuzz::TightBuffer;
+using fuzz::TightText;
 
-constexpr uint32_t kUnsuccessful = SM_STATUS_UNSUCCESSFUL;
-constexpr uint8_t kFill = 0xAA;
-
-/// A text with its terminator, right in front of an unreadable page.
+/// A text with its terminator, right before an unreadable page.
 template <class Unit>
-class GuardedText {
- public:
-  explicit GuardedText(const std::basic_string<Unit> &text) : block_((text.size() + 1) * sizeof(Unit))
-  {
-    memcpy(block_.data(), text.c_str(), block_.size());
-  }
-  operator const Unit *() { return reinterpret_cast<const Unit *>(block_.data()); }
-
- private:
-  GuardedBlock block_;
-};
-
-/// A buffer of whole units for `size` bytes, right in front of an unreadable page and filled with kFill. All of one kind
-/// of unit share their memory: one at a time.
-template <class Unit>
-class GuardedBuffer {
- public:
-  explicit GuardedBuffer(uint32_t size) : size_(size / sizeof(Unit) * sizeof(Unit)) { memset(*this, kFill, size_); }
-  operator Unit *() { return reinterpret_cast<Unit *>(memory().data() + memory().size() - size_); }
-
-  /// The units, those that were not written included.
-  std::basic_string<Unit> units() { return {static_cast<Unit *>(*this), size_ / sizeof(Unit)}; }
-
- private:
-  static GuardedBlock &memory()
-  {
-    static GuardedBlock block(1 << 17);
-    return block;
-  }
-
-  size_t size_;
-};
-
-/// What a buffer of `size` bytes holds when the text was written into it and nothing else.
-template <class Unit>
-std::basic_string<Unit> filledUp(std::basic_string<Unit> text, uint32_t size)
+TightText<Unit> tight(const std::basic_string<Unit> &text)
 {
-  Unit fill;
-  memset(&fill, kFill, sizeof(fill));
-  text.resize(size / sizeof(Unit), fill);
-  return text;
+  return {reinterpret_cast<const uint8_t *>(text.data()), text.size() * sizeof(Unit)};
 }
 
 /// One character in both encodings.
@@ -74,10 +37,11 @@ uint32_t convert(char16_t *buffer, uint32_t *size, const char *text)
   return SMUTF8StrToUCS2Str(buffer, size, text);
 }
 
-/// Converts a text into buffers of the given sizes. Characters go in whole or not at all, and nothing else is written.
+/// Converts characters, and a piece after them that is refused unless it is empty, into buffers of every size. Characters
+/// go in whole or not at all, nothing else is written, and what is refused is refused also where it has no room.
 template <class From, class To>
 void expectConverts(const std::vector<Spelling> &characters, std::basic_string<From> Spelling::*from,
-                    std::basic_string<To> Spelling::*to, uint32_t smallest)
+                    std::basic_string<To> Spelling::*to, const std::basic_string<From> &refused = {})
 {
   std::basic_string<From> source;
   std::basic_string<To> whole;
@@ -85,39 +49,31 @@ void expectConverts(const std::vector<Spelling> &characters, std::basic_string<F
     source += character.*from;
     whole += character.*to;
   }
-  GuardedText<From> text(source);
+  const auto text = tight(source + refused);
   const auto needed = static_cast<uint32_t>((whole.size() + 1) * sizeof(To));
 
   uint32_t size = 7;
-  ASSERT_EQ(convert(static_cast<To *>(nullptr), &size, text), SM_STATUS_SUCCESS);
-  ASSERT_EQ(size, needed);
-  for (uint32_t given = std::min(smallest, needed); given <= needed + 1; ++given) {
-    GuardedBuffer<To> buffer(given);
-    size = given;
-    const uint32_t status = convert(buffer, &size, text);
+  ASSERT_EQ(convert(static_cast<To *>(nullptr), &size, text.get()), refused.empty() ? kOk : kBadType);
+  ASSERT_EQ(size, refused.empty() ? needed : 7);
+  for (uint32_t given = 0; given <= needed + 1; ++given) {
     std::basic_string<To> expected;
-    if (given >= needed) {
-      ASSERT_EQ(status, SM_STATUS_SUCCESS) << given;
-      ASSERT_EQ(size, needed);
-      expected = whole + To{};
-    } else {
-      ASSERT_EQ(status, SM_STATUS_BUFFER_TOO_SMALL) << given;
-      ASSERT_EQ(size, given);
-      for (const Spelling &character : characters) {
-        if ((expected.size() + (character.*to).size()) * sizeof(To) > given) {
-          break;
-        }
-        expected += character.*to;
-      }
+    auto next = characters.begin();
+    while (next != characters.end() && (expected.size() + (*next.*to).size()) * sizeof(To) <= given) {
+      expected += *next++.*to;
     }
-    ASSERT_TRUE(filledUp(expected, given) == buffer.units()) << "size " << given << " of " << needed;
+    const uint32_t status = next != characters.end() ? kTooSmall
+                            : !refused.empty()       ? kBadType
+                            : given < needed         ? kTooSmall
+                                                     : kOk;
+    if (status == kOk) {
+      expected += To{};
+    }
+    TightBuffer<To> buffer(given);
+    size = given;
+    ASSERT_EQ(convert(buffer.data(), &size, text.get()), status) << given;
+    ASSERT_EQ(size, status == kOk ? needed : given);
+    ASSERT_TRUE(buffer.holdsOnly(expected)) << "size " << given << " of " << needed;
   }
-}
-
-void expectConvertsBothWays(const std::vector<Spelling> &characters, uint32_t smallest = 0)
-{
-  expectConverts(characters, &Spelling::utf8, &Spelling::utf16, smallest);
-  expectConverts(characters, &Spelling::utf16, &Spelling::utf8, smallest);
 }
 
 /// The characters of each number of bytes at both ends of their ranges, and some from inside.
@@ -134,6 +90,10 @@ const std::vector<Spelling> kSpellings[] = {
      {"\xF3\xBF\xBF\xBF", u"\xDBBF\xDFFF"},
      {"\xF4\x8F\xBF\xBF", u"\xDBFF\xDFFF"}}};
 
+/// Bytes that no character begins with, or that end before the character does.
+const std::string kUnreadable[] = {
+    "\x80", "\xBF", "\xFE", "\xFF", "\xC3", "\xE4\xB8", "\xF0\x9F\x98", "\xF8\x80\x80\x80", "\xFD\xBF\xBF\xBF\xBF"};
+
 TEST(StringConversion, FillsEveryBufferSizeWithWholeCharacters)
 {
   std::minstd_rand random(1);
@@ -143,13 +103,13 @@ TEST(StringConversion, FillsEveryBufferSizeWithWholeCharacters)
     for (size_t second = 0; second < 4; ++second) {
       for (size_t length = 0; length <= 36; length += length < 19 ? 1 : 5) {
         std::vector<Spelling> characters;
-        for (size_t i = 0; i < length; ++i) {
-          characters.push_back(pick(first));
+        for (size_t i = 0; i < length + length % 7; ++i) {
+          characters.push_back(pick(i < length ? first : second));
         }
-        for (size_t i = 0; i < length % 7; ++i) {
-          characters.push_back(pick(second));
-        }
-        ASSERT_NO_FATAL_FAILURE(expectConvertsBothWays(characters)) << first << " " << second << " " << length;
+        SCOPED_TRACE(std::to_string(length) + " of " + std::to_string(first) + " and some of " +
+                     std::to_string(second));
+        ASSERT_NO_FATAL_FAILURE(expectConverts(characters, &Spelling::utf8, &Spelling::utf16));
+        ASSERT_NO_FATAL_FAILURE(expectConverts(characters, &Spelling::utf16, &Spelling::utf8));
       }
     }
   }
@@ -182,36 +142,14 @@ TEST(StringConversion, BringsEveryCodePointBack)
   EXPECT_TRUE(utf8 == bytes.data());
 }
 
-Spelling repeated(const Spelling &character, size_t count)
+TEST(StringConversion, ReadsMalformedTextAsFarAsItIsToBeRead)
 {
-  Spelling text;
-  for (size_t i = 0; i < count; ++i) {
-    text.utf8 += character.utf8;
-    text.utf16 += character.utf16;
-  }
-  return text;
-}
-
-TEST(StringConversion, ReadsMalformedUtf8AsFarAsItIsToBeRead)
-{
-  struct Row {
-    std::string bytes;
-    std::optional<std::u16string> units;  // none: refused
-  };
-  const Row rows[] = {
-      {"\x80", {}},
-      {"\xBF", {}},
-      {"\xFE", {}},
-      {"\xFF", {}},
-      {"\xC3", {}},
-      {"\xE4\xB8", {}},
-      {"\xF0\x9F\x98", {}},
-      {"\xF8\x80\x80\x80", {}},
-      {"\xFC\x80\x80\x80\x80", {}},
-      {"\xF4\x90\x80\x80", {}},
-      {"\xF7\xBF\xBF\xBF", {}},
-      {"\xF8\x88\x80\x80\x80", {}},
-      {"\xFD\xBF\xBF\xBF\xBF\xBF", {}},
+  std::vector<std::string> refused(std::begin(kUnreadable), std::end(kUnreadable));
+  refused.insert(refused.end(), {"\xF4\x90\x80\x80", "\xF7\xBF\xBF\xBF", "\xFD\xBF\xBF\xBF\xBF\xBF"});  // too high
+  const std::u16string halves[] = {u"\xD800",       u"\xDBFF",       u"\xDC00",
+                                   u"\xDFFF",       u"\xD800\x41",   u"\xD83D\xD83D\xDE00",
+                                   u"\xDE00\xD83D", u"\xD800\xE000", u"\xD83D\x4E2D"};
+  const Spelling read[] = {
       // Longer than the value needs.
       {"\xC0\x80", u"\0"s},
       {"\xC1\xBF", u"\x7F"},
@@ -229,75 +167,28 @@ TEST(StringConversion, ReadsMalformedUtf8AsFarAsItIsToBeRead)
       {"\xE4\xB8\x41", u"\x4E01"},
       {"\xF0\x9F\x41\x80", u"\xD83C\xDC40"},
       {"\xF0\x9F\xD8\xFF", u"\xD83D\xDE3F"},
-      // Surrogates spelled out, one by one.
-      {"\xED\xA0\xBD\xED\xB8\x80", u"\xD83D\xDE00"},
+      // A surrogate spelled out.
       {"\xED\xBF\xBF", u"\xDFFF"},
   };
-  for (const Row &row : rows) {
-    for (const std::vector<Spelling> &kind : kSpellings) {
-      for (size_t before = 0; before <= 20; ++before) {
-        SCOPED_TRACE(testing::PrintToString(row.bytes) + " behind " + std::to_string(before));
-        const Spelling around = repeated(kind[1], before);
-        GuardedText<char> text(around.utf8 + row.bytes + (row.units ? around.utf8 : ""));
-        const std::u16string expected = row.units ? around.utf16 + *row.units + around.utf16 + u'\0' : around.utf16;
-        const auto needed = static_cast<uint32_t>(expected.size() * 2);
-        // A character that is refused is refused also where there is no room for it.
-        for (uint32_t given : {needed, needed + 32}) {
-          GuardedBuffer<char16_t> buffer(given);
-          uint32_t size = given;
-          ASSERT_EQ(UTF8StrToUCS2Str(buffer, &size, text), row.units ? SM_STATUS_SUCCESS : SM_STATUS_BAD_TYPE);
-          ASSERT_EQ(size, row.units ? needed : given);
-          ASSERT_TRUE(filledUp(expected, given) == buffer.units());
-        }
-        uint32_t size = 1;
-        ASSERT_EQ(UTF8StrToUCS2Str(nullptr, &size, text), row.units ? SM_STATUS_SUCCESS : SM_STATUS_BAD_TYPE);
-        ASSERT_EQ(size, row.units ? needed : 1u);
+  for (const std::vector<Spelling> &kind : kSpellings) {
+    for (size_t before = 0; before <= 20; ++before) {
+      const std::vector<Spelling> run(before, kind[1]);
+      for (const std::string &piece : refused) {
+        SCOPED_TRACE(testing::PrintToString(piece) + " after " + std::to_string(before));
+        ASSERT_NO_FATAL_FAILURE(expectConverts(run, &Spelling::utf8, &Spelling::utf16, piece));
+      }
+      for (const std::u16string &half : halves) {
+        SCOPED_TRACE(testing::PrintToString(half) + " after " + std::to_string(before));
+        ASSERT_NO_FATAL_FAILURE(expectConverts(run, &Spelling::utf16, &Spelling::utf8, half));
+      }
+      for (const Spelling &odd : read) {
+        SCOPED_TRACE(testing::PrintToString(odd.utf8) + " after " + std::to_string(before));
+        std::vector<Spelling> characters = run;
+        characters.push_back(odd);
+        characters.insert(characters.end(), run.begin(), run.end());
+        ASSERT_NO_FATAL_FAILURE(expectConverts(characters, &Spelling::utf8, &Spelling::utf16));
       }
     }
-  }
-}
-
-TEST(StringConversion, RefusesHalvesOfPairs)
-{
-  for (const char16_t *half : {u"\xD800", u"\xDBFF", u"\xDC00", u"\xDFFF",
-                               u"\xD800"
-                               u"A",
-                               u"\xD83D\xD83D\xDE00", u"\xDE00\xD83D", u"\xD800\xE000", u"\xD83D\x4E2D"}) {
-    for (const std::vector<Spelling> &kind : kSpellings) {
-      for (size_t before = 0; before <= 20; ++before) {
-        const Spelling around = repeated(kind[1], before);
-        GuardedText<char16_t> text(around.utf16 + half);
-        const auto converted = static_cast<uint32_t>(around.utf8.size());
-        for (uint32_t given : {converted, converted + 32}) {
-          GuardedBuffer<char> buffer(given);
-          uint32_t size = given;
-          ASSERT_EQ(UCS2StrToUTF8Str(buffer, &size, text), SM_STATUS_BAD_TYPE) << before;
-          ASSERT_EQ(size, given);
-          ASSERT_EQ(buffer.units(), filledUp(around.utf8, given));
-        }
-        uint32_t size = 1;
-        ASSERT_EQ(UCS2StrToUTF8Str(nullptr, &size, text), SM_STATUS_BAD_TYPE);
-        ASSERT_EQ(size, 1u);
-      }
-    }
-  }
-}
-
-TEST(StringConversion, NeedsATextAndASize)
-{
-  char16_t units[4] = {};
-  char bytes[4] = {};
-  for (const auto convert : {UTF8StrToUCS2Str, LocalToUnicode}) {
-    uint32_t size = 4;
-    EXPECT_EQ(convert(units, &size, nullptr), SM_STATUS_INVALID_PARAMETER);
-    EXPECT_EQ(convert(units, nullptr, "a"), SM_STATUS_INVALID_PARAMETER);
-    EXPECT_EQ(size, 4u);
-  }
-  for (const auto convert : {UCS2StrToUTF8Str, UnicodeToLocal}) {
-    uint32_t size = 4;
-    EXPECT_EQ(convert(bytes, &size, nullptr), SM_STATUS_INVALID_PARAMETER);
-    EXPECT_EQ(convert(bytes, nullptr, u"a"), SM_STATUS_INVALID_PARAMETER);
-    EXPECT_EQ(size, 4u);
   }
 }
 
@@ -345,12 +236,12 @@ TEST(CodePoints, AreWrittenInTheirShortestForm)
     ASSERT_EQ(encode(nullptr, &size, codePoint), SM_STATUS_SUCCESS);
     ASSERT_EQ(size, length);
     for (uint32_t given = 0; given <= length + 1; ++given) {
-      GuardedBuffer<Unit> buffer(given * static_cast<uint32_t>(sizeof(Unit)));
+      TightBuffer<Unit> buffer(given * sizeof(Unit));
       size = given;
-      ASSERT_EQ(encode(buffer, &size, codePoint), given < length ? SM_STATUS_BUFFER_TOO_SMALL : SM_STATUS_SUCCESS);
+      ASSERT_EQ(encode(buffer.data(), &size, codePoint),
+                given < length ? SM_STATUS_BUFFER_TOO_SMALL : SM_STATUS_SUCCESS);
       ASSERT_EQ(size, given < length ? given : length);
-      const auto bytes = given * static_cast<uint32_t>(sizeof(Unit));
-      ASSERT_TRUE(filledUp(given < length ? expected.substr(0, 0) : expected, bytes) == buffer.units());
+      ASSERT_TRUE(buffer.holdsOnly(given < length ? expected.substr(0, 0) : expected));
     }
   };
   for (const Row &row : rows) {
@@ -358,7 +249,7 @@ TEST(CodePoints, AreWrittenInTheirShortestForm)
     expectWrites(UCS4CharToUTF8Chars, row.codePoint, row.bytes);
     uint32_t codePoint = 1;
     uint32_t consumed = 0;
-    EXPECT_EQ(UTF8CharsToUCS4Char(&codePoint, GuardedText<char>(row.bytes), &consumed), SM_STATUS_SUCCESS);
+    EXPECT_EQ(UTF8CharsToUCS4Char(&codePoint, tight(row.bytes).get(), &consumed), SM_STATUS_SUCCESS);
     EXPECT_EQ(codePoint, row.codePoint);
     EXPECT_EQ(consumed, row.bytes.size());
     if (!row.units.empty()) {
@@ -379,17 +270,16 @@ TEST(CodePoints, AreWrittenInTheirShortestForm)
 
 TEST(CodePoints, TellWhatCannotBeRead)
 {
-  for (const char *bytes :
-       {"\x80", "\xBF", "\xFE", "\xFF", "\xC3", "\xE4\xB8", "\xF0\x9F\x98", "\xFD\xBF\xBF\xBF\xBF"}) {
+  for (const std::string &bytes : kUnreadable) {
     uint32_t codePoint = 1;
     uint32_t consumed = 9;
-    EXPECT_EQ(UTF8CharsToUCS4Char(&codePoint, GuardedText<char>(bytes), &consumed), SM_STATUS_BAD_TYPE);
+    EXPECT_EQ(UTF8CharsToUCS4Char(&codePoint, tight(bytes).get(), &consumed), SM_STATUS_BAD_TYPE);
     EXPECT_EQ(codePoint, 0u);
     EXPECT_EQ(consumed, 9u);
   }
-  const auto read = [](const char16_t *units) {
+  const auto read = [](const std::u16string &units) {
     uint32_t codePoint = 1;
-    const uint32_t status = UTF16CharsToUCS4Char(&codePoint, GuardedText<char16_t>(units));
+    const uint32_t status = UTF16CharsToUCS4Char(&codePoint, tight(units).get());
     return std::pair(status, codePoint);
   };
   EXPECT_EQ(read(u""), std::pair(SM_STATUS_SUCCESS, 0u));
@@ -419,18 +309,18 @@ class Locale {
 template <class Unit, class From, class Conversion>
 void expectLocal(Conversion conversion, const std::basic_string<From> &source, const std::basic_string<Unit> &expected)
 {
-  GuardedText<From> text(source);
+  const auto text = tight(source);
   const auto needed = static_cast<uint32_t>((expected.size() + 1) * sizeof(Unit));
   uint32_t size = 1;
-  ASSERT_EQ(conversion(nullptr, &size, text), SM_STATUS_SUCCESS);
+  ASSERT_EQ(conversion(nullptr, &size, text.get()), SM_STATUS_SUCCESS);
   ASSERT_EQ(size, needed);
   for (uint32_t given = 0; given <= needed + 1; ++given) {
-    GuardedBuffer<Unit> buffer(given);
+    TightBuffer<Unit> buffer(given);
     size = given;
-    ASSERT_EQ(conversion(buffer, &size, text),
+    ASSERT_EQ(conversion(buffer.data(), &size, text.get()),
               given == 0 || given >= needed ? SM_STATUS_SUCCESS : SM_STATUS_BUFFER_TOO_SMALL);
     ASSERT_EQ(size, needed);
-    ASSERT_TRUE(filledUp(given < needed ? expected.substr(0, 0) : expected + Unit{}, given) == buffer.units()) << given;
+    ASSERT_TRUE(buffer.holdsOnly(given < needed ? expected.substr(0, 0) : expected + Unit{})) << given;
   }
 }
 
@@ -438,15 +328,15 @@ template <class Unit, class From, class Conversion>
 void expectNotLocal(Conversion conversion, const std::basic_string<From> &source)
 {
   for (uint32_t given : {0, 1, 64}) {
-    GuardedBuffer<Unit> buffer(given);
+    TightBuffer<Unit> buffer(given);
     uint32_t size = given;
-    EXPECT_EQ(conversion(buffer, &size, GuardedText<From>(source)), kUnsuccessful);
+    EXPECT_EQ(conversion(buffer.data(), &size, tight(source).get()), kFailed);
     EXPECT_EQ(size, given);
-    EXPECT_TRUE(filledUp(std::basic_string<Unit>(), given) == buffer.units());
+    EXPECT_TRUE(buffer.holdsOnly(std::basic_string<Unit>()));
   }
 }
 
-TEST(LocalEncoding, ConvertsAsciiInEveryLocale)
+TEST(LocalEncoding, ConvertsWhatTheLocaleCanExpress)
 {
   for (const char *name : {"C", "C.UTF-8", "en_US.UTF-8", "de_DE.ISO-8859-1"}) {
     Locale locale(name);
@@ -455,27 +345,15 @@ TEST(LocalEncoding, ConvertsAsciiInEveryLocale)
       continue;
     }
     for (size_t length : {0, 1, 2, 255, 256, 257, 600}) {
-      const std::string bytes(length, 'a');
-      const std::u16string units(length, u'a');
-      expectLocal(LocalToUnicode, bytes, units);
-      expectLocal(ASCIIToUnicode, bytes, units);
-      expectLocal(UnicodeToLocal, units, bytes);
-      expectLocal(UnicodeToASCII, units, bytes);
+      expectLocal(LocalToUnicode, std::string(length, 'a'), std::u16string(length, u'a'));
+      expectLocal(UnicodeToLocal, std::u16string(length, u'a'), std::string(length, 'a'));
     }
-  }
-  expectNotLocal<char>(UnicodeToLocal, std::u16string(u"a\xE9"));  // in the locale C
-}
-
-TEST(LocalEncoding, ConvertsWhatTheLocaleCanExpress)
-{
-  unsigned converted = 0;
-  for (const char *name : {"C.UTF-8", "en_US.UTF-8"}) {
-    Locale locale(name);
-    if (!locale) {
-      printf("skipped: this machine has no locale %s\n", name);
+    if (strcmp(name, "C") == 0) {
+      expectNotLocal<char>(UnicodeToLocal, std::u16string(u"a\xE9"));
+    }
+    if (strstr(name, "UTF-8") == nullptr) {
       continue;
     }
-    ++converted;
     std::string bytes;
     std::u16string units;
     for (size_t length = 0; length < 300; ++length) {  // characters of several bytes at the ends of the parts
@@ -492,9 +370,6 @@ TEST(LocalEncoding, ConvertsWhatTheLocaleCanExpress)
     expectNotLocal<char16_t>(LocalToUnicode, std::string("a\xC3"));
     expectNotLocal<char16_t>(LocalToUnicode, bytes + "\xFF");
   }
-  if (converted == 0) {
-    GTEST_SKIP() << "this machine has no UTF-8 locale";
-  }
 }
 
 TEST(Escape, SpellsEveryUnit)
@@ -509,29 +384,26 @@ TEST(Escape, SpellsEveryUnit)
   }
   std::vector<char> buffer(expected.size() + 1);
   auto size = static_cast<uint32_t>(buffer.size());
-  ASSERT_EQ(UCS2ToEscape(buffer.data(), &size, GuardedText<char16_t>(units)), SM_STATUS_SUCCESS);
+  ASSERT_EQ(UCS2ToEscape(buffer.data(), &size, tight(units).get()), SM_STATUS_SUCCESS);
   EXPECT_EQ(size, buffer.size());
   EXPECT_TRUE(expected == buffer.data());
 }
 
 TEST(Escape, TellsTheSizeNeeded)
 {
-  GuardedText<char16_t> text(u"\tA\xE9\\");
+  const auto text = tight(std::u16string(u"\tA\xE9\\"));
   const std::string expected("\\tA\\u00e9\\\\");
   for (uint32_t given = 0; given <= 13; ++given) {
-    GuardedBuffer<char> buffer(given);
-    for (char *out : {static_cast<char *>(buffer), static_cast<char *>(nullptr)}) {
+    TightBuffer<char> buffer(given);
+    for (char *out : {buffer.data(), static_cast<char *>(nullptr)}) {
       uint32_t size = given;
-      EXPECT_EQ(SMUCS2ToEscape(out, &size, text), given < 12 ? SM_STATUS_BUFFER_TOO_SMALL : SM_STATUS_SUCCESS) << given;
+      EXPECT_EQ(SMUCS2ToEscape(out, &size, text.get()), given < 12 ? SM_STATUS_BUFFER_TOO_SMALL : SM_STATUS_SUCCESS)
+          << given;
       EXPECT_EQ(size, 12u);
     }
-    EXPECT_EQ(buffer.units(), filledUp(given < 12 ? std::string() : expected + '\0', given));
+    EXPECT_TRUE(buffer.holdsOnly(given < 12 ? std::string() : expected + '\0'));
   }
-  GuardedBuffer<char> buffer(12);
-  EXPECT_EQ(UCS2ToEscape(buffer, nullptr, text), SM_STATUS_SUCCESS);
-  EXPECT_STREQ(buffer, expected.c_str());
-  EXPECT_EQ(UCS2ToEscape(nullptr, nullptr, text), SM_STATUS_SUCCESS);
-  EXPECT_EQ(UCS2ToEscape(buffer, nullptr, nullptr), SM_STATUS_BAD_ARGUMENT);
+  EXPECT_EQ(UCS2ToEscape(nullptr, nullptr, text.get()), SM_STATUS_SUCCESS);
 }
 
 TEST(Escape, FailsWithoutMemory)
@@ -543,8 +415,8 @@ TEST(Escape, FailsWithoutMemory)
     const long blocks = liveBlocks();
     const uint32_t status = UCS2ToEscape(buffer, &size, text.c_str());
     EXPECT_EQ(liveBlocks(), blocks);
-    EXPECT_EQ(size, status == kUnsuccessful ? sizeof(buffer) : 30001u) << nth;
-    EXPECT_TRUE(status == kUnsuccessful || nth == 5) << nth;
+    EXPECT_EQ(size, status == kFailed ? sizeof(buffer) : 30001u) << nth;
+    EXPECT_TRUE(status == kFailed || nth == 5) << nth;
   });
   EXPECT_EQ(failures, 4u);  // 6144 bytes, and three times double
   EXPECT_STREQ(buffer, "kept");
@@ -575,8 +447,6 @@ TEST(DynamicString, BeginsEmptyAndEndsCleared)
   EXPECT_EQ(record.pStr, nullptr);
   EXPECT_EQ(record.strBufSize, 0u);
   SSUTF8StrFree(&record);
-  SSUTF8StrFree(nullptr);
-  EXPECT_EQ(SSUTF8StrAlloc(nullptr, 5), nullptr);
 }
 
 TEST(DynamicString, BeginsNotWithoutMemory)
@@ -599,12 +469,9 @@ TEST(DynamicString, GrowsByItsRule)
   const Row rows[] = {
       {16, 8, 7, 16},
       {16, 8, 8, 32},
-      {16, 8, 10, 32},
       {16, 8, 23, 32},
       {16, 8, 24, 33},
-      {16, 0, 1000, 1001},
       {1, 0, 0, 1},
-      {1, 0, 1, 2},
       {0xFFFFF, 0xFFFFE, 1, 0x1FFFFE},
       {0x100000, 0xFFFFF, 1, 0x140000},
       {0x100003, 0x100002, 1, 0x140003},
@@ -632,41 +499,6 @@ TEST(DynamicString, GrowsByItsRule)
     SSUCS2StrCatUCS2Str(&record, u"defg");
     EXPECT_EQ(record.strBufSize, 16u);
     EXPECT_TRUE(std::u16string(u"abcdefg") == record.pStr);
-  }
-}
-
-TEST(DynamicString, ConvertsWhatItAppends)
-{
-  Ucs2Record units(16);
-  SSUCS2StrCatUCS2Str(&units, u"\xD83D");  // appended as it is
-  SMSSUCS2StrCatUCS2Str(&units, u"\xDE00");
-  SMSSUCS2StrCatUTF8Str(&units, "\xE4\xB8\xAD\xC0\x80z");
-  EXPECT_TRUE(std::u16string(u"\xD83D\xDE00\x4E2D\0z", 5) == std::u16string(units.pStr, units.strLen));
-  EXPECT_EQ(units.pStr[units.strLen], 0);
-
-  Utf8Record bytes(16);
-  SMSSUTF8StrCatUTF8Str(&bytes, "\xFF");  // appended as it is
-  SMSSUTF8StrCatUCS2Str(&bytes, u"\xD83D\xDE00\x4E2Dz");
-  EXPECT_STREQ(bytes.pStr, "\xFF\xF0\x9F\x98\x80\xE4\xB8\xADz");
-  EXPECT_EQ(bytes.strLen, 9u);
-}
-
-TEST(DynamicString, ReadsNoFurtherThanTheTerminator)
-{
-  for (const std::vector<Spelling> &kind : kSpellings) {
-    Spelling text;
-    for (size_t length = 0; length < 40; ++length) {
-      Utf8Record bytes(1);
-      SSUTF8StrCatUTF8Str(&bytes, GuardedText<char>(text.utf8));
-      SSUTF8StrCatUCS2Str(&bytes, GuardedText<char16_t>(text.utf16));
-      ASSERT_EQ(bytes.pStr, text.utf8 + text.utf8);
-      Ucs2Record units(1);
-      SSUCS2StrCatUTF8Str(&units, GuardedText<char>(text.utf8));
-      SSUCS2StrCatUCS2Str(&units, GuardedText<char16_t>(text.utf16));
-      ASSERT_EQ(units.pStr, text.utf16 + text.utf16);
-      text.utf8 += kind[length % kind.size()].utf8;
-      text.utf16 += kind[length % kind.size()].utf16;
-    }
   }
 }
 
@@ -737,33 +569,6 @@ TEST(DynamicString, NeverPasses32Bits)
 }
 #endif
 
-TEST(DynamicString, KeepsItsTextWithoutMemory)
-{
-  const std::string bytes(100, 'b');
-  const std::u16string units(100, u'u');
-  const std::function<const void *(SSUCS2Str *, SSUTF8Str *)> appends[] = {
-      [&](SSUCS2Str *to, SSUTF8Str *) { return SSUCS2StrCatUCS2Str(to, units.c_str()); },
-      [&](SSUCS2Str *to, SSUTF8Str *) { return SSUCS2StrCatUTF8Str(to, bytes.c_str()); },
-      [&](SSUCS2Str *, SSUTF8Str *to) { return SSUTF8StrCatUTF8Str(to, bytes.c_str()); },
-      [&](SSUCS2Str *, SSUTF8Str *to) { return SSUTF8StrCatUCS2Str(to, units.c_str()); }};
-  for (const auto &append : appends) {
-    Ucs2Record toUnits(32);
-    Utf8Record toBytes(32);
-    SSUCS2StrCatUCS2Str(&toUnits, u"kept");
-    SSUTF8StrCatUTF8Str(&toBytes, "kept");
-    {
-      const Fault fault(Call::allocation, 1, ENOMEM, true);
-      EXPECT_NE(append(&toUnits, &toBytes), nullptr);
-      EXPECT_TRUE(fault.struck());
-    }
-    EXPECT_TRUE(toUnits.strBufSize == 32 && toBytes.strBufSize == 32);
-    EXPECT_EQ(toUnits.pStr, std::u16string(u"kept"));
-    EXPECT_STREQ(toBytes.pStr, "kept");
-    append(&toUnits, &toBytes);
-    EXPECT_EQ(toUnits.strLen + toBytes.strLen, 108u);
-  }
-}
-
 constexpr char kDump[] =
     "0x00000100: 00 09 1F 20:21 41 7A 7B:7E 7F 80 FF:30 31 32 33    ... !Az.....0123 \r\n"
     "0x00000110: 61 62 63 64:65                                     abcde            \r\n";
@@ -795,27 +600,20 @@ TEST(Dump, ShowsSixteenBytesALine)
 
 TEST(Dump, OfNothingIsEmpty)
 {
-  uint32_t count = 0;
   EXPECT_EQ(BufToSSUTF8Str(nullptr, kDumped, 0, 0), SM_STATUS_SUCCESS);
   EXPECT_EQ(BufToSSUTF8Str(nullptr, nullptr, 5, 0), SM_STATUS_SUCCESS);
-  for (const uint8_t *bytes : {kDumped, static_cast<const uint8_t *>(nullptr)}) {
-    count = bytes == nullptr ? 5 : 0;
-    const std::unique_ptr<char, void (*)(void *)> text(BufToUTF8Str(bytes, &count, 0), SMFreeMem);
-    EXPECT_STREQ(text.get(), "");
-    EXPECT_EQ(count, 1u);
-  }
-  EXPECT_EQ(BufToUTF8Str(kDumped, nullptr, 0), nullptr);
+  uint32_t count = 5;
+  const std::unique_ptr<char, void (*)(void *)> text(BufToUTF8Str(nullptr, &count, 0), SMFreeMem);
+  EXPECT_STREQ(text.get(), "");
+  EXPECT_EQ(count, 1u);
   count = 0xFFFFFFFF;  // a dump that no count can tell the length of
   EXPECT_EQ(BufToUTF8Str(kDumped, &count, 0), nullptr);
   EXPECT_EQ(count, 0xFFFFFFFFu);
   Ucs2Record units(16);
   EXPECT_EQ(BufToUCS2Str(&units, nullptr, 5, 0), SM_STATUS_SUCCESS);
   EXPECT_EQ(units.strLen, 0u);
-  SSUCS2Str noUnits = {};
   SSUTF8Str noBytes = {};
-  EXPECT_EQ(BufToUCS2Str(&noUnits, nullptr, 0, 0), kUnsuccessful);
-  EXPECT_EQ(BufToSSUTF8Str(&noBytes, kDumped, 1, 0), kUnsuccessful);
-  EXPECT_EQ(BufToSSUTF8Str(nullptr, kDumped, 1, 0), kUnsuccessful);
+  EXPECT_EQ(BufToSSUTF8Str(&noBytes, kDumped, 1, 0), kFailed);
 }
 
 TEST(Dump, FailsWithoutMemory)
@@ -823,24 +621,15 @@ TEST(Dump, FailsWithoutMemory)
   const std::vector<uint8_t> bytes(16 * 30, 'b');  // 2460 characters: the working string has to grow once
   const auto count = static_cast<uint32_t>(bytes.size());
   const long blocks = liveBlocks();
-  EXPECT_EQ(failEach(Call::allocation, ENOMEM,
-                     [&](unsigned nth) {
-                       uint32_t size = count;
-                       char *text = BufToUTF8Str(bytes.data(), &size, 0);
-                       EXPECT_EQ(nth == 1, text == nullptr);
-                       EXPECT_EQ(size, nth == 1 ? count : 2461u);
-                       SMFreeMem(text);
-                     }),
-            1u);
   // A buffer for exactly five lines, and none for the sixth: what was appended stays.
   Utf8Record record(5 * 82 + 1);
   {
     Fault fault(Call::allocation, 1);
-    EXPECT_EQ(BufToSSUTF8Str(&record, bytes.data(), 96, 0), kUnsuccessful);
+    EXPECT_EQ(BufToSSUTF8Str(&record, bytes.data(), 96, 0), kFailed);
   }
   EXPECT_EQ(record.strLen, 5u * 82);
   // The working string, its growth, the append to the record.
-  const uint32_t statuses[] = {SM_STATUS_NO_MEMORY, kUnsuccessful, SM_STATUS_SUCCESS, SM_STATUS_SUCCESS};
+  const uint32_t statuses[] = {SM_STATUS_NO_MEMORY, kFailed, SM_STATUS_SUCCESS, SM_STATUS_SUCCESS};
   Ucs2Record units(16);
   EXPECT_EQ(failEach(Call::allocation, ENOMEM,
                      [&](unsigned nth) {

@@ -33,13 +33,11 @@ std::vector<uint32_t> enumerate(Table &table)
 
 TEST(HashIdTest, BytesNeeded)
 {
-  const struct {
-    int32_t highest;
-    uint32_t bytes;
-  } rows[] = {{0, 0},  {-1, 0},  {INT32_MIN, 0},          {1, 4},         {31, 4}, {32, 8},
-              {63, 8}, {64, 12}, {1073741822, 134217728}, {1073741823, 0}};
-  for (const auto &row : rows) {
-    EXPECT_EQ(SMHashTableBytesNeeded(row.highest), row.bytes) << row.highest;
+  const std::pair<int32_t, uint32_t> rows[] = {
+      {0, 0},  {-1, 0},  {INT32_MIN, 0},          {1, 4},         {31, 4}, {32, 8},
+      {63, 8}, {64, 12}, {1073741822, 134217728}, {1073741823, 0}};
+  for (const auto &[highest, bytes] : rows) {
+    EXPECT_EQ(SMHashTableBytesNeeded(highest), bytes) << highest;
   }
 }
 

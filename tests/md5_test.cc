@@ -1,4 +1,4 @@
-// MD5: the test suite of RFC 1321, every length around a block in every cut, and the exported parts.
+// MD5: the test suite of RFC 1321 and lengths around a block, in several cuts, and the exported parts.
 
 #include <cmath>
 
@@ -42,10 +42,7 @@ std::string digest(const std::string &message, size_t run)
 
 TEST(Md5Test, PublishedDigests)
 {
-  const struct {
-    std::string message;
-    const char *digest;
-  } rows[] = {
+  const std::pair<std::string, const char *> rows[] = {
       {"", "d41d8cd98f00b204e9800998ecf8427e"},
       {"a", "0cc175b9c0f1b6a831c399e269772661"},
       {"abc", "900150983cd24fb0d6963f7d28e17f72"},
@@ -58,23 +55,12 @@ TEST(Md5Test, PublishedDigests)
       {std::string(56, 'x'), "668a72d5ba17f08e62dabcafad6db14b"},
       {std::string(63, 'x'), "7dc2ca208106a2f703567bdff99d8981"},
       {std::string(64, 'x'), "c1bb4f81d892b2d57947682aeb252456"},
+      {std::string(200, 'x'), "30a83621ce5422fbdfdd539777458c78"},
   };
-  for (const auto &row : rows) {
-    for (const size_t run : {1U, 63U, 64U, 65U, 1000U}) {
-      EXPECT_EQ(digest(row.message, run), row.digest) << row.message << " in runs of " << run;
+  for (const auto &[message, expected] : rows) {
+    for (const size_t run : {1U, 7U, 63U, 64U, 65U, 1000U}) {
+      EXPECT_EQ(digest(message, run), expected) << message << " in runs of " << run;
     }
-  }
-}
-
-TEST(Md5Test, EveryCutOfEveryLengthAgrees)
-{
-  std::string message;
-  for (int length = 0; length <= 200; ++length) {
-    const std::string whole = digest(message, 1000);
-    for (const size_t run : {1U, 7U, 63U, 64U, 65U}) {
-      ASSERT_EQ(digest(message, run), whole) << length << " in runs of " << run;
-    }
-    message += static_cast<char>(length * 37);
   }
 }
 

@@ -16,13 +16,38 @@ namespace support {
 
 using Bytes = std::vector<uint8_t>;
 
+/// Bytes written as hexadecimal digits, blanks where they help, and text in quotes: "02 00 'abc'".
+inline Bytes hex(const std::string &text)
+{
+  Bytes bytes;
+  for (size_t i = 0; i < text.size();) {
+    if (text[i] == ' ') {
+      ++i;
+    } else if (text[i] == '\'') {
+      const size_t end = text.find('\'', i + 1);
+      bytes.insert(bytes.end(), &text[i + 1], &text[end]);
+      i = end + 1;
+    } else {
+      bytes.push_back(static_cast<uint8_t>(std::stoi(text.substr(i, 2), nullptr, 16)));
+      i += 2;
+    }
+  }
+  return bytes;
+}
+
+/// An object without fields, and one of an inline value.
+inline const Bytes kEmptyBlock = hex("'BODS' 0000 0800");
+inline const Bytes kOneBlock = hex("'BODS' 0100 1000 0500 07 03 44332211");
+
 struct FreeObject {
   void operator()(SDOConfig *object) const { SDOConfigFree(object); }
 };
 using Object = std::unique_ptr<SDOConfig, FreeObject>;
 
-/// A type byte without a meaning of its own.
+/// A type byte without a meaning of its own, and those of an object in memory and of an array of them.
 constexpr uint8_t kPlain = 7;
+constexpr uint8_t kObject = SDO_TYPE_CONFIG;
+constexpr uint8_t kObjects = SDO_TYPE_CONFIG | SDO_TYPE_ARRAY;
 
 constexpr uint32_t kPointer = sizeof(SDOConfig *);
 
@@ -33,7 +58,7 @@ inline uint32_t add(const Object &object, uint16_t fieldID, const Bytes &value, 
 }
 
 /// Adds a nested object, or with the array bit in the type an array of that one.
-inline uint32_t addNested(const Object &object, uint16_t fieldID, SDOConfig *nested, uint8_t type = SDO_TYPE_CONFIG)
+inline uint32_t addNested(const Object &object, uint16_t fieldID, SDOConfig *nested, uint8_t type = kObject)
 {
   const void *value = (type & SDO_TYPE_ARRAY) == 0 ? static_cast<void *>(nested) : &nested;
   return SDOConfigAddData(object.get(), fieldID, type, value, kPointer, 1);
@@ -112,24 +137,19 @@ inline Bytes bufferWith(Bytes value, uint32_t room)
   return value;
 }
 
-/// Bytes written as hexadecimal digits, blanks where they help, and text in quotes: "02 00 'abc'".
-inline Bytes hex(const std::string &text)
+/// Expects that a lookup copies a value into every buffer that it fits, and tells its size to all others. Its other
+/// outputs are those given, on success only unless `always`.
+template <class Lookup>
+void expectCopied(const Bytes &value, Lookup lookup, Reading outputs = {}, bool always = false)
 {
-  Bytes bytes;
-  for (size_t i = 0; i < text.size();) {
-    if (text[i] == ' ') {
-      ++i;
-    } else if (text[i] == '\'') {
-      for (++i; text[i] != '\''; ++i) {
-        bytes.push_back(static_cast<uint8_t>(text[i]));
-      }
-      ++i;
-    } else {
-      bytes.push_back(static_cast<uint8_t>(std::stoi(text.substr(i, 2), nullptr, 16)));
-      i += 2;
-    }
+  const auto need = static_cast<uint32_t>(value.size());
+  for (uint32_t room = 0; room <= need + 1; ++room) {
+    Reading expected = room < need && !always ? Reading() : outputs;
+    expected.status = room < need ? kTooSmall : kOk;
+    expected.size = need;
+    expected.buffer = bufferWith(value, room);
+    EXPECT_EQ(read(room, lookup), expected) << room << " of " << need;
   }
-  return bytes;
 }
 
 }  // namespace support
