@@ -205,20 +205,59 @@ TEST_F(ToolTest, WaitsForTheLockAsLongAsItIsTold)
   EXPECT_EQ(run("qvctl ini set a.ini s k w --wait 0 && qvctl ini get a.ini s k").out, "w\n");
 }
 
-/// The tool makes the file for the library, whose own steps power_loss_test looks at.
-TEST_F(ToolTest, AKilledSetLeavesNoNewFileOrAWholeOne)
+TEST_F(ToolTest, LosesNoKeyAmongToolsAndComponents)
+{
+  constexpr int kKeys = 25;
+  const auto component = [](const char *name) {
+    return [name](Inside &inside) {
+      for (int i = 0; i < kKeys; ++i) {
+        const std::string key = name + std::to_string(i);
+        inside.report({WriteINIFileValue_astring("s", key.c_str(), "v", 2, "shared.ini", 1) == 0 ? 0 : 1});
+      }
+    };
+  };
+  Child first(component("a"));
+  Child second(component("b"));
+  const std::string loop = "for i in $(seq 0 24); do qvctl ini set shared.ini s $k$i v || exit 1; done";
+  EXPECT_EQ(run("k=c; (" + loop + ") & k=d; " + loop + "; wait $! ").status, 0);
+  EXPECT_EQ(first.report().find('1'), std::string::npos);
+  EXPECT_EQ(second.report().find('1'), std::string::npos);
+  EXPECT_EQ(run("qvctl ini list shared.ini s | sort | uniq | grep -c '^[abcd][0-9]*=v$'").out, "100\n");
+}
+
+TEST_F(ToolTest, KilledAnywhereLeavesTheOldFileOrTheNew)
 {
   if (const char *reason = whyNotKilled(); reason != nullptr) {
     GTEST_SKIP() << reason;
   }
-  std::string last;
-  killAtEveryCall(
-      "kv set new.conf k v", [] { fs::remove("new.conf"); },
-      [&last] {
-        last = get("new.conf");
-        EXPECT_TRUE(last == "(missing)" || last == "k=v\n") << last;
-      });
-  EXPECT_EQ(last, "k=v\n") << "the last run ends by itself";
+  const struct {
+    const char *arguments;
+    const char *file;
+    const char *before;  // null where there is no file
+    const char *after;
+  } rows[] = {
+      {"ini set a.ini s k new", "a.ini", "[s]\nk=old\n[t]\n", "[s]\nk=new\n[t]\n"},
+      {"ini set new.ini s k v", "new.ini", nullptr, "[s]\nk=v\n"},
+      {"ini unset a.ini s", "a.ini", "[s]\nk=old\n[t]\n", "[t]\n"},
+      {"kv set a.conf k new", "a.conf", "k=old\nl=1\n", "k=new\nl=1\n"},
+      {"kv set new.conf k v", "new.conf", nullptr, "k=v\n"},
+      {"kv unset a.conf k", "a.conf", "k=old\nl=1\n", "l=1\n"},
+  };
+  for (const auto &row : rows) {
+    SCOPED_TRACE(row.arguments);
+    std::string last;
+    const auto prepare = [&row] {
+      fs::remove(row.file);
+      if (row.before != nullptr) {
+        put(row.file, row.before);
+      }
+    };
+    killAtEveryCall(row.arguments, prepare, [&row, &last] {
+      last = get(row.file);
+      EXPECT_TRUE(last == row.after || last == (row.before == nullptr ? "(missing)" : row.before)) << last;
+    });
+    EXPECT_EQ(last, row.after) << "the last run ends by itself";
+  }
 }
 
 }  // namespace
