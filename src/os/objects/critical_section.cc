@@ -193,7 +193,8 @@ void leave(Section *section)
     pOSCritSecRBTree = nullptr;
     retired.node = root;
   } else if (qv::tree::Node *node = locate(section->routine).found; node != nullptr) {
-    (void)qv::tree::erase(&pOSCritSecRBTree, node);  // at the end of a process the registry may be detached under a thread
+    // At the end of a process the registry may be detached under a thread. The node may stay, for its successor.
+    (void)qv::tree::erase(&pOSCritSecRBTree, node);
   }
   discard(std::exchange(kept, retired));
 }
