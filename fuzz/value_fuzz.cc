@@ -84,9 +84,11 @@ bool isWhole(const Bytes &value, const std::string &text, uint32_t type)
   switch (type) {
     case SM_TYPE_BOOLEAN:
       return as<SMBool>(value) == 0 || as<SMBool>(value) == 1;
-    case SM_TYPE_DOUBLE:
-      return std::isfinite(as<double>(value)) && as<double>(value) * 1000 == std::trunc(as<double>(value) * 1000) &&
-             std::fabs(as<double>(value)) < 1e12;
+    case SM_TYPE_DOUBLE: {
+      char decimals[400];
+      (void)snprintf(decimals, sizeof(decimals), "%.3f", as<double>(value));
+      return std::fabs(as<double>(value)) < 1e12 && strtod(decimals, nullptr) == as<double>(value);
+    }
     case SM_TYPE_LANGID:
       return text != "en_US" || as<uint32_t>(value) == SM_LANGUAGE_DEFAULT;
     default:
