@@ -2,6 +2,7 @@
 // debugger takes off, and the residue check after each.
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -23,6 +24,7 @@ class TimeLimit : public testing::EmptyTestEventListener {
 int main(int argc, char **argv)
 {
   support::requireSandbox(argv[0]);
+  mallopt(M_PERTURB, 0xA5);  // a new block is no zeros, and one that was freed is not what it was
   testing::InitGoogleTest(&argc, argv);
   testing::TestEventListeners &listeners = testing::UnitTest::GetInstance()->listeners();
   if (getenv("QVSUPT32_NO_TIME_LIMIT") == nullptr) {
