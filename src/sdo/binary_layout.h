@@ -234,8 +234,8 @@ class BinaryArrayView : public BlockView<BinaryArrayView, SDO_BINARY_ARRAY_MAGIC
   bool holdsHeader(uint32_t position) const { return position + kHeaderSize <= totalSize(); }
 };
 
-/// Out of line and of this file: a function that copies short values itself and ends with this call needs no stack frame,
-/// and passes in registers.
+/// Out of line, so that a function that copies short values itself and ends with this call needs no stack frame; static,
+/// so that the arguments pass in registers.
 [[gnu::noinline]] static Status copyLong(const uint8_t *bytes, uint32_t length, void *buffer)
 {
   memcpy(buffer, bytes, length);
